@@ -1,0 +1,59 @@
+// The operator's side of the data store: models in and out, start of a device, who is overdue.
+//
+// Used by the hand tool and by tests; servers use CCds. Calls return an empty string on success and
+// otherwise one sentence that names the file, the path or the reason.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "toolkit/element.h"
+#include "toolkit/types.h"
+
+namespace toolkit::admin {
+
+// What a user may do at a path and below it, unless a longer path says otherwise.
+struct Right {
+  std::string path;
+  std::string user;   // "*": anybody, also an anonymous caller
+  std::string allow;  // letters of "rwdx": read, write, remove, reset
+};
+
+struct ModelLeaf {
+  std::string node;  // node path
+  std::string name;  // leaf name
+  CElement element;
+  element_property_t source = ELEMENT_NORMAL;
+};
+
+// A device model, or a part of one.
+struct Model {
+  std::vector<Right> rights;
+  std::vector<std::string> nodes;  // node paths, also those without leaves
+  std::vector<ModelLeaf> leaves;
+};
+
+// Puts a model into both halves of the store, durably and in one transaction: all of it or, with
+// the faulty path named, nothing. Makes the halves where there are none. `replace` empties the
+// store first. Other processes see the old content until the new one is complete.
+std::string importModel(const Model& model, bool replace);
+
+// The nodes at and below `nodePath`, in the store's order, without automatic leaves; all rights
+// with
+// "/".
+std::string exportModel(const std::string& nodePath, Model& model);
+
+// Builds the live half anew from the persistent one, in one transaction. Makes an empty persistent
+// half where there is none.
+std::string boot();
+
+struct Watchdog {
+  std::string name;
+  int periodSeconds = 0;
+  int silentSeconds = 0;  // since the last ping
+  bool overdue() const { return silentSeconds > periodSeconds; }
+};
+
+std::string watchdogs(std::vector<Watchdog>& out);
+
+}  // namespace toolkit::admin

@@ -1,0 +1,114 @@
+// CCds: client of the data store, a tree of nodes whose leaves hold typed values.
+//
+// Every process of the device has its own client; they share one store. It has two halves:
+//   live        $TOOLKIT_RUN (default /run/toolkit): all nodes and leaves, what every read sees.
+//   persistent  $TOOLKIT_STATE (default /var/lib/toolkit): what survives a restart.
+// A normal write changes the live half only. A persistent write is committed durably to the
+// persistent half and then to the live half, and only then has it succeeded.
+//
+// A leaf is named by a CPath. `Children` and `Attributes` are automatic leaves of every node: the
+// names of its child nodes and of its leaves, joined by ";". Writing a leaf makes the missing nodes
+// above it. The names of the tree are case sensitive.
+//
+// Calls return 0 when the store was asked; the outcome for each path is then in its api_status_t.
+// Non-zero means that the store could not be asked at all (client closed, store damaged, disk
+// failed): every status is then API_FAILED or the more exact reason, and outputs are defaults.
+// Nothing throws except std::bad_alloc. A batch is one transaction: readers in any process see all
+// of it or nothing.
+//
+// One thread per process. A client may be opened before fork(): the child notices and opens anew.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "toolkit/element.h"
+#include "toolkit/path.h"
+#include "toolkit/types.h"
+
+namespace toolkit {
+
+namespace store {
+class Change;
+class Store;
+}  // namespace store
+
+class CCds {
+ public:
+  // Tries to open the store; see init() for the outcome.
+  CCds();
+  ~CCds();
+  CCds(const CCds&) = delete;
+  CCds& operator=(const CCds&) = delete;
+
+  // Opens the store unless it is open. A missing live half is built from the persistent one, by
+  // exactly one of the processes that ask for it. 0, or non-zero with the reason in last_error():
+  // no store, a damaged one, one of another version, no right to it.
+  int init();
+  const std::string& last_error() const { return lastError_; }
+
+  // True once init() has succeeded, also after close().
+  bool is_initialized() const { return initialized_; }
+  bool is_open() const { return store_ != nullptr; }
+  // Ends this client's use of the store: later calls fail with API_FAILED.
+  void close();
+
+  // Every later write of this client fails with API_READ_ONLY.
+  void setReadOnly() { readOnly_ = true; }
+
+  // API_SUCCESS, API_NOT_FOUND, API_BAD_PATH or API_FAILED. A sub-attribute in the path is not
+  // looked at: the leaf is read. An array element path gives that element as a String.
+  int get_leaf(const CPath& path, api_status_t& status, CElement& element,
+               element_property_t& source);
+  // One transaction; the outputs have one entry a path, in order.
+  int get_leaves(const std::vector<CPath>& paths, std::vector<api_status_t>& statuses,
+                 std::vector<CElement>& elements, std::vector<element_property_t>& sources);
+
+  // Writes a leaf with the element's own time stamp. `source` says who wrote ("Web-Services,
+  // user, address") and is kept with the leaf. API_BAD_PATH for a path with a sub-attribute or an
+  // index, for an automatic leaf, and for one that is too long.
+  int set_leaf(const CPath& path, const CElement& element, api_status_t& status,
+               pcd_tribool_t persist, const std::string& source);
+  // One transaction for all good entries; a bad path among them fails alone. A full store or a
+  // failed disk fails every entry and changes nothing.
+  int set_leaves(const std::vector<CPath>& paths, const std::vector<CElement>& elements,
+                 const std::vector<pcd_tribool_t>& persist, std::vector<api_status_t>& statuses,
+                 const std::string& source);
+  // Removes one leaf from both halves.
+  int clear_leaf(const CPath& path, api_status_t& status, const std::string& source);
+
+  // API_SUCCESS when the node exists.
+  int test_node(const std::string& nodePath, api_status_t& status);
+  bool node_exists(const std::string& nodePath);
+  // Makes a node and the missing ones above it; an existing node is a success.
+  int add_node(const std::string& nodePath, api_status_t& status, const std::string& source);
+  // Removes a node with all below it, from both halves, in one transaction. API_NOT_AUTHORIZED for
+  // "/", "/Software", "/Alarms", "/Software/Data Servers" and "/Software/Commands".
+  int remove_node(const std::string& nodePath, api_status_t& status, const std::string& source);
+
+  // Watchdog: a process says its name and at most how many seconds will pass between two pings;
+  // `devctl status` tells who is overdue. `action` is kept for the supervisor.
+  int watchdog_register(api_status_t& status, const std::string& name, int periodSeconds,
+                        int action);
+  int watchdog_ping(api_status_t& status);
+  int watchdog_clear(api_status_t& status);
+
+  // The platform's own classes reach the store through this; null when the client is closed.
+  const std::shared_ptr<store::Store>& handle() const { return store_; }
+
+ private:
+  api_status_t write(const std::function<void(store::Change&)>& body);
+  int change(bool goodPath, api_status_t& status,
+             const std::function<api_status_t(store::Change&)>& body);
+  void noteFailure(int code);
+
+  std::shared_ptr<store::Store> store_;
+  std::string lastError_;
+  std::string watchdogName_;
+  bool initialized_ = false;
+  bool readOnly_ = false;
+};
+
+}  // namespace toolkit

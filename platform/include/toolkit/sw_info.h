@@ -1,0 +1,41 @@
+// CCds_SwInfo: what a program tells of itself in the store, under a node of its own.
+//
+//   <path>/AppStatus   the numbers below
+//   <path>/AppError    0, or the program's own error number
+//
+// Values are written to the live half. Calls return 0 on success and non-zero when the store
+// refused; a status that cannot be written never stops the program.
+#pragma once
+
+#include <string>
+
+#include "toolkit/cds.h"
+
+namespace toolkit {
+
+// Life of a program.
+enum AppStatuses {
+  APP_UNKNOWN = 0,
+  APP_STARTING = 1,
+  APP_STOPPED = 2,
+  APP_FAILED = 3,
+  APP_RUNNING = 4,
+};
+
+class CCds_SwInfo {
+ public:
+  // `cds` must outlive this object.
+  CCds_SwInfo(CCds& cds, std::string path) : cds_(cds), path_(std::move(path)) {}
+
+  int SetAppStatus(int status);
+  int SetAppError(int error);
+
+  // Writes an Integer to the Value of the node at base + suffix.
+  int SetIntValue(const std::string& base, const char* suffix, int value);
+
+ private:
+  CCds& cds_;
+  std::string path_;
+};
+
+}  // namespace toolkit

@@ -1,0 +1,42 @@
+// CSysLog: the program's log, to syslog(3) and never blocking.
+//
+// Each message has a severity, which goes to the log, and a level, which decides whether it is
+// written: a message of level n is written when the logger's level is at least n. Levels in use: 0
+// errors, start and stop; 1 failures told to clients; 2, 5 and 6 detail of single requests.
+//
+// TOOLKIT_LOG=stderr, or =FILE, sends the lines there instead of to syslog (a file is appended to).
+// Control bytes in a message are written as "?", so that a client's text cannot forge a line.
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace toolkit {
+
+class LogSink;
+
+class CSysLog {
+ public:
+  int level;  // first member: messages above this level are dropped before they are formatted
+
+  // `echoToStderr` copies every line to standard error; `withPid` adds the process number;
+  // `openNow` connects at once instead of at the first line. `ident` starts every line.
+  CSysLog(std::string ident, int level, bool echoToStderr, bool withPid, bool openNow);
+  ~CSysLog();
+  CSysLog(const CSysLog&) = delete;
+  CSysLog& operator=(const CSysLog&) = delete;
+
+  // printf formats. A line is cut at 2,000 bytes.
+  void err(int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
+  void warn(int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
+  void notice(int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
+  void info(int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
+
+ private:
+  void write(int severity, const char* format, __builtin_va_list arguments);
+
+  std::unique_ptr<LogSink> sink_;
+  std::unique_ptr<LogSink> echo_;  // null: none
+};
+
+}  // namespace toolkit

@@ -1,0 +1,30 @@
+// The platform's clock and time formats.
+//
+// A 64-bit time is microseconds since 1970-01-01 00:00:00 UTC, signed. Conversions are total: every
+// value converts, and what the target cannot hold saturates.
+#pragma once
+
+#include <sys/time.h>
+
+#include <cstdint>
+#include <string>
+
+// Now, as a 64-bit time.
+std::int64_t qel_UTCtime64();
+// Now, shifted by the offset that the zone of the process (TZ) has at this moment.
+std::int64_t qel_Localtime64();
+
+// Name of the zone in force now ("CET", "CEST").
+std::string qel_GetLocalTimeZoneName();
+bool qel_IsDaylightSavings();
+
+// Seconds of a clock that never jumps; the epoch is arbitrary.
+std::int32_t qel_GetMonoTime();
+
+std::int64_t qel_UNIXtoQELtime64(const timeval* unixTime);
+// Microseconds of the result are 0 to 999999, also before 1970. Always returns 0.
+int qel_QELtoUNIXtime64(std::int64_t time, timeval* unixTime);
+
+// The same pair under the names of the value-writing code: now, and that as a timeval.
+std::int64_t qel_UTCtime();
+int qel_QELtoUNIXtime(std::int64_t time, timeval* unixTime);

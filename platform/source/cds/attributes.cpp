@@ -1,0 +1,96 @@
+#include "cds/attributes.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <utility>
+
+#include "toolkit/types.h"
+
+namespace toolkit {
+
+namespace {
+
+using Attribute = std::pair<std::string_view, int>;
+
+constexpr std::array kNames = {
+    "Attributes",       "ValueType",        "Children",           "NodeType",
+    "Aliases",          "DisplayName",      "Description",        "NodeSubtype",
+    "ValueAge",         "Overridden",       "Minimum",            "Maximum",
+    "Resolution",       "PossibleValues",   "MaximumLength",      "Units",
+    "HasHistory",       "ShortName",        "Reference",          "HasDynamicChildren",
+    "Writable",         "InAlarm",          "WritableValues",     "Format",
+    "IsMultiLine",      ".GroupName",       ".NotifyActions",     ".Deadband",
+    ".RangeLow",        ".RangeHigh",       ".BasePriority",      ".TrendTraits",
+    ".AlarmBatch",      ".Quality",         ".Source",            ".Time",
+    ".AttribType",      ".LogOptions",      ".AlarmEnable",       ".AlarmHighLimit",
+    ".AlarmLowLimit",   ".AlarmHighHighLimit", ".AlarmLowLowLimit", ".AlarmHysteresis",
+    ".AlarmHighMsg",    ".AlarmLowMsg",     ".AlarmHighHighMsg",  ".AlarmLowLowMsg",
+    ".AutoClosing",     ".AlarmOnValue",    ".AlarmOnValueMsg",   ".AlarmState",
+    ".LatchAlarm",      ".AlarmDelay",      ".AlarmClearDelay",   ".TrendPeriod",
+};
+static_assert(kNames.size() == 56);
+
+constexpr int kFirstSubAttribute = 35;
+constexpr int kLastSubAttribute = 37;
+
+// By name, for the lookup at each read.
+constexpr std::array<Attribute, kNames.size()> sortedByName() {
+  std::array<Attribute, kNames.size()> sorted = {};
+  for (std::size_t i = 0; i < kNames.size(); ++i) {
+    sorted[i] = {kNames[i], static_cast<int>(i) + 1};
+  }
+  std::sort(sorted.begin(), sorted.end());
+  return sorted;
+}
+constexpr auto kSorted = sortedByName();
+
+// By the number of the type; a gap has no word.
+constexpr std::array<const char*, 9> kTypeWords = {
+    "None", "Boolean", "Enumerated", "Integer", "Real", "timeval", "String", nullptr, "Integer64"};
+
+}  // namespace
+
+int attributeNumber(std::string_view name) {
+  const auto found = std::lower_bound(
+      kSorted.begin(), kSorted.end(), name,
+      [](const Attribute& known, std::string_view wanted) { return known.first < wanted; });
+  return found != kSorted.end() && found->first == name ? found->second : 0;
+}
+
+bool isSubAttribute(std::string_view name) {
+  const int number = attributeNumber(name);
+  return number >= kFirstSubAttribute && number <= kLastSubAttribute;
+}
+
+bool isReservedLeaf(std::string_view name) {
+  return name == "Value" || (attributeNumber(name) != 0 && !isSubAttribute(name));
+}
+
+bool isAutomaticLeaf(std::string_view name) {
+  return name == "Children" || name == "Attributes";
+}
+
+}  // namespace toolkit
+
+int pcd_attr_str_to_enum(const std::string& name) {
+  return toolkit::attributeNumber(name);
+}
+
+const char* pcd_enum_to_str(int dataType) {
+  return dataType >= 0 && dataType < static_cast<int>(toolkit::kTypeWords.size())
+             ? toolkit::kTypeWords[static_cast<std::size_t>(dataType)]
+             : nullptr;
+}
+
+data_type_t pcd_human_str_to_enum(const std::string& word) {
+  for (std::size_t i = 0; i < toolkit::kTypeWords.size(); ++i) {
+    const char* known = toolkit::kTypeWords[i];
+    if (known != nullptr && strcasecmp(known, word.c_str()) == 0) {
+      return static_cast<data_type_t>(i);
+    }
+  }
+  return DATA_NONE;
+}

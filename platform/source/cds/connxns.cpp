@@ -1,0 +1,131 @@
+#include "toolkit/connxns.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "toolkit/time.h"
+
+namespace toolkit {
+
+namespace {
+
+timeval wallTime(std::int64_t secondsAgo) {
+  constexpr std::int64_t kMicroseconds = 1000000;
+  timeval time = {};
+  qel_QELtoUNIXtime64(qel_UTCtime64() - secondsAgo * kMicroseconds, &time);
+  return time;
+}
+
+// Values written together, all at the present time.
+class Batch {
+ public:
+  void add(const std::string& node, CElement element) {
+    element.set_time(now_);
+    paths_.emplace_back(node);
+    elements_.push_back(std::move(element));
+  }
+  void write(CCds& cds, const std::string& source) const {
+    std::vector<api_status_t> statuses;
+    const std::vector<pcd_tribool_t> persist(paths_.size(), PCD_FALSE);
+    cds.set_leaves(paths_, elements_, persist, statuses, source);
+  }
+
+ private:
+  timeval now_ = wallTime(0);
+  std::vector<CPath> paths_;
+  std::vector<CElement> elements_;
+};
+
+}  // namespace
+
+CCDS_Connxns::CCDS_Connxns(CCds& cds, std::string path, CSysLog* log)
+    : CCDS_Connxns(cds, std::move(path), log, qel_GetMonoTime) {}
+
+CCDS_Connxns::CCDS_Connxns(CCds& cds, std::string path, CSysLog* log, Clock clock)
+    : cds_(cds), path_(std::move(path)), log_(log), clock_(std::move(clock)) {}
+
+std::uint32_t CCDS_Connxns::FindUpdateConnxn(const std::string& address,
+                                             const std::shared_ptr<std::locale>& locale) {
+  const auto found = clients_.find(address);
+  if (found == clients_.end()) {
+    return 0;
+  }
+  found->second.lastSeen = clock_();
+  if (locale != nullptr) {
+    found->second.locale = locale;
+  }
+  return found->second.id;
+}
+
+std::uint32_t CCDS_Connxns::AddConnxn(const std::string& protocol, const std::string& address,
+                                      const std::string& name1, const std::string& name2,
+                                      const std::string& user,
+                                      std::shared_ptr<std::locale> locale) {
+  if (lastId_ == 0) {
+    removeTree(path_);
+  }
+  if (const auto known = clients_.find(address); known != clients_.end()) {
+    drop(known);
+  } else if (clients_.size() >= kMaxConnections) {
+    drop(std::min_element(clients_.begin(), clients_.end(), [](const auto& a, const auto& b) {
+      return std::pair(a.second.lastSeen, a.second.id) < std::pair(b.second.lastSeen, b.second.id);
+    }));
+  }
+  lastId_ = std::max<std::uint32_t>(lastId_ + 1, 1);
+  clients_[address] = {lastId_, clock_(), std::move(locale)};
+  publish(lastId_, protocol, address, name1.empty() ? name2 : name1, user);
+  return lastId_;
+}
+
+void CCDS_Connxns::CheckAllConnxns() {
+  const std::int32_t now = clock_();
+  Batch batch;
+  for (auto client = clients_.begin(); client != clients_.end();) {
+    const std::int32_t silent = now - client->second.lastSeen;
+    if (silent >= kStaleSeconds) {
+      client = drop(client);
+    } else {
+      batch.add(nodePath(client->second.id) + "/LastSeen", CElement(wallTime(silent)));
+      ++client;
+    }
+  }
+  batch.write(cds_, path_);
+}
+
+void CCDS_Connxns::RemoveAllConnxns() {
+  clients_.clear();
+  removeTree(path_);
+}
+
+CCDS_Connxns::Clients::iterator CCDS_Connxns::drop(Clients::iterator client) {
+  removeTree(nodePath(client->second.id));
+  if (log_ != nullptr) {
+    log_->info(2, "Dropped connection %u of %s", client->second.id, client->first.c_str());
+  }
+  return clients_.erase(client);
+}
+
+void CCDS_Connxns::publish(std::uint32_t id, const std::string& protocol,
+                           const std::string& address, const std::string& host,
+                           const std::string& user) {
+  const std::string node = nodePath(id);
+  Batch batch;
+  batch.add(node + "/Protocol", CElement(protocol));
+  batch.add(node + "/Address", CElement(address));
+  batch.add(node + "/HostName", CElement(host));
+  batch.add(node + "/User", CElement(user));
+  batch.add(node + "/Since", CElement(wallTime(0)));
+  batch.add(node + "/LastSeen", CElement(wallTime(0)));
+  batch.write(cds_, path_);
+}
+
+void CCDS_Connxns::removeTree(const std::string& node) {
+  api_status_t status = API_NONE;
+  cds_.remove_node(node, status, path_);
+}
+
+std::string CCDS_Connxns::nodePath(std::uint32_t id) const {
+  return path_ + "/" + std::to_string(id);
+}
+
+}  // namespace toolkit

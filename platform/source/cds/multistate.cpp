@@ -1,0 +1,146 @@
+#include "toolkit/multistate.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <string_view>
+
+#include "cds/leaf_text.h"
+
+namespace toolkit {
+
+namespace {
+
+constexpr std::string_view kBooleanLabels = "false;true";
+constexpr std::string_view kMultistateType = "Multistate";
+
+bool isState(data_type_t type) {
+  return type == DATA_ENUMERATED || type == DATA_INTEGER;
+}
+
+// The label at a place, or nothing. An empty label is no label.
+std::optional<std::string_view> labelAt(std::string_view labels, int place) {
+  for (int i = 0; place >= 0; ++i) {
+    const std::size_t end = labels.find(';');
+    if (i == place) {
+      const std::string_view label = labels.substr(0, end);
+      return label.empty() ? std::nullopt : std::optional(label);
+    }
+    if (end == std::string_view::npos) {
+      break;
+    }
+    labels.remove_prefix(end + 1);
+  }
+  return std::nullopt;
+}
+
+std::optional<int> placeOf(std::string_view labels, std::string_view label) {
+  for (int place = 0; !label.empty(); ++place) {
+    const std::size_t end = labels.find(';');
+    if (labels.substr(0, end) == label) {
+      return place;
+    }
+    if (end == std::string_view::npos) {
+      break;
+    }
+    labels.remove_prefix(end + 1);
+  }
+  return std::nullopt;
+}
+
+// The state of a label that may be written. A list of writable labels may leave some out, so the
+// place counts in the list of all.
+std::optional<int> writableState(const std::string& possible, const std::string& writable,
+                                 const std::string& label) {
+  const auto place = placeOf(writable, label);
+  if (!writable.empty() && !place) {
+    return std::nullopt;
+  }
+  return possible.empty() ? place : placeOf(possible, label);
+}
+
+}  // namespace
+
+bool CCds_Multistate::IsMultistate(const std::string& nodePath, bool fetchLabels,
+                                   std::string& possibleValues) {
+  std::vector<CPath> paths = {nodePath + ":ValueType", nodePath + ":PossibleValues",
+                              nodePath + ":Value"};
+  std::vector<api_status_t> statuses;
+  std::vector<CElement> elements;
+  std::vector<element_property_t> sources;
+  cds_.get_leaves(paths, statuses, elements, sources);
+  const std::string labels = elements[1].to_string();
+  if (fetchLabels) {
+    possibleValues = labels;
+  }
+  return elements[0].to_string() == kMultistateType ||
+         (!labels.empty() && isState(elements[2].type()));
+}
+
+int CCds_Multistate::GetBoolPossibleValues(const std::string& nodePath, bool writable,
+                                           std::string& possibleValues) {
+  possibleValues = writable ? leafText(nodePath, "WritableValues") : "";
+  if (possibleValues.empty()) {
+    possibleValues = leafText(nodePath, "PossibleValues");
+  }
+  if (possibleValues.empty()) {
+    possibleValues = kBooleanLabels;
+  }
+  return 0;
+}
+
+int CCds_Multistate::GetStringValue(const std::string& possibleValues, int state,
+                                    std::string& label) {
+  const auto found = labelAt(possibleValues, state);
+  label = found ? std::string(*found) : std::to_string(state);
+  return 0;
+}
+
+int CCds_Multistate::GetBoolPossibleValue(const std::string& possibleValues, bool state,
+                                          std::string& label) {
+  return GetStringValue(possibleValues, state ? 1 : 0, label);
+}
+
+int CCds_Multistate::GetBoolFromString(const std::string& possibleValues, const std::string& text,
+                                       bool& state) {
+  int place = 0;
+  if (GetEnumValue(possibleValues, text, place) != 0 || place > 1) {
+    return 1;
+  }
+  state = place == 1;
+  return 0;
+}
+
+int CCds_Multistate::GetEnumValue(const std::string& possibleValues, const std::string& text,
+                                  int& state) {
+  const auto place = placeOf(possibleValues, text);
+  state = place.value_or(state);
+  return place ? 0 : 1;
+}
+
+int CCds_Multistate::StringToMultiValue(const CPath& path, data_type_t dataType,
+                                        const std::string& text, CElement& element,
+                                        bool& isMultistate) {
+  std::string possible;
+  isMultistate = IsMultistate(path.getNodePath(), true, possible);
+  const std::string writable = leafText(path.getNodePath(), "WritableValues");
+  if (dataType == DATA_BOOLEAN) {
+    isMultistate = !possible.empty() || !writable.empty();
+    possible = isMultistate ? possible : kBooleanLabels;
+  }
+  const auto state = writableState(possible, writable, text);
+  const bool mapped = state && (dataType == DATA_BOOLEAN ? *state <= 1 : isMultistate);
+  if (!mapped) {
+    return 1;
+  }
+  const timeval time = element.time();
+  element = dataType == DATA_BOOLEAN ? CElement(*state == 1) : CElement(*state, dataType);
+  element.set_time(time);
+  return 0;
+}
+
+std::string CCds_Multistate::leafText(const std::string& nodePath, const char* leafName) {
+  return toolkit::leafText(cds_, nodePath + ":" + leafName);
+}
+
+}  // namespace toolkit

@@ -1,0 +1,90 @@
+// Environment: one LMDB file with the store's tables.
+//
+// LMDB allows one open handle of a file in a process, so all users of a file share one Environment:
+// open() gives out the one that exists. It opens its file anew when it finds itself in a forked
+// child, and after a failure that spoils the handle.
+//
+// Calls that can fail return an LMDB or errno code (0: success) or, at open, a sentence.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "store/lmdb_handles.h"
+
+namespace toolkit::store {
+
+enum class Table : std::size_t { kLeaf, kNode, kDevice, kRight, kWatchdog, kMeta };
+
+// Keys and value of the table kMeta.
+inline constexpr const char* kVersionKey = "version";
+inline constexpr const char* kFormatVersion = "1";
+
+class Environment {
+ public:
+  enum class Commits { kUnsynced, kDurable };
+  enum class IfMissing { kRefuse, kCreate };
+
+  // Null with a sentence in `error` when the file cannot be used.
+  static std::shared_ptr<Environment> open(const std::string& file, Commits commits,
+                                           IfMissing ifMissing, std::string& error);
+  ~Environment();
+  Environment(const Environment&) = delete;
+  Environment& operator=(const Environment&) = delete;
+
+  const std::string& file() const { return file_; }
+  // A sentence for a code that a call on this environment gave.
+  std::string describe(int code) const;
+
+  // Frees the reader slots of processes that were killed. Returns how many.
+  int clearStaleReaders();
+
+  // Doubles the map, with no transaction open. False at the ceiling.
+  bool grow();
+
+ private:
+  friend class Transaction;
+  friend class ReadTransaction;
+  friend class WriteTransaction;
+  static constexpr std::size_t kTableCount = 6;
+
+  // The reader goes before the environment.
+  struct Handle {
+    EnvironmentHandle environment;
+    TransactionHandle reader;
+    std::array<MDB_dbi, kTableCount> tables = {};
+  };
+
+  Environment(std::string file, Commits commits);
+
+  std::string connect(IfMissing ifMissing);
+  int openFile(Handle& handle) const;
+  std::string openTables(Handle& handle, IfMissing ifMissing) const;
+  static int lookUpTables(Handle& handle, MDB_txn* transaction, unsigned flags);
+  static int createTables(Handle& handle);
+  std::string checkVersion(const Handle& handle) const;
+  std::string missing() const;
+  std::string openFailure(int code) const;
+
+  bool isOwn() const;
+  int reconnect();
+  void disconnect();
+  int settle(int code);
+  template <class Begin>
+  int attempt(Begin begin);
+  int beginRead();
+  void endRead() { mdb_txn_reset(handle_.reader.get()); }
+  int beginWrite(TransactionHandle& transaction);
+
+  std::string file_;
+  Commits commits_;
+  std::size_t limit_;
+  Handle handle_;
+  std::string failure_;  // why the last connect() failed
+  unsigned generation_ = 0;
+  bool spoiled_ = false;
+};
+
+}  // namespace toolkit::store

@@ -1,0 +1,161 @@
+#include "store/store.h"
+
+#include <cstdlib>
+
+#include "store/boot.h"
+
+namespace toolkit::store {
+
+namespace {
+
+std::string folderOf(const char* variable, const char* fallback) {
+  const char* value = std::getenv(variable);
+  return value == nullptr || *value == '\0' ? fallback : value;
+}
+
+std::string liveFile() {
+  return folderOf("TOOLKIT_RUN", "/run/toolkit") + "/live.mdb";
+}
+
+std::string persistentFile() {
+  return folderOf("TOOLKIT_STATE", "/var/lib/toolkit") + "/persistent.mdb";
+}
+
+}  // namespace
+
+Change::Change(Environment& live, Environment& persistent)
+    : persistentEnvironment_(persistent), live_(live) {}
+
+WriteTransaction& Change::persistent() {
+  if (!persistent_) {
+    persistent_.emplace(persistentEnvironment_, &journal_);
+  }
+  return *persistent_;
+}
+
+bool Change::isPersistent(Table table, std::string_view key) {
+  if (persistent_) {
+    return persistent_->contains(table, key);
+  }
+  ReadTransaction reader(persistentEnvironment_);
+  const bool found = reader.contains(table, key);
+  if (reader.status() != MDB_SUCCESS) {
+    persistent();  // its failure ends the change
+  }
+  return found;
+}
+
+int Change::status() const {
+  return live_.status() == MDB_SUCCESS && persistent_ ? persistent_->status() : live_.status();
+}
+
+int Change::commit() {
+  if (status() != MDB_SUCCESS || !persistent_) {
+    return status() == MDB_SUCCESS ? live_.commit() : status();
+  }
+  if (persistent_->commit() == MDB_SUCCESS && live_.commit() != MDB_SUCCESS) {
+    undo();
+  }
+  return status();
+}
+
+void Change::undo() {
+  WriteTransaction order(live_.environment());
+  WriteTransaction transaction(persistentEnvironment_);
+  journal_.undo(transaction);
+  transaction.commit();
+}
+
+Environment& Change::failed() {
+  return live_.status() == MDB_SUCCESS ? persistentEnvironment_ : live_.environment();
+}
+
+std::shared_ptr<Environment> Store::openLive(std::string& error) {
+  return Environment::open(liveFile(), Environment::Commits::kUnsynced,
+                           Environment::IfMissing::kRefuse, error);
+}
+
+std::shared_ptr<Store> Store::open(std::string& error) {
+  return openHalves(Environment::IfMissing::kRefuse, error);
+}
+
+std::shared_ptr<Store> Store::openOrCreate(std::string& error) {
+  return openHalves(Environment::IfMissing::kCreate, error);
+}
+
+std::shared_ptr<Store> Store::openHalves(Environment::IfMissing ifMissing, std::string& error) {
+  auto persistent =
+      Environment::open(persistentFile(), Environment::Commits::kDurable, ifMissing, error);
+  if (persistent == nullptr) {
+    return nullptr;
+  }
+  auto live = Environment::open(liveFile(), Environment::Commits::kUnsynced,
+                                Environment::IfMissing::kCreate, error);
+  if (live == nullptr) {
+    return nullptr;
+  }
+  std::shared_ptr<Store> store(new Store(std::move(live), std::move(persistent)));
+  const bool built = store->buildLive(false) == API_SUCCESS;
+  error = store->lastError();
+  return built ? store : nullptr;
+}
+
+api_status_t Store::buildLive(bool anew) {
+  if (!anew) {
+    ReadTransaction reader(*live_);
+    if (isComplete(reader)) {
+      return API_SUCCESS;
+    }
+  }
+  int source = MDB_SUCCESS;
+  const api_status_t status = write([&](Change& change) {
+    source = anew || !isComplete(change.live()) ? copyToLive(*persistent_, change.live())
+                                                : MDB_SUCCESS;
+  });
+  return status == API_SUCCESS && source != MDB_SUCCESS ? fail(*persistent_, source) : status;
+}
+
+api_status_t Store::write(const std::function<void(Change&)>& body) {
+  bool swept = false;
+  while (true) {
+    Environment* failed = nullptr;
+    int code = MDB_SUCCESS;
+    {
+      Change change(*live_, *persistent_);
+      if (change.status() == MDB_SUCCESS) {
+        body(change);
+      }
+      code = change.commit();
+      failed = &change.failed();
+    }
+    if (code == MDB_SUCCESS) {
+      return API_SUCCESS;
+    }
+    if (code != MDB_MAP_FULL) {
+      return fail(*failed, code);
+    }
+    // At the ceiling, pages that a killed reader holds are the last resort.
+    if (!failed->grow()) {
+      if (swept || failed->clearStaleReaders() == 0) {
+        return fail(*failed, code);
+      }
+      swept = true;
+    }
+  }
+}
+
+void Store::clearStaleReaders() {
+  live_->clearStaleReaders();
+  persistent_->clearStaleReaders();
+}
+
+api_status_t Store::statusOf(int code) {
+  return code == MDB_SUCCESS ? API_SUCCESS : fail(*live_, code);
+}
+
+api_status_t Store::fail(const Environment& environment, int code) {
+  lastError_ = environment.describe(code);
+  return code == MDB_MAP_FULL ? API_STORE_FULL : API_FAILED;
+}
+
+}  // namespace toolkit::store

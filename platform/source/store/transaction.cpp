@@ -1,0 +1,123 @@
+#include "store/transaction.h"
+
+namespace toolkit::store {
+
+namespace {
+
+MDB_val toValue(std::string_view text) {
+  return {text.size(), const_cast<char*>(text.data())};
+}
+
+std::string_view toText(const MDB_val& value) {
+  return {static_cast<const char*>(value.mv_data), value.mv_size};
+}
+
+}  // namespace
+
+std::optional<std::string_view> Transaction::get(Table table, std::string_view key) {
+  if (status_ != MDB_SUCCESS) {
+    return std::nullopt;
+  }
+  MDB_val keyValue = toValue(key);
+  MDB_val value = {};
+  const int code = mdb_get(transaction_, handleOf(table), &keyValue, &value);
+  if (code == MDB_SUCCESS) {
+    return toText(value);
+  }
+  if (code != MDB_NOTFOUND) {
+    keep(code);
+  }
+  return std::nullopt;
+}
+
+ReadTransaction::ReadTransaction(Environment& environment) : Transaction(environment) {
+  status_ = environment_.beginRead();
+  transaction_ = environment_.handle_.reader.get();
+}
+
+ReadTransaction::~ReadTransaction() {
+  if (transaction_ != nullptr) {
+    environment_.endRead();
+  }
+}
+
+WriteTransaction::WriteTransaction(Environment& environment, Journal* journal)
+    : Transaction(environment), journal_(journal) {
+  status_ = environment_.beginWrite(owner_);
+  transaction_ = owner_.get();
+}
+
+void WriteTransaction::put(Table table, std::string_view key, std::string_view value) {
+  if (journal_ != nullptr) {
+    journal_->note(*this, table, key, value);
+  }
+  if (status_ == MDB_SUCCESS) {
+    MDB_val keyValue = toValue(key);
+    MDB_val data = toValue(value);
+    keep(mdb_put(transaction_, handleOf(table), &keyValue, &data, 0));
+  }
+}
+
+void WriteTransaction::erase(Table table, std::string_view key) {
+  if (journal_ != nullptr) {
+    journal_->note(*this, table, key, std::nullopt);
+  }
+  if (status_ == MDB_SUCCESS) {
+    MDB_val keyValue = toValue(key);
+    const int code = mdb_del(transaction_, handleOf(table), &keyValue, nullptr);
+    keep(code == MDB_NOTFOUND ? MDB_SUCCESS : code);
+  }
+}
+
+void WriteTransaction::clear(Table table) {
+  if (journal_ != nullptr) {
+    journal_->noteClear(*this, table);
+  }
+  if (status_ == MDB_SUCCESS) {
+    keep(mdb_drop(transaction_, handleOf(table), 0));
+  }
+}
+
+int WriteTransaction::commit() {
+  if (status_ == MDB_SUCCESS) {
+    keep(mdb_txn_commit(owner_.release()));
+  }
+  owner_.reset();
+  return status_;
+}
+
+Range::Range(Transaction& transaction, Table table, std::string_view prefix)
+    : transaction_(transaction), prefix_(prefix) {
+  if (transaction_.status_ != MDB_SUCCESS) {
+    return;
+  }
+  MDB_cursor* raw = nullptr;
+  const int code =
+      mdb_cursor_open(transaction_.transaction_, transaction_.handleOf(table), &raw);
+  cursor_.reset(raw);
+  if (code != MDB_SUCCESS) {
+    transaction_.keep(code);
+  }
+}
+
+bool Range::next() {
+  if (transaction_.status_ != MDB_SUCCESS) {
+    return false;
+  }
+  MDB_val key = toValue(prefix_);
+  MDB_val value = {};
+  const MDB_cursor_op seek = prefix_.empty() ? MDB_FIRST : MDB_SET_RANGE;
+  const int code = mdb_cursor_get(cursor_.get(), &key, &value, started_ ? MDB_NEXT : seek);
+  started_ = true;
+  if (code != MDB_SUCCESS) {
+    if (code != MDB_NOTFOUND) {
+      transaction_.keep(code);
+    }
+    return false;
+  }
+  key_ = toText(key);
+  value_ = toText(value);
+  return key_.starts_with(prefix_);
+}
+
+}  // namespace toolkit::store

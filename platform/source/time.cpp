@@ -1,0 +1,83 @@
+#include "toolkit/time.h"
+
+#include <ctime>
+#include <limits>
+
+namespace {
+
+constexpr std::int64_t kMicroseconds = 1000000;
+
+std::int64_t saturatingSum(std::int64_t a, std::int64_t b) {
+  std::int64_t sum = 0;
+  if (!__builtin_add_overflow(a, b, &sum)) {
+    return sum;
+  }
+  using Limits = std::numeric_limits<std::int64_t>;
+  return b < 0 ? Limits::min() : Limits::max();
+}
+
+std::int64_t saturatingMicroseconds(std::int64_t seconds) {
+  std::int64_t product = 0;
+  if (!__builtin_mul_overflow(seconds, kMicroseconds, &product)) {
+    return product;
+  }
+  using Limits = std::numeric_limits<std::int64_t>;
+  return seconds < 0 ? Limits::min() : Limits::max();
+}
+
+tm localNow() {
+  const std::time_t now = std::time(nullptr);
+  tm local = {};
+  tzset();
+  localtime_r(&now, &local);
+  return local;
+}
+
+}  // namespace
+
+std::int64_t qel_UTCtime64() {
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return now.tv_sec * kMicroseconds + now.tv_nsec / 1000;
+}
+
+std::int64_t qel_Localtime64() {
+  return saturatingSum(qel_UTCtime64(), localNow().tm_gmtoff * kMicroseconds);
+}
+
+std::string qel_GetLocalTimeZoneName() {
+  const tm local = localNow();
+  return local.tm_zone == nullptr ? "" : local.tm_zone;
+}
+
+bool qel_IsDaylightSavings() {
+  return localNow().tm_isdst > 0;
+}
+
+std::int32_t qel_GetMonoTime() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<std::int32_t>(now.tv_sec);
+}
+
+std::int64_t qel_UNIXtoQELtime64(const timeval* unixTime) {
+  return saturatingSum(saturatingMicroseconds(unixTime->tv_sec), unixTime->tv_usec);
+}
+
+int qel_QELtoUNIXtime64(std::int64_t time, timeval* unixTime) {
+  unixTime->tv_sec = time / kMicroseconds;
+  unixTime->tv_usec = time % kMicroseconds;
+  if (unixTime->tv_usec < 0) {
+    unixTime->tv_usec += kMicroseconds;
+    --unixTime->tv_sec;
+  }
+  return 0;
+}
+
+std::int64_t qel_UTCtime() {
+  return qel_UTCtime64();
+}
+
+int qel_QELtoUNIXtime(std::int64_t time, timeval* unixTime) {
+  return qel_QELtoUNIXtime64(time, unixTime);
+}
