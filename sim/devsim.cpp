@@ -1,0 +1,140 @@
+// devsim: the simulated power meter. Moves the values of the store's devices until it is told to
+// stop.
+#include <csignal>
+#include <ctime>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <iostream>
+
+#include "installation.h"
+#include "toolkit/time.h"
+
+namespace {
+
+constexpr const char* kName = "devsim";
+constexpr int kPingSeconds = 5;
+constexpr int kWatchdogSeconds = 30;
+
+struct Options {
+  std::uint64_t seed = 1;
+  double speed = 1;
+  double rate = 10;
+  std::uint64_t ticks = 0;
+};
+
+sigset_t stopSignals() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGINT);
+  sigaddset(&set, SIGTERM);
+  sigaddset(&set, SIGHUP);
+  return set;
+}
+
+// The beat of the simulation: waits for the next tick, or says that a signal asked to stop. A tick
+// that comes too late is not made up for.
+class Beat {
+ public:
+  explicit Beat(double rate) : period_(static_cast<std::int64_t>(1e9 / rate)), next_(now()) {}
+
+  bool wait() {
+    next_ = std::max(next_ + period_, now());
+    for (;;) {
+      const std::int64_t left = std::max<std::int64_t>(0, next_ - now());
+      const timespec timeout{left / 1000000000, left % 1000000000};
+      if (sigtimedwait(&signals_, nullptr, &timeout) > 0) return false;
+      if (errno != EINTR) return true;
+    }
+  }
+
+ private:
+  static std::int64_t now() {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time.tv_sec * 1000000000LL + time.tv_nsec;
+  }
+
+  sigset_t signals_ = stopSignals();
+  std::int64_t period_;
+  std::int64_t next_;
+};
+
+class Watchdog {
+ public:
+  explicit Watchdog(toolkit::CCds& cds) : cds_(cds), lastPing_(qel_GetMonoTime()) {
+    api_status_t status = API_NONE;
+    cds_.watchdog_register(status, kName, kWatchdogSeconds, 0);
+  }
+  ~Watchdog() {
+    api_status_t status = API_NONE;
+    cds_.watchdog_clear(status);
+  }
+  Watchdog(const Watchdog&) = delete;
+  Watchdog& operator=(const Watchdog&) = delete;
+
+  void pingWhenDue() {
+    const std::int32_t now = qel_GetMonoTime();
+    if (now - lastPing_ < kPingSeconds) return;
+    lastPing_ = now;
+    api_status_t status = API_NONE;
+    cds_.watchdog_ping(status);
+  }
+
+ private:
+  toolkit::CCds& cds_;
+  std::int32_t lastPing_;
+};
+
+int fail(const std::string& why) {
+  std::cerr << kName << ": " << why << '\n';
+  return 1;
+}
+
+void simulate(toolkit::CCds& cds, sim::Installation& installation, const Options& options) {
+  Watchdog watchdog(cds);
+  Beat beat(options.rate);
+  bool failing = false;
+  std::uint64_t ticks = 0;
+  do {
+    timeval stamp{};
+    qel_QELtoUNIXtime64(qel_UTCtime64(), &stamp);
+    const bool failed = !installation.step(options.speed / options.rate, stamp);
+    if (failed && !failing) fail("the store refuses the values: " + cds.last_error());
+    failing = failed;
+    watchdog.pingWhenDue();
+    if (++ticks == options.ticks) return;
+  } while (beat.wait());
+}
+
+int run(const Options& options) {
+  const sigset_t signals = stopSignals();
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  toolkit::CCds cds;
+  if (cds.init() != 0) return fail(cds.last_error());
+  sim::Installation installation(cds, options.seed);
+  if (installation.devices() == 0) return fail("the store has no device with points to move");
+  simulate(cds, installation, options);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  Options options;
+  CLI::App app("Moves the values of the store's devices as a power meter would.");
+  app.add_option("--seed", options.seed, "Same seed, same values");
+  app.add_option("--speed", options.speed, "Simulated seconds a second")
+      ->check(CLI::Range(0.001, 86400.0));
+  app.add_option("--rate", options.rate, "Writes a second")->check(CLI::Range(0.01, 1000.0));
+  app.add_option("--ticks", options.ticks, "Stop after so many writes; 0: never");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 1;
+  }
+  return run(options);
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "%s: %s\n", kName, error.what());
+  return 1;
+}

@@ -1,0 +1,55 @@
+// The devices of the data store, moved by the simulation.
+//
+// Every device of the store that has at least one point of a known name (VoltageA, PowerTotal,
+// Breaker and so on, see installation.cpp) becomes a feeder; a device below another one is a branch
+// of it and part of its load. A step reads what an operator may have changed (breaker, nominal
+// voltage, rated current), moves the physics and writes all values that exist in one batch, in the
+// units and types that the store has for them. A point that is missing is left alone, and never
+// made.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "feeder.h"
+#include "toolkit/cds.h"
+
+namespace sim {
+
+class Installation {
+ public:
+  // `cds` must be open and outlive this object. Counters go on from what the store holds.
+  Installation(toolkit::CCds& cds, std::uint64_t seed);
+
+  std::size_t devices() const { return devices_.size(); }
+
+  // Moves everything by so many seconds and writes it with this time stamp. False when the store
+  // refused; the next step tries again.
+  bool step(double seconds, timeval stamp);
+
+ private:
+  struct Device;
+  struct Point;
+
+  void addDevice(const std::string& path, std::uint64_t seed);
+  void linkParents();
+  bool readStore();
+  void readConditions(Device& device);
+  void simulate(double seconds);
+  void simulate(Device& device, double seconds);
+  bool writeStore(timeval stamp);
+
+  toolkit::CCds& cds_;
+  std::unique_ptr<Grid> grid_;
+  std::vector<std::shared_ptr<Device>> devices_;  // sorted by path: parents before their branches
+
+  // One batch for all devices; a point knows its place in it.
+  std::vector<toolkit::CPath> paths_;
+  std::vector<api_status_t> statuses_;
+  std::vector<toolkit::CElement> elements_;
+  std::vector<element_property_t> sources_;
+};
+
+}  // namespace sim

@@ -1,0 +1,41 @@
+// devctl: the operator's hand tool for the device platform.
+#include <cstdio>
+#include <iostream>
+
+#include "commands.h"
+
+namespace {
+
+// Not CLI11's own check: that one hides a mistyped command behind the missing one.
+void requireCommand(CLI::App& app) {
+  app.final_callback([&app] {
+    if (app.get_subcommands().empty()) throw Failure("a command is missing, see --help");
+  });
+  for (CLI::App* group : app.get_subcommands([](CLI::App*) { return true; })) {
+    if (!group->get_subcommands([](CLI::App*) { return true; }).empty()) requireCommand(*group);
+  }
+}
+
+int run(int argc, char** argv) {
+  CLI::App app("Operates the data store of the device.");
+  addStoreCommands(app);
+  addStatusCommand(app);
+  requireCommand(app);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 1;
+  }
+  // A full disk behind the standard output is a failure too.
+  if (!std::cout.flush()) throw Failure("the output could not be written");
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  return run(argc, argv);
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "devctl: %s\n", error.what());
+  return 1;
+}
