@@ -1,0 +1,145 @@
+// dravixd: web services of a power-monitoring device, behind a web server's FastCGI socket.
+#include <cassert>
+#include <cstdlib>
+#include <memory>
+
+#include "TarnixH.h"
+#include "backTrace.h"
+#include "command_line.h"
+#include "global_data.h"
+#include "locales.h"
+#include "process.h"
+#include "request_limits.h"
+#include "request_loop.h"
+
+namespace {
+
+constexpr const char* kStatusPath = "/Software/Data Servers/BACnet WebServices";
+constexpr const char* kConnectionsPath = "/Software/Data Servers/Connections/BACnet WebServices";
+constexpr int kLogLevel = 1;
+constexpr int kWatchdogSeconds = 90;
+constexpr int kWatchdogAction = 1;
+
+struct EngineDeleter {
+  void operator()(struct soap* ctx) const {
+    soap_delete(ctx, nullptr);
+    soap_end(ctx);
+    soap_free(ctx);
+  }
+};
+using Engine = std::unique_ptr<struct soap, EngineDeleter>;
+
+// Text is UTF-8 in and out, whatever the process's locale; the values of a reply share no data, so
+// the engine need not look for shared ones.
+Engine createEngine(global_data_t& global) {
+  Engine engine(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE));
+  soap_set_namespaces(engine.get(), namespaces);
+  engine->user = &global;
+  engine->maxlevel = limits::kMaxDepth + 1;
+  engine->maxoccurs = limits::kMaxElements;
+  engine->maxlength = limits::kMaxBodyBytes;
+  return engine;
+}
+
+void enableLocaleModes(struct soap* ctx) {
+  soap_set_imode(ctx, SOAP_C_MBSTRING | SOAP_IO_KEEPALIVE);
+  soap_set_omode(ctx, SOAP_IO_KEEPALIVE);
+}
+
+// A device whose configuration is locked says so in the store.
+void applyReadOnlySwitch(toolkit::CCds& cds) {
+  api_status_t status = API_NONE;
+  toolkit::CElement element;
+  element_property_t source = ELEMENT_NORMAL;
+  if (cds.get_leaf("/ReadOnlyCDS", status, element, source) == 0 && status == API_SUCCESS &&
+      element.to_bool()) {
+    cds.setReadOnly();
+  }
+}
+
+bool openStore(toolkit::CCds& cds) {
+  if (cds.is_open() || cds.init() == 0) {
+    return true;
+  }
+  __psyslog->err(0, "Error: CCds::init() failed");
+  __psyslog->err(0, "%s", cds.last_error().c_str());
+  return false;
+}
+
+void publishStart(global_data_t& global) {
+  global.swInfo.emplace(global.cdsApi, kStatusPath);
+  global.connxns.emplace(global.cdsApi, kConnectionsPath, global.syslog);
+  global.swInfo->SetAppStatus(toolkit::APP_RUNNING);
+  global.swInfo->SetAppError(0);
+  if (daemonMode) {
+    api_status_t status = API_NONE;
+    global.cdsApi.watchdog_register(status, "dravixd", kWatchdogSeconds, kWatchdogAction);
+  }
+}
+
+void publishEnd(global_data_t& global) {
+  global.swInfo->SetAppStatus(toolkit::APP_STOPPED);
+  if (daemonMode) {
+    api_status_t status = API_NONE;
+    global.cdsApi.watchdog_clear(status);
+  }
+  global.trendLog.reset();
+  global.connxns->RemoveAllConnxns();
+}
+
+void serve(global_data_t& global) {
+  Engine engine = createEngine(global);
+  __psyslog->notice(0, "Initializing dravixd");
+  publishStart(global);
+  global.localesOk = initializeLocales(&global);
+  if (global.localesOk) {
+    enableLocaleModes(engine.get());
+  }
+  applyReadOnlySwitch(global.cdsApi);
+
+  soap_serve(engine.get());
+
+  engine.reset();
+  publishEnd(global);
+  if (global.localesOk) {
+    releaseLocales(&global);
+  }
+  __psyslog->notice(0, "Exiting dravixd");
+}
+
+int run(int argc, char** argv, global_data_t& global) {
+  const CommandLine commandLine = parseCommandLine(argc, argv, global);
+  if (commandLine.action == CommandLine::Action::Exit) {
+    return commandLine.exitStatus;
+  }
+  daemonMode = commandLine.daemonMode;
+  if (daemonMode && daemon_process() != 0) {
+    __psyslog->err(0, "Error fork()ing new process");
+    return EXIT_FAILURE;
+  }
+  if (!openStore(global.cdsApi)) {
+    return EXIT_FAILURE;
+  }
+  serve(global);
+  return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  reserveStandardDescriptors();
+  global_data_t global;
+  register_handlers();
+  UTIL_installBacktraceHandlers();
+  auto logger = std::make_unique<toolkit::CSysLog>("dravixd", kLogLevel, false, true, true);
+  __psyslog = logger.get();
+  global.syslog = logger.get();
+
+  const int status = run(argc, argv, global);
+
+  __psyslog = nullptr;
+  logger.reset();
+  global.cdsApi.close();
+  deregister_handlers();
+  return status;
+}

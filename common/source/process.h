@@ -1,0 +1,19 @@
+// The service as a process: signals and the way into the background.
+#pragma once
+
+// False with -d: the process stays in the foreground and out of the watchdog's sight.
+extern bool daemonMode;
+
+// SIGHUP, SIGINT, SIGQUIT and SIGTERM set __signal_exit; the request loop then ends.
+void register_handlers();
+// The default actions again.
+void deregister_handlers();
+
+// Becomes a daemon by a double fork. Returns 0 in the daemon, whose working directory is "/" and
+// whose standard streams are /dev/null; the first process exits with 0 and never returns. Returns
+// -1 when there is no daemon.
+int daemon_process();
+
+// Makes sure that descriptors 0, 1 and 2 are open, so that no file or socket opened later lands on
+// one of them.
+void reserveStandardDescriptors();

@@ -1,0 +1,18 @@
+// What one request may cost. docs/limits.md gives the reasons and the measured worst cases.
+#pragma once
+
+#include <cstddef>
+
+namespace limits {
+
+constexpr std::size_t kMaxBodyBytes = std::size_t{1} << 20;
+constexpr unsigned kMaxDepth = 64;              // nested elements
+constexpr unsigned kMaxElements = 50000;        // elements of one body
+constexpr unsigned kMaxElementAttributes = 64;  // attributes of one element
+constexpr unsigned kMaxOpenAttributes = 256;    // attributes of all open elements together
+
+// Of a refused body this much is read and thrown away, so that the web server can pass our answer
+// on instead of reporting a broken connection.
+constexpr std::size_t kMaxDrainedBytes = std::size_t{64} << 20;
+
+}  // namespace limits

@@ -1,0 +1,37 @@
+# Edits the generated code where the engine's rules differ from the interface's. Called as
+#   cmake -DDIR=<folder of the generated files> -P patch_generated.cmake
+# Every edit must find what it edits: a new release of the generator then fails the build here, not
+# a client later.
+
+function(edit_file file pattern replacement what)
+  file(READ ${DIR}/${file} text)
+  string(REGEX REPLACE "${pattern}" "${replacement}" edited "${text}")
+  if(edited STREQUAL text)
+    message(FATAL_ERROR "${file}: nothing to edit for: ${what}")
+  endif()
+  file(WRITE ${DIR}/${file} "${edited}")
+endfunction()
+
+# An integer outside the listed values is accepted and kept.
+edit_file(TarnixC.cpp
+  "soap_s2int\\(soap, s, &n\\) \\|\\| n < [-0-9]+ \\|\\| n > [-0-9]+\\)"
+  "soap_s2int(soap, s, &n))"
+  "range check of enumerations")
+
+# An unknown name in a bit set is a type error.
+edit_file(TarnixC.cpp
+  "\\(void\\)soap[^\n]*\n[\t ]*\\*a = \\(enum ([A-Za-z0-9_]+)\\)soap_code_bits\\((soap_codes_[A-Za-z0-9_]+), s\\)"
+  "LONG64 bits = 0;\n\tif (!s || readBitSet(soap, \\2, s, &bits))\n\t\treturn soap->error;\n\t*a = (enum \\1)bits"
+  "reading of bit sets")
+edit_file(TarnixC.cpp "#include \"TarnixH.h\"" "#include \"TarnixH.h\"\n#include \"enumerations.h\""
+  "include of the bit set reader")
+
+# A body that cannot be read is answered with its own error and not as an unknown operation.
+edit_file(TarnixServer.cpp "\\(void\\)soap_peek_element\\(soap\\);"
+  "if (soap_peek_element(soap))\n\t\treturn soap->error;"
+  "failed look at the first element of the body")
+
+file(READ ${DIR}/TarnixC.cpp text)
+if(text MATCHES "soap_s2int\\(soap, s, &n\\) \\|\\|" OR text MATCHES "= \\(enum [A-Za-z0-9_]+\\)soap_code_bits")
+  message(FATAL_ERROR "TarnixC.cpp: an enumeration is still read by the generator's own rule")
+endif()

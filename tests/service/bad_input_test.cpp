@@ -1,0 +1,92 @@
+// What careless and hostile clients send. Each gets a fault, and the next request its answer.
+#include "service_fixture.h"
+
+namespace {
+
+std::string repeated(const std::string& text, int count) {
+  std::string result;
+  for (int i = 0; i < count; ++i) {
+    result += text;
+  }
+  return result;
+}
+
+class BadInput : public ServiceTest {
+ protected:
+  BadInput() {
+    import(testModel());
+    start({"-d", "-D", "1"});
+  }
+
+  void expectFault(const std::string& body, const std::string& text = "") {
+    const FastCgiReply reply = post(body);
+    EXPECT_TRUE(reply.complete);
+    EXPECT_GE(reply.status(), 400);
+    EXPECT_NE(reply.body().find("Fault>"), std::string::npos) << reply.out.substr(0, 2000);
+    EXPECT_NE(reply.body().find(text), std::string::npos) << reply.out.substr(0, 2000);
+    EXPECT_EQ(value("/M1/Count"), "42") << "after: " << body.substr(0, 80);
+  }
+};
+
+TEST_F(BadInput, IsAnsweredWithAFault) {
+  const std::string valid = envelope("getValue", "<n:path>/M1/Count</n:path>");
+  expectFault("");
+  expectFault("hello", "not an XML document");
+  expectFault("POST / HTTP/1.1\r\n\r\n", "not an XML document");
+  expectFault("<a/>");
+  expectFault(valid.substr(0, valid.size() / 2));
+  expectFault(valid.substr(0, valid.size() - 5));
+  expectFault(envelope("GetValue", ""), "GetValue");
+  expectFault(envelope("createSubscription", ""), "createSubscription");
+  expectFault("<E:Envelope xmlns:E=\"urn:other\"><E:Body/></E:Envelope>");
+  expectFault(
+      "<E:Envelope xmlns:E=\"http://schemas.xmlsoap.org/soap/envelope/\"><E:Body/>"
+      "</E:Envelope>");
+  expectFault(envelope("getArrayRange", "<n:index>-1</n:index>"));
+  expectFault(envelope("getArrayRange", "<n:index>18446744073709551616</n:index>"));
+}
+
+TEST_F(BadInput, IsRefusedByTheLimits) {
+  expectFault(repeated("<a>", 100000), "nests more than 64");
+  expectFault("<a" + repeated(" b='c'", 80000) + "/>", "more than 64 attributes");
+  expectFault("<!DOCTYPE a [<!ENTITY b \"" + repeated("x", 1000) + "\"><!ENTITY c \"" +
+                  repeated("&b;", 1000) + "\">]><a>&c;</a>",
+              "document type declaration");
+  expectFault("<!DOCTYPE a SYSTEM \"file:///etc/passwd\"><a/>", "document type declaration");
+  expectFault(envelope("getValue", "<n:path>" + std::string(64 << 20, 'x') + "</n:path>"),
+              "larger than 1 MiB");
+  expectFault(envelope("getValue", "<n:path>\xFF\xFE</n:path>"), "UTF-8");
+}
+
+TEST_F(BadInput, AbsentAndForeignElementsAreNoError) {
+  EXPECT_NE(post(envelope("getValue", "")).body().find("? 8 Bad Path Syntax : No Path provided"),
+            std::string::npos);
+  EXPECT_EQ(elements(call("getValue",
+                          "<x>1</x><n:y a='b'><n:path>/no</n:path></n:y>"
+                          "<n:options xmlns:i='http://www.w3.org/2001/"
+                          "XMLSchema-instance' i:nil='true'/>"
+                          "<n:path>/M1/Count</n:path>"),
+                     "getValueResult"),
+            std::vector<std::string>{"42"});
+  const std::string nil =
+      "<E:Envelope xmlns:E=\"http://schemas.xmlsoap.org/soap/envelope/\"><E:Body>"
+      "<n:getValues xmlns:n=\"http://tarnix.example/TarnixWS\" "
+      "xmlns:i=\"http://www.w3.org/2001/XMLSchema-instance\" i:nil=\"true\"/>"
+      "</E:Body></E:Envelope>";
+  EXPECT_NE(post(nil).body().find("? 17 No Paths Provided"), std::string::npos);
+}
+
+TEST_F(BadInput, EachRequestIsAnsweredInItsOwnSoapVersion) {
+  const std::string first = envelope("getDefaultLocale", "");
+  std::string second = first;
+  const std::string oldUri = "http://schemas.xmlsoap.org/soap/envelope/";
+  const std::string newUri = "http://www.w3.org/2003/05/soap-envelope";
+  second.replace(second.find(oldUri), oldUri.size(), newUri);
+  EXPECT_NE(post(first).body().find(oldUri), std::string::npos);
+  EXPECT_NE(post(second).body().find(newUri), std::string::npos);
+  EXPECT_NE(post(second.substr(0, second.size() - 9)).body().find(newUri), std::string::npos);
+  EXPECT_NE(post(first).body().find(oldUri), std::string::npos);
+  EXPECT_NE(post("rubbish").body().find(oldUri), std::string::npos);
+}
+
+}  // namespace

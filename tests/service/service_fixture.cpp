@@ -1,0 +1,254 @@
+#include "service_fixture.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <thread>
+
+namespace fs = std::filesystem;
+using toolkit::CElement;
+
+namespace {
+
+constexpr auto kPollInterval = std::chrono::milliseconds(10);
+constexpr auto kDeadline = std::chrono::seconds(60);
+
+std::string readFile(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+template <class Condition>
+bool await(Condition condition) {
+  const auto end = std::chrono::steady_clock::now() + kDeadline;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) {
+      return false;
+    }
+    std::this_thread::sleep_for(kPollInterval);
+  }
+  return true;
+}
+
+void redirect(const fs::path& file, int descriptor) {
+  const int opened = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  if (opened < 0 || dup2(opened, descriptor) < 0) {
+    _exit(126);
+  }
+}
+
+void bindMount(const fs::path& source, const fs::path& target) {
+  if (mount(source.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0) {
+    _exit(125);
+  }
+}
+
+// Where a build folder below /tmp shows up in the test's own /tmp.
+fs::path buildFolderIn(const fs::path& root) {
+  const fs::path below = fs::path(BUILD_FOLDER).lexically_relative("/tmp");
+  return below.empty() || *below.begin() == ".." ? fs::path() : root / "tmp" / below;
+}
+
+// The child's own view of the file system; see the header.
+void enterNamespace(const fs::path& root) {
+  if (unshare(CLONE_NEWNS) != 0 ||
+      mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+    _exit(125);
+  }
+  if (const fs::path build = buildFolderIn(root); !build.empty()) {
+    bindMount(BUILD_FOLDER, build);
+  }
+  bindMount(root / "tmp", "/tmp");
+  bindMount("/dev/null", "/sbin/reboot");
+}
+
+void replaceAll(std::string& text, const std::string& from, const std::string& to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+    text.replace(at, from.size(), to);
+  }
+}
+
+toolkit::admin::ModelLeaf leaf(const std::string& node, const std::string& name, CElement element) {
+  element.set_time({1700000000, 500000});
+  return {node, name, std::move(element), ELEMENT_NORMAL};
+}
+
+}  // namespace
+
+ServiceTest::ServiceTest() {
+  std::string pattern = "/var/tmp/dravixd-test-XXXXXX";
+  root_ = mkdtemp(pattern.data());
+  for (const char* folder : {"tmp", "run", "state"}) {
+    fs::create_directory(root_ / folder);
+  }
+  if (const fs::path build = buildFolderIn(root_); !build.empty()) {
+    fs::create_directories(build);
+  }
+  setenv("TOOLKIT_RUN", (root_ / "run").c_str(), 1);
+  setenv("TOOLKIT_STATE", (root_ / "state").c_str(), 1);
+  setenv("TOOLKIT_LOG", (root_ / "log").c_str(), 1);
+}
+
+ServiceTest::~ServiceTest() {
+  if (pid_ > 0) {
+    kill(pid_, SIGKILL);
+    collect();
+  }
+  fs::remove_all(root_);
+}
+
+void ServiceTest::import(const toolkit::admin::Model& model) {
+  ASSERT_EQ(toolkit::admin::importModel(model, true), "");
+}
+
+toolkit::admin::Model ServiceTest::testModel() {
+  toolkit::admin::Model model;
+  model.rights = {{"/", "*", "r"},
+                  {"/", "operator", "rw"},
+                  {"/Secret", "*", ""},
+                  {"/Secret", "admin", "r"},
+                  {"/", "admin", "rwd"}};
+  model.leaves = {
+      leaf("/Software/System Settings/Supported Locales", "Value", CElement("en_US;de_DE;fr_FR")),
+      leaf("/M1", "NodeType", CElement("Device")),
+      leaf("/M1", ".Quality", CElement(192)),
+      leaf("/M1/Va", "Value", CElement(230.123456789)),
+      leaf("/M1/Va", "Units", CElement("volts")),
+      leaf("/M1/Va", "DisplayName", CElement("Voltage A")),
+      leaf("/M1/Va", ".AlarmHighLimit", CElement(253.0)),
+      leaf("/M1/Va", "Writable", CElement(true)),
+      leaf("/M1/Breaker", "Value", CElement(1)),
+      leaf("/M1/Breaker", "ValueType", CElement("Multistate")),
+      leaf("/M1/Breaker", "PossibleValues", CElement("Open;Closed;Tripped")),
+      leaf("/M1/Enabled", "Value", CElement(true)),
+      leaf("/M1/Enabled", "PossibleValues", CElement("Disabled;Enabled")),
+      leaf("/M1/Flag", "Value", CElement(false)),
+      leaf("/M1/Count", "Value", CElement(42)),
+      leaf("/M1/Text", "Value", CElement("é 漢 😀 <&>")),
+      leaf("/M1/List", "PossibleValues", CElement("a;b;c;d;e;f;g;h;i;j")),
+      leaf("/M1/One", "PossibleValues", CElement("only")),
+      leaf("/Secret/Value1", "Value", CElement("hidden")),
+  };
+  return model;
+}
+
+pid_t ServiceTest::spawn(const std::vector<std::string>& arguments) {
+  std::vector<std::string> words = {DRAVIXD_BINARY};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  std::vector<char*> argv;
+  for (std::string& word : words) {
+    argv.push_back(word.data());
+  }
+  argv.push_back(nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    enterNamespace(root_);
+    redirect(root_ / "out", STDOUT_FILENO);
+    redirect(root_ / "err", STDERR_FILENO);
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+  return child;
+}
+
+Outcome ServiceTest::collect() {
+  int status = 0;
+  waitpid(pid_, &status, 0);
+  pid_ = -1;
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readFile(root_ / "out"),
+          readFile(root_ / "err")};
+}
+
+bool ServiceTest::hasEnded() const {
+  siginfo_t info = {};
+  waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT);
+  return info.si_pid == pid_;
+}
+
+bool ServiceTest::answers() const {
+  return fastCgiRequest(socketPath(), {}, "").complete;
+}
+
+void ServiceTest::start(std::vector<std::string> arguments) {
+  pid_ = spawn(arguments);
+  const bool settled = await([this] { return answers() || hasEnded(); });
+  ASSERT_TRUE(settled && !hasEnded()) << log() << readFile(root_ / "err");
+}
+
+Outcome ServiceTest::run(const std::vector<std::string>& arguments) {
+  pid_ = spawn(arguments);
+  return collect();
+}
+
+Outcome ServiceTest::stop(int signal) {
+  kill(pid_, signal);
+  return collect();
+}
+
+std::string ServiceTest::log() const {
+  return readFile(root_ / "log");
+}
+
+void ServiceTest::awaitLog(const std::string& text) const {
+  ASSERT_TRUE(await([&] { return log().find(text) != std::string::npos; }))
+      << "no line with: " << text << "\n"
+      << log();
+}
+
+FastCgiReply ServiceTest::post(const std::string& body, const std::string& user,
+                               const FastCgiParams& more) const {
+  FastCgiParams params = {{"REQUEST_METHOD", "POST"},
+                          {"CONTENT_LENGTH", std::to_string(body.size())},
+                          {"REMOTE_ADDR", "192.0.2.1"}};
+  if (!user.empty()) {
+    params.emplace_back("REMOTE_USER", user);
+  }
+  params.insert(params.end(), more.begin(), more.end());
+  return fastCgiRequest(socketPath(), params, body);
+}
+
+std::string ServiceTest::call(const std::string& operation, const std::string& children,
+                              const std::string& user, const FastCgiParams& more) const {
+  return post(envelope(operation, children), user, more).body();
+}
+
+std::string ServiceTest::value(const std::string& path, const std::string& options,
+                               const std::string& user) const {
+  const std::string xml =
+      call("getValue", "<n:options>" + options + "</n:options><n:path>" + path + "</n:path>", user);
+  const auto results = elements(xml, "getValueResult");
+  return results.size() == 1 ? results.front() : "no single result in: " + xml;
+}
+
+std::string envelope(const std::string& operation, const std::string& children) {
+  return "<E:Envelope xmlns:E=\"http://schemas.xmlsoap.org/soap/envelope/\"><E:Body>"
+         "<n:" +
+         operation + " xmlns:n=\"http://tarnix.example/TarnixWS\">" + children +
+         "</n:" + operation + "></E:Body></E:Envelope>";
+}
+
+std::vector<std::string> elements(const std::string& xml, const std::string& name) {
+  std::vector<std::string> result;
+  const std::regex element("<\\w+:" + name + "(?:/>|>([^<]*)</)");
+  for (std::sregex_iterator at(xml.begin(), xml.end(), element), end; at != end; ++at) {
+    std::string text = (*at)[1];
+    replaceAll(text, "&lt;", "<");
+    replaceAll(text, "&gt;", ">");
+    replaceAll(text, "&quot;", "\"");
+    replaceAll(text, "&amp;", "&");
+    result.push_back(text);
+  }
+  return result;
+}

@@ -1,0 +1,74 @@
+// A running dravixd of a test's own: own store, own socket, own log.
+//
+// Each process runs in a private mount namespace. There its /tmp is the test's folder, so that any
+// number of tests run side by side although the socket's path is fixed, and /sbin/reboot cannot be
+// executed.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "fastcgi_client.h"
+#include "toolkit/admin.h"
+
+// How a process ended and what it printed.
+struct Outcome {
+  int status = -1;  // exit status, or 128 + signal
+  std::string out;
+  std::string err;
+};
+
+class ServiceTest : public testing::Test {
+ protected:
+  ServiceTest();
+  ~ServiceTest() override;
+
+  // The store that the service will open. The default model has the points of testModel().
+  void import(const toolkit::admin::Model& model);
+  static toolkit::admin::Model testModel();
+
+  // Starts dravixd and waits until its socket answers; fails the test when it does not.
+  void start(std::vector<std::string> arguments = {"-d", "-D", "9"});
+  // Runs dravixd to its end.
+  Outcome run(const std::vector<std::string>& arguments);
+  // Sends a signal and waits for the end.
+  Outcome stop(int signal);
+
+  // Log lines so far.
+  std::string log() const;
+  // Waits until the log holds the text; fails the test when it does not come.
+  void awaitLog(const std::string& text) const;
+
+  std::string socketPath() const { return (root_ / "tmp/dravixd.socket").string(); }
+  const std::filesystem::path& root() const { return root_; }
+  pid_t pid() const { return pid_; }
+
+  // One request with the given body, as the user, from 192.0.2.1.
+  FastCgiReply post(const std::string& body, const std::string& user = "operator",
+                    const FastCgiParams& more = {}) const;
+  // One SOAP 1.1 operation of the core namespace (prefix "n"); returns the reply's envelope.
+  std::string call(const std::string& operation, const std::string& children,
+                   const std::string& user = "operator", const FastCgiParams& more = {}) const;
+  // getValue of one path: the result's text.
+  std::string value(const std::string& path, const std::string& options = "",
+                    const std::string& user = "operator") const;
+
+ private:
+  pid_t spawn(const std::vector<std::string>& arguments);
+  Outcome collect();
+  bool answers() const;
+  bool hasEnded() const;
+
+  std::filesystem::path root_;
+  pid_t pid_ = -1;
+};
+
+// A SOAP 1.1 envelope around an element of the core namespace.
+std::string envelope(const std::string& operation, const std::string& children);
+
+// Texts of all elements of this local name, in order, with the references resolved.
+std::vector<std::string> elements(const std::string& xml, const std::string& name);

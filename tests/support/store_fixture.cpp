@@ -1,0 +1,110 @@
+#include "store_fixture.h"
+
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+using toolkit::CElement;
+
+TemporaryFolder::TemporaryFolder() {
+  std::string pattern = fs::temp_directory_path() / "dravixd-test.XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) {
+    throw std::runtime_error("no temporary folder");
+  }
+  path_ = pattern;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+}
+
+ChildProcess::ChildProcess(const std::function<int()>& body) : pid_(fork()) {
+  if (pid_ == 0) {
+    _exit(body());
+  }
+}
+
+ChildProcess::~ChildProcess() {
+  if (pid_ > 0) {
+    kill();
+  }
+}
+
+int ChildProcess::wait() {
+  int status = 0;
+  waitpid(pid_, &status, 0);
+  pid_ = -1;
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+int ChildProcess::kill() {
+  ::kill(pid_, SIGKILL);
+  return wait();
+}
+
+Signal::Signal() {
+  if (pipe(ends_) != 0) {
+    throw std::runtime_error("no pipe");
+  }
+}
+
+Signal::~Signal() {
+  close(ends_[0]);
+  close(ends_[1]);
+}
+
+void Signal::raise() const {
+  EXPECT_EQ(write(ends_[1], "!", 1), 1);
+}
+
+bool Signal::await() const {
+  constexpr int kMilliseconds = 30000;
+  pollfd reader = {ends_[0], POLLIN, 0};
+  char byte = 0;
+  return poll(&reader, 1, kMilliseconds) == 1 && read(ends_[0], &byte, 1) == 1;
+}
+
+StoreTest::StoreTest() {
+  setenv("TOOLKIT_RUN", (folder() / "run").c_str(), 1);
+  setenv("TOOLKIT_STATE", (folder() / "state").c_str(), 1);
+  unsetenv("TOOLKIT_STORE_LIMIT");
+  unsetenv("REMOTE_USER");
+}
+
+StoreTest::~StoreTest() {
+  unsetenv("TOOLKIT_RUN");
+  unsetenv("TOOLKIT_STATE");
+}
+
+toolkit::admin::ModelLeaf StoreTest::leaf(const std::string& node, const std::string& name,
+                                          CElement element) {
+  return {node, name, std::move(element), ELEMENT_NORMAL};
+}
+
+void StoreTest::import(std::vector<toolkit::admin::ModelLeaf> leaves) {
+  toolkit::admin::Model model;
+  model.rights = {{"/", "*", "rwdx"}};
+  model.leaves = std::move(leaves);
+  ASSERT_EQ(toolkit::admin::importModel(model, true), "");
+}
+
+std::string StoreTest::text(toolkit::CCds& cds, const std::string& path) {
+  api_status_t status = API_NONE;
+  CElement element;
+  element_property_t source = ELEMENT_NORMAL;
+  cds.get_leaf(path, status, element, source);
+  return status == API_SUCCESS ? element.to_string() : "status " + std::to_string(status);
+}
+
+api_status_t StoreTest::set(toolkit::CCds& cds, const std::string& path, CElement element,
+                            pcd_tribool_t persist) {
+  api_status_t status = API_NONE;
+  cds.set_leaf(path, element, status, persist, "test");
+  return status;
+}

@@ -1,0 +1,84 @@
+// A data store of a test's own, in a temporary folder.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "toolkit/admin.h"
+#include "toolkit/cds.h"
+
+// A folder that goes with the object.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+// A child process that runs a function and ends with its result, killed when it outlives the
+// object.
+class ChildProcess {
+ public:
+  explicit ChildProcess(const std::function<int()>& body);
+  ~ChildProcess();
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  // Exit status, or 128 + signal.
+  int wait();
+  int kill();
+
+ private:
+  pid_t pid_;
+};
+
+// A pipe over which processes tell each other that something has happened.
+class Signal {
+ public:
+  Signal();
+  ~Signal();
+  Signal(const Signal&) = delete;
+  Signal& operator=(const Signal&) = delete;
+
+  void raise() const;
+  // False when nobody has raised it within 30 s.
+  bool await() const;
+
+ private:
+  int ends_[2];
+};
+
+// Points $TOOLKIT_RUN and $TOOLKIT_STATE at folders of the test's own; the caller is anonymous.
+class StoreTest : public testing::Test {
+ protected:
+  StoreTest();
+  ~StoreTest() override;
+
+  static toolkit::admin::ModelLeaf leaf(const std::string& node, const std::string& name,
+                                        toolkit::CElement element);
+  // Imports leaves, in place of what is there, with the right to everything for everybody.
+  static void import(std::vector<toolkit::admin::ModelLeaf> leaves);
+
+  // The text of a leaf; "status n" when it cannot be read.
+  static std::string text(toolkit::CCds& cds, const std::string& path);
+  static api_status_t set(toolkit::CCds& cds, const std::string& path, toolkit::CElement element,
+                          pcd_tribool_t persist = PCD_FALSE);
+
+  const std::filesystem::path& folder() const { return folder_.path(); }
+  std::filesystem::path liveFile() const { return folder() / "run/live.mdb"; }
+  std::filesystem::path persistentFile() const { return folder() / "state/persistent.mdb"; }
+
+ private:
+  TemporaryFolder folder_;
+};
