@@ -1,0 +1,33 @@
+# shellcheck shell=bash disable=SC2034
+# Debian packages that building, testing and the demo take; docs/dependencies.md says what each is for.
+# Sourced by ../demo and ../check. A function that fails has said why in one line.
+
+run_packages=(nginx curl)
+build_packages=(g++ cmake ninja-build pkg-config gsoap libgsoap-dev libfcgi-dev libboost-locale-dev
+    libboost-regex-dev liblmdb-dev nlohmann-json3-dev libcli11-dev libgtest-dev libbenchmark-dev
+    gettext)
+check_packages=(clang clang-format clang-tidy clang-tools python3 wrk)
+
+# install_packages NAME...: installs those that are missing.
+install_packages() {
+    local missing=() name
+    for name in "$@"; do
+        [[ $(dpkg-query -W -f='${db:Status-Status}' "$name" 2>/dev/null) == installed ]] ||
+            missing+=("$name")
+    done
+    ((${#missing[@]})) || return 0
+    if ((EUID != 0)); then
+        echo "${0##*/}: missing packages, and only root can install them: ${missing[*]}" >&2
+        return 1
+    fi
+    local log
+    log=$(mktemp /tmp/dravixd-packages.XXXXXX) || return 1
+    echo "Installing ${missing[*]}"
+    if { apt-get update && DEBIAN_FRONTEND=noninteractive apt-get install -y \
+        --no-install-recommends "${missing[@]}"; } >"$log" 2>&1 </dev/null; then
+        rm -f "$log"
+        return 0
+    fi
+    echo "${0##*/}: the packages could not be installed (${missing[*]}), see $log" >&2
+    return 1
+}
