@@ -1,5 +1,6 @@
 #include "request_loop.h"
 
+#include <fcntl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -222,11 +223,13 @@ int soap_serve(struct soap* ctx) {
     }
     if (readable) {
       glptr->pReq = &request;
-      if (FCGX_Accept_r(&request) < 0) {
+      const int accepted = FCGX_Accept_r(&request);
+      if (accepted >= 0) {
+        serveRequest(ctx, request, firstRequest);
+        firstRequest = false;
+      } else if (accepted != -EAGAIN) {  // then the peer left before it had sent a request
         return endAfterFailedAccept(ctx, request);
       }
-      serveRequest(ctx, request, firstRequest);
-      firstRequest = false;
     }
     const bool timeLeft = timeout.tv_sec > 0 || timeout.tv_usec > 0;
     if (!timeLeft || qel_GetMonoTime() - lastTimer > kTimerSeconds) {
@@ -264,6 +267,8 @@ int tk_fcgi_bind(const std::string& path, int backlog) {
     }
     close(descriptor);
   }
+  // Only the wait for a connection may block: it hears signals and the timer.
+  fcntl(kListenDescriptor, F_SETFL, O_NONBLOCK);
   __psyslog->info(2, "FCGI app listening at socket %s [%d]", path.c_str(), kListenDescriptor);
   return 0;
 }

@@ -121,3 +121,9 @@ FastCgiReply fastCgiRequest(const std::string& socketPath, const FastCgiParams& 
   close(descriptor);
   return reply;
 }
+
+void sendRaw(const std::string& socketPath, const std::string& bytes) {
+  const int descriptor = connectTo(socketPath);
+  sendAll(descriptor, bytes);
+  close(descriptor);
+}

@@ -18,3 +18,6 @@ struct FastCgiReply {
 // Sends one request to the UNIX socket at `socketPath` and reads until the service ends it.
 FastCgiReply fastCgiRequest(const std::string& socketPath, const FastCgiParams& params,
                             const std::string& body);
+
+// Connects, sends the bytes as they are, and leaves.
+void sendRaw(const std::string& socketPath, const std::string& bytes);

@@ -1,4 +1,5 @@
 // Life of the process: start, signals, background, crash, a store that is not there.
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <csignal>
@@ -41,6 +42,28 @@ TEST_F(Process, TerminationSignalsEndItInOrder) {
     EXPECT_NE(log().find("Caught term signal, exiting soap_serve loop now..."), std::string::npos);
     EXPECT_NE(log().find("Exiting dravixd"), std::string::npos);
   }
+}
+
+TEST_F(Process, APeerThatLeavesEarlyDelaysNobody) {
+  import(testModel());
+  start();
+  for (const std::string& bytes : {std::string(), std::string("\1\1\0\1", 4)}) {
+    sendRaw(socketPath(), bytes);
+    EXPECT_EQ(value("/M1/Count"), "42");
+    sendRaw(socketPath(), bytes);
+  }
+  EXPECT_EQ(stop(SIGTERM).status, 0) << "the signal is heard after such a peer";
+}
+
+TEST_F(Process, AFailedAcceptEndsTheLoopInOrder) {
+  import(testModel());
+  start();
+  const rlimit none = {0, 0};
+  ASSERT_EQ(prlimit(pid(), RLIMIT_NOFILE, &none, nullptr), 0);
+  fastCgiRequest(socketPath(), {}, "");
+  EXPECT_EQ(waitForEnd().status, 0);
+  EXPECT_NE(log().find("Error in Accept(), exiting now..."), std::string::npos);
+  EXPECT_EQ(appStatus(), 2);
 }
 
 TEST_F(Process, CrashesLeaveABacktraceAndTheSignalsNumber) {

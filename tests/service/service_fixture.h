@@ -37,6 +37,8 @@ class ServiceTest : public testing::Test {
   Outcome run(const std::vector<std::string>& arguments);
   // Sends a signal and waits for the end.
   Outcome stop(int signal);
+  // Waits for an end that comes by itself.
+  Outcome waitForEnd() { return collect(); }
 
   // Log lines so far.
   std::string log() const;
