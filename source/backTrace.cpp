@@ -22,7 +22,7 @@ using Text = std::unique_ptr<char, decltype(&std::free)>;
 
 // The mangled name in "binary(name+0x12) [0x...]", or the whole line where there is none.
 std::string symbolOf(const char* line) {
-  const std::string text(line, strnlen(line, kMaxLine));
+  std::string text(line, strnlen(line, kMaxLine));
   const std::size_t open = text.find('(');
   if (open == std::string::npos) {
     return text;

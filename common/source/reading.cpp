@@ -195,7 +195,7 @@ std::vector<toolkit::CPath> normalized(const std::vector<std::string>& paths) {
 int pcd_getValue(struct soap* ctx, _service_options_t* opts, std::string& path,
                  std::string& reply) {
   _global_data_t* glptr = globalData(ctx);
-  assert(glptr != 0);
+  assert(glptr != 0);  // NOLINT(modernize-use-nullptr)
   assert(glptr->cdsApi.is_initialized());
 
   toolkit::CPath cdsPath(path);

@@ -109,9 +109,11 @@ void drainInput(FCGX_Stream* in) {
   }
 }
 
-// Sends the fault for the context's error, or for what the guard refused.
+// Sends the fault for the context's error, or for what the guard refused. A request that ended
+// before its envelope began is answered in SOAP 1.1.
 void sendFault(struct soap* ctx) {
   global_data_t* glptr = globalData(ctx);
+  ctx->version = std::max<short>(ctx->version, 1);
   if (glptr->guard.refused()) {
     drainInput(glptr->pReq->in);
     soap_sender_fault(ctx, glptr->guard.reason(), nullptr);
@@ -275,8 +277,8 @@ int tk_fcgi_bind(const std::string& path, int backlog) {
 
 size_t myrecv(struct soap* ctx, char* buf, size_t len) {
   global_data_t* glptr = globalData(ctx);
-  assert(glptr->pReq != __null);
-  assert(glptr->pReq->in != __null);
+  assert(glptr->pReq != __null);      // NOLINT(modernize-use-nullptr)
+  assert(glptr->pReq->in != __null);  // NOLINT(modernize-use-nullptr)
   if (buf == nullptr || len == 0 || glptr->guard.refused()) {
     return 0;
   }
@@ -287,8 +289,8 @@ size_t myrecv(struct soap* ctx, char* buf, size_t len) {
 
 int mysend(struct soap* ctx, const char* buf, size_t len) {
   global_data_t* glptr = globalData(ctx);
-  assert(glptr->pReq != __null);
-  assert(glptr->pReq->out != __null);
+  assert(glptr->pReq != __null);       // NOLINT(modernize-use-nullptr)
+  assert(glptr->pReq->out != __null);  // NOLINT(modernize-use-nullptr)
   if (buf == nullptr) {
     return -1;
   }
