@@ -42,8 +42,8 @@ class SyslogSink : public LogSink {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     std::strcpy(address.sun_path, kSyslogSocket);
-    if (::connect(descriptor_.get(), reinterpret_cast<const sockaddr*>(&address),
-                  sizeof address) != 0) {
+    if (::connect(descriptor_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
+        0) {
       descriptor_ = UniqueFd();
     }
   }

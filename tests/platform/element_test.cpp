@@ -38,9 +38,12 @@ TEST(Element, Texts) {
   for (const auto& [element, text] : kCases) {
     EXPECT_EQ(element.to_string(), text);
   }
-  const std::pair<int, const char*> kPrecisions[] = {
-      {-5, "3"}, {0, "3"}, {1, "3"}, {3, "3.14"}, {17, "3.1415926535897931"},
-      {1000000, "3.1415926535897931"}};
+  const std::pair<int, const char*> kPrecisions[] = {{-5, "3"},
+                                                     {0, "3"},
+                                                     {1, "3"},
+                                                     {3, "3.14"},
+                                                     {17, "3.1415926535897931"},
+                                                     {1000000, "3.1415926535897931"}};
   for (const auto& [precision, text] : kPrecisions) {
     EXPECT_EQ(CElement(3.14159265358979311600).to_string(precision), text) << precision;
   }
@@ -124,8 +127,11 @@ TEST(Element, ConvertTypeKeepsTheTime) {
 
 TEST(Element, SplitGivesOnePieceMoreThanSeparators) {
   using Texts = std::vector<std::string>;
-  const std::pair<const char*, Texts> kCases[] = {
-      {"", {""}}, {"a", {"a"}}, {"a;b", {"a", "b"}}, {";", {"", ""}}, {"a;;b;", {"a", "", "b", ""}}};
+  const std::pair<const char*, Texts> kCases[] = {{"", {""}},
+                                                  {"a", {"a"}},
+                                                  {"a;b", {"a", "b"}},
+                                                  {";", {"", ""}},
+                                                  {"a;;b;", {"a", "", "b", ""}}};
   Texts pieces = {"before"};
   for (const auto& [text, expected] : kCases) {
     CElement::split_string(pieces, text, ';');

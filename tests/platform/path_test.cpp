@@ -65,9 +65,8 @@ TEST(Path, TextOutsideTheGrammarIsBad) {
       "/Dev1:a\tb", "/Dev1:.", "/Dev1:..", "/Dev1:Units.", "/Dev1:.Foo1", "/Dev1:Units.T-x",
       "/Dev1:!x",
       // indices
-      "/Dev1:List[]", "/Dev1:List[x]", "/Dev1:List[-1]", "/Dev1:List[1", "/Dev1:List]",
-      "/Dev1:[1]", "/Dev1:List[1][2]", "/Dev1:List[1234567890]", "/Dev1:Units[1].Time",
-      "/Dev1:.Time[1]"};
+      "/Dev1:List[]", "/Dev1:List[x]", "/Dev1:List[-1]", "/Dev1:List[1", "/Dev1:List]", "/Dev1:[1]",
+      "/Dev1:List[1][2]", "/Dev1:List[1234567890]", "/Dev1:Units[1].Time", "/Dev1:.Time[1]"};
   for (const std::string& text : kCases) {
     CPath path(text);
     EXPECT_NE(path.normalize(), 0) << text;
@@ -154,14 +153,26 @@ TEST(Path, NodeNamesAreDistinctAndReadBack) {
 }
 
 TEST(AttributeNumbers, FollowTheTable) {
-  const std::pair<const char*, int> kCases[] = {
-      {"Attributes", 1},       {"Description", 7},     {"PossibleValues", 14},
-      {"Units", 16},           {"ShortName", 18},      {"Writable", 21},
-      {".GroupName", 26},      {".Quality", 34},       {".Source", 35},
-      {".Time", 36},           {".AttribType", 37},    {".AlarmHighLimit", 40},
-      {".AlarmLowLowLimit", 43}, {".AlarmHighMsg", 45}, {".AlarmOnValue", 50},
-      {".TrendPeriod", 56},    {"Value", 0},           {"units", 0},
-      {"", 0},                 {".Foo", 0}};
+  const std::pair<const char*, int> kCases[] = {{"Attributes", 1},
+                                                {"Description", 7},
+                                                {"PossibleValues", 14},
+                                                {"Units", 16},
+                                                {"ShortName", 18},
+                                                {"Writable", 21},
+                                                {".GroupName", 26},
+                                                {".Quality", 34},
+                                                {".Source", 35},
+                                                {".Time", 36},
+                                                {".AttribType", 37},
+                                                {".AlarmHighLimit", 40},
+                                                {".AlarmLowLowLimit", 43},
+                                                {".AlarmHighMsg", 45},
+                                                {".AlarmOnValue", 50},
+                                                {".TrendPeriod", 56},
+                                                {"Value", 0},
+                                                {"units", 0},
+                                                {"", 0},
+                                                {".Foo", 0}};
   for (const auto& [name, number] : kCases) {
     EXPECT_EQ(pcd_attr_str_to_enum(name), number) << name;
   }

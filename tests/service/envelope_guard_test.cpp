@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 
 namespace {
@@ -30,6 +31,10 @@ struct Case {
   std::string document;
   const char* reason;  // part of it; empty: accepted
 };
+
+void PrintTo(const Case& c, std::ostream* out) {
+  *out << c.name;
+}
 
 class GuardCases : public testing::TestWithParam<Case> {};
 

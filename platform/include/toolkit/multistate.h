@@ -39,10 +39,10 @@ class CCds_Multistate {
   static int GetEnumValue(const std::string& possibleValues, const std::string& text, int& state);
 
   // Maps a client's text for the value at `path`, a leaf of type `dataType` (1, 2 or 3), through
-  // the node's labels into `element`, whose time stamp stays: where the node has WritableValues, the
-  // text must be one of them. `isMultistate` tells whether the node has states to map to; a Boolean
-  // without labels has none, but "false" and "true" are mapped. 0 when mapped, else non-zero and
-  // `element` stays.
+  // the node's labels into `element`, whose time stamp stays: where the node has WritableValues,
+  // the text must be one of them. `isMultistate` tells whether the node has states to map to; a
+  // Boolean without labels has none, but "false" and "true" are mapped. 0 when mapped, else
+  // non-zero and `element` stays.
   int StringToMultiValue(const CPath& path, data_type_t dataType, const std::string& text,
                          CElement& element, bool& isMultistate);
 

@@ -14,9 +14,9 @@
 //   /Dev1/Breaker:PossibleValues[1]                PossibleValues, element 1 (from 0) of its list
 //
 // The platform's leaf names (see pcd_attr_str_to_enum) and "Value" are reserved: no node bears one,
-// so a path that ends in one is a leaf path. Leaves of other names are reached with ":"; such a name
-// has no "/", ":", "[" or "]" in it and does not begin with "!". A leaf path is at most 511 bytes
-// long.
+// so a path that ends in one is a leaf path. Leaves of other names are reached with ":"; such a
+// name has no "/", ":", "[" or "]" in it and does not begin with "!". A leaf path is at most 511
+// bytes long.
 //
 // A plain value type. Nothing here throws. Rights are read from the store of this process; the
 // caller is the environment's REMOTE_USER, and no or an empty REMOTE_USER is an anonymous caller.

@@ -87,8 +87,8 @@ std::string buildImage(const Model& model, Image& image) {
 void write(const Model& model, const Image& image, bool replace,
            store::WriteTransaction& transaction) {
   if (replace) {
-    for (const auto table : {store::Table::kLeaf, store::Table::kNode, store::Table::kDevice,
-                             store::Table::kRight}) {
+    for (const auto table :
+         {store::Table::kLeaf, store::Table::kNode, store::Table::kDevice, store::Table::kRight}) {
       transaction.clear(table);
     }
   }

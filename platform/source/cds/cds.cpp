@@ -28,8 +28,8 @@ Leaf automaticLeaf(store::Transaction& transaction, const CPath& path) {
 }
 
 Leaf storedLeaf(store::Transaction& transaction, const CPath& path) {
-  const auto record = transaction.get(store::Table::kLeaf,
-                                      store::leafKey(path.getNodePath(), path.getLeafName()));
+  const auto record =
+      transaction.get(store::Table::kLeaf, store::leafKey(path.getNodePath(), path.getLeafName()));
   Leaf leaf;
   if (!record) {
     leaf.status = API_NOT_FOUND;

@@ -55,8 +55,8 @@ int CCds::set_leaf(const CPath& path, const CElement& element, api_status_t& sta
 }
 
 int CCds::set_leaves(const std::vector<CPath>& paths, const std::vector<CElement>& elements,
-                     const std::vector<pcd_tribool_t>& persist,
-                     std::vector<api_status_t>& statuses, const std::string& source) {
+                     const std::vector<pcd_tribool_t>& persist, std::vector<api_status_t>& statuses,
+                     const std::string& source) {
   statuses.assign(paths.size(), API_FAILED);
   if (store_ == nullptr || elements.size() != paths.size() || persist.size() != paths.size()) {
     return 1;
@@ -81,8 +81,7 @@ int CCds::set_leaves(const std::vector<CPath>& paths, const std::vector<CElement
   if (entries.empty()) {
     return 0;
   }
-  const api_status_t written =
-      write([&](store::Change& change) { writeAll(change, entries); });
+  const api_status_t written = write([&](store::Change& change) { writeAll(change, entries); });
   std::replace(statuses.begin(), statuses.end(), API_SUCCESS, written);
   return written == API_SUCCESS ? 0 : 1;
 }
@@ -116,8 +115,7 @@ int CCds::remove_node(const std::string& nodePath, api_status_t& status,
                       const std::string& /*source*/) {
   const auto node = asNodePath(nodePath);
   return change(node.has_value(), status, [&](store::Change& change) {
-    if (std::find(kProtectedNodes.begin(), kProtectedNodes.end(), *node) !=
-        kProtectedNodes.end()) {
+    if (std::find(kProtectedNodes.begin(), kProtectedNodes.end(), *node) != kProtectedNodes.end()) {
       return API_NOT_AUTHORIZED;
     }
     const bool persistent = change.isPersistent(store::Table::kNode, store::nodeKey(*node));
@@ -143,8 +141,7 @@ int CCds::change(bool goodPath, api_status_t& status,
     return 0;
   }
   api_status_t outcome = API_FAILED;
-  const api_status_t written =
-      write([&](store::Change& change) { outcome = body(change); });
+  const api_status_t written = write([&](store::Change& change) { outcome = body(change); });
   status = written == API_SUCCESS ? outcome : written;
   return written == API_SUCCESS ? 0 : 1;
 }

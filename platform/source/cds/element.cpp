@@ -28,8 +28,8 @@ Overload(Functions...) -> Overload<Functions...>;
 
 template <class To>
 To saturate(std::int64_t value) {
-  return static_cast<To>(
-      std::clamp<std::int64_t>(value, std::numeric_limits<To>::min(), std::numeric_limits<To>::max()));
+  return static_cast<To>(std::clamp<std::int64_t>(value, std::numeric_limits<To>::min(),
+                                                  std::numeric_limits<To>::max()));
 }
 
 // Towards zero; not a number is 0.
@@ -42,7 +42,8 @@ std::int64_t truncate(double value) {
   if (value >= kEnd) {
     return std::numeric_limits<std::int64_t>::max();
   }
-  return value < -kEnd ? std::numeric_limits<std::int64_t>::min() : static_cast<std::int64_t>(value);
+  return value < -kEnd ? std::numeric_limits<std::int64_t>::min()
+                       : static_cast<std::int64_t>(value);
 }
 
 double seconds(timeval time) {
@@ -52,7 +53,8 @@ double seconds(timeval time) {
 
 timeval toTime(double value) {
   const double whole = std::floor(value);
-  const double rest = std::isfinite(value) ? (value - whole) * static_cast<double>(kMicroseconds) : 0;
+  const double rest =
+      std::isfinite(value) ? (value - whole) * static_cast<double>(kMicroseconds) : 0;
   return {truncate(whole), std::min<std::int64_t>(std::llround(rest), kMicroseconds - 1)};
 }
 
@@ -68,9 +70,9 @@ std::string realText(double value, int precision) {
     return "nan";
   }
   char text[32];
-  const auto end = std::to_chars(std::begin(text), std::end(text), value,
-                                 std::chars_format::general,
-                                 std::clamp(precision, 1, kMaxPrecision));
+  const auto end =
+      std::to_chars(std::begin(text), std::end(text), value, std::chars_format::general,
+                    std::clamp(precision, 1, kMaxPrecision));
   return {text, end.ptr};
 }
 
@@ -102,15 +104,14 @@ std::string CElement::to_string() const {
 }
 
 std::string CElement::to_string(int precision) const {
-  return std::visit(
-      Overload{[](std::monostate) { return std::string(); },
-               [](bool value) { return std::string(value ? "true" : "false"); },
-               [](std::int32_t value) { return std::to_string(value); },
-               [](std::int64_t value) { return std::to_string(value); },
-               [&](double value) { return realText(value, precision); },
-               [](timeval value) { return timeText(value); },
-               [](const std::string& value) { return value; }},
-      value_);
+  return std::visit(Overload{[](std::monostate) { return std::string(); },
+                             [](bool value) { return std::string(value ? "true" : "false"); },
+                             [](std::int32_t value) { return std::to_string(value); },
+                             [](std::int64_t value) { return std::to_string(value); },
+                             [&](double value) { return realText(value, precision); },
+                             [](timeval value) { return timeText(value); },
+                             [](const std::string& value) { return value; }},
+                    value_);
 }
 
 bool CElement::to_bool() const {
@@ -132,34 +133,33 @@ std::uint32_t CElement::to_uint() const {
 }
 
 std::int64_t CElement::to_int64() const {
-  return std::visit(
-      Overload{[](std::monostate) { return std::int64_t{0}; },
-               [](double value) { return truncate(value); },
-               [](timeval value) { return std::int64_t{value.tv_sec}; },
-               [](const std::string& value) {
-                 return integerOf(value).value_or(truncate(realOf(value)));
-               },
-               [](auto value) { return static_cast<std::int64_t>(value); }},
-      value_);
+  return std::visit(Overload{[](std::monostate) { return std::int64_t{0}; },
+                             [](double value) { return truncate(value); },
+                             [](timeval value) { return std::int64_t{value.tv_sec}; },
+                             [](const std::string& value) {
+                               return integerOf(value).value_or(truncate(realOf(value)));
+                             },
+                             [](auto value) { return static_cast<std::int64_t>(value); }},
+                    value_);
 }
 
 double CElement::to_double() const {
-  return std::visit(Overload{[](std::monostate) { return 0.0; },
-                             [](timeval value) { return seconds(value); },
-                             [](const std::string& value) { return realOf(value); },
-                             [](auto value) { return static_cast<double>(value); }},
-                    value_);
+  return std::visit(
+      Overload{[](std::monostate) { return 0.0; }, [](timeval value) { return seconds(value); },
+               [](const std::string& value) { return realOf(value); },
+               [](auto value) { return static_cast<double>(value); }},
+      value_);
 }
 
 timeval CElement::to_timeval() const {
-  return std::visit(Overload{[](std::monostate) { return _invalid_time; },
-                             [](timeval value) { return value; },
-                             [](double value) { return toTime(value); },
-                             [](const std::string& value) { return timeOf(value); },
-                             [](auto value) {
-                               return timeval{static_cast<std::int64_t>(value), 0};
-                             }},
-                    value_);
+  return std::visit(
+      Overload{[](std::monostate) { return _invalid_time; }, [](timeval value) { return value; },
+               [](double value) { return toTime(value); },
+               [](const std::string& value) { return timeOf(value); },
+               [](auto value) {
+                 return timeval{static_cast<std::int64_t>(value), 0};
+               }},
+      value_);
 }
 
 std::string CElement::to_translated_string(const std::locale& locale, const char* context,

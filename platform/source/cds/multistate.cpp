@@ -103,8 +103,10 @@ int CCds_Multistate::GetBoolPossibleValue(const std::string& possibleValues, boo
 
 int CCds_Multistate::GetBoolFromString(const std::string& possibleValues, const std::string& text,
                                        bool& state) {
+  const bool labelled = possibleValues.find(';') != std::string::npos;
   int place = 0;
-  if (GetEnumValue(possibleValues, text, place) != 0 || place > 1) {
+  if (GetEnumValue(labelled ? possibleValues : std::string(kBooleanLabels), text, place) != 0 ||
+      place > 1) {
     return 1;
   }
   state = place == 1;

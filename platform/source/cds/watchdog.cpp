@@ -25,9 +25,8 @@ int CCds::watchdog_register(api_status_t& status, const std::string& name, int p
     return 0;
   }
   const std::string record = store::encodeWatchdog({periodSeconds, watchdogSeconds(), action});
-  status = write([&](store::Change& change) {
-    change.live().put(store::Table::kWatchdog, name, record);
-  });
+  status = write(
+      [&](store::Change& change) { change.live().put(store::Table::kWatchdog, name, record); });
   if (status == API_SUCCESS) {
     watchdogName_ = name;
   }
@@ -65,9 +64,8 @@ int CCds::watchdog_clear(api_status_t& status) {
     status = API_NOT_FOUND;
     return 0;
   }
-  status = write([&](store::Change& change) {
-    change.live().erase(store::Table::kWatchdog, watchdogName_);
-  });
+  status = write(
+      [&](store::Change& change) { change.live().erase(store::Table::kWatchdog, watchdogName_); });
   if (status == API_SUCCESS) {
     watchdogName_.clear();
   }

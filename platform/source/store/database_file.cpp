@@ -121,6 +121,11 @@ bool databaseExists(const std::string& file) {
   return status.st_size > 0;
 }
 
+std::string cannotOpen(const std::string& file, int code) {
+  const bool forbidden = code == EACCES || code == EPERM || code == EROFS;
+  return (forbidden ? "no permission to open " : "cannot open ") + file + ": " + mdb_strerror(code);
+}
+
 std::string makeFolderOf(const std::string& file) {
   const std::filesystem::path folder = std::filesystem::path(file).parent_path();
   std::error_code error;
@@ -132,7 +137,7 @@ std::string prepareLockFile(const std::string& lockFile) {
   const UniqueFd descriptor(
       open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, GroupFileMode::kMode));
   if (!descriptor) {
-    return because("no access to " + lockFile, errno);
+    return cannotOpen(lockFile, errno);
   }
   const int error = posix_fallocate(descriptor.get(), 0, kLockFileBytes);
   return error == 0 ? "" : because("cannot make " + lockFile, error);

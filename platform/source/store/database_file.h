@@ -27,6 +27,9 @@ class GroupFileMode {
 // False for a file that is not there, and for an empty one: what an interrupted creation leaves.
 bool databaseExists(const std::string& file);
 
+// The sentence for an errno or LMDB code at opening the file.
+std::string cannotOpen(const std::string& file, int code);
+
 std::string makeFolderOf(const std::string& file);
 
 // Allocates the lock file before LMDB maps it, so that a full disk is an error and not a SIGBUS.

@@ -152,12 +152,8 @@ std::string Environment::openFailure(int code) const {
       return file_ + " is damaged or is not a data store";
     case MDB_VERSION_MISMATCH:
       return file_ + " was written by another version of the database library";
-    case EACCES:
-    case EPERM:
-    case EROFS:
-      return "no permission to open " + file_ + ": " + mdb_strerror(code);
     default:
-      return "cannot open " + file_ + ": " + mdb_strerror(code);
+      return cannotOpen(file_, code);
   }
 }
 

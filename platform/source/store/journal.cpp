@@ -6,15 +6,13 @@ namespace toolkit::store {
 
 void Journal::note(Transaction& transaction, Table table, std::string_view key,
                    std::optional<std::string_view> after) {
-  entries_.push_back(
-      {table, std::string(key), Record(transaction.get(table, key)), Record(after)});
+  entries_.push_back({table, std::string(key), Record(transaction.get(table, key)), Record(after)});
 }
 
 void Journal::noteClear(Transaction& transaction, Table table) {
   Range range(transaction, table, {});
   while (range.next()) {
-    entries_.push_back(
-        {table, std::string(range.key()), std::string(range.value()), std::nullopt});
+    entries_.push_back({table, std::string(range.key()), std::string(range.value()), std::nullopt});
   }
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 #include <limits>
 
 namespace toolkit::store {
@@ -36,8 +35,7 @@ class Unpacker {
   template <class T>
   T number() {
     T value = {};
-    const std::string_view bytes = take(sizeof value);
-    std::memcpy(&value, bytes.data(), bytes.size());
+    take(sizeof value).copy(reinterpret_cast<char*>(&value), sizeof value);
     return value;
   }
   std::string_view take(std::size_t size) {
@@ -59,8 +57,8 @@ class Unpacker {
 void packTime(Packer& packer, timeval time) {
   constexpr std::int64_t kLast = std::numeric_limits<std::int32_t>::max();
   packer.number(static_cast<std::int64_t>(time.tv_sec));
-  packer.number(static_cast<std::int32_t>(
-      std::clamp<std::int64_t>(time.tv_usec, -kLast - 1, kLast)));
+  packer.number(
+      static_cast<std::int32_t>(std::clamp<std::int64_t>(time.tv_usec, -kLast - 1, kLast)));
 }
 
 timeval unpackTime(Unpacker& unpacker) {
@@ -92,25 +90,33 @@ void packValue(Packer& packer, const CElement& element) {
   }
 }
 
-std::optional<CElement> unpackValue(Unpacker& unpacker, data_type_t type) {
+// Sets `element` unless the type is none that is stored.
+bool unpackValue(Unpacker& unpacker, data_type_t type, CElement& element) {
   switch (type) {
     case DATA_NONE:
-      return CElement();
+      element.convert_type(DATA_NONE);
+      return true;
     case DATA_BOOLEAN:
-      return CElement(unpacker.number<std::uint8_t>() != 0);
+      element = CElement(unpacker.number<std::uint8_t>() != 0);
+      return true;
     case DATA_ENUMERATED:
     case DATA_INTEGER:
-      return CElement(unpacker.number<std::int32_t>(), type);
+      element = CElement(unpacker.number<std::int32_t>(), type);
+      return true;
     case DATA_REAL:
-      return CElement(unpacker.number<double>());
+      element = CElement(unpacker.number<double>());
+      return true;
     case DATA_TIMEVAL:
-      return CElement(unpackTime(unpacker));
+      element = CElement(unpackTime(unpacker));
+      return true;
     case DATA_STRING:
-      return CElement(std::string(unpacker.take(unpacker.number<std::uint32_t>())));
+      element = CElement(std::string(unpacker.take(unpacker.number<std::uint32_t>())));
+      return true;
     case DATA_INTEGER64:
-      return CElement(unpacker.number<std::int64_t>());
+      element = CElement(unpacker.number<std::int64_t>());
+      return true;
     default:
-      return std::nullopt;
+      return false;
   }
 }
 
@@ -121,9 +127,9 @@ Key::Key(std::string_view head, std::string_view tail) {
     bytes_[size_++] = '\0';  // names nothing: no name is empty
     return;
   }
-  std::memcpy(bytes_, head.data(), head.size());
+  head.copy(bytes_, head.size());
   bytes_[head.size()] = '\0';
-  std::memcpy(bytes_ + head.size() + 1, tail.data(), tail.size());
+  tail.copy(bytes_ + head.size() + 1, tail.size());
   size_ = head.size() + 1 + tail.size();
 }
 
@@ -179,11 +185,12 @@ bool decodeLeaf(std::string_view bytes, CElement& element, element_property_t& p
   const auto type = unpacker.number<std::uint8_t>();
   const auto source = unpacker.number<std::uint8_t>();
   const timeval time = unpackTime(unpacker);
-  std::optional<CElement> value = unpackValue(unpacker, static_cast<data_type_t>(type));
-  if (!value || !unpacker.isGood() || source > ELEMENT_MPL) {
+  CElement value;
+  if (!unpackValue(unpacker, static_cast<data_type_t>(type), value) || !unpacker.isGood() ||
+      source > ELEMENT_MPL) {
     return false;
   }
-  element = std::move(*value);
+  element = std::move(value);
   element.set_time(time);
   property = static_cast<element_property_t>(source);
   return true;

@@ -109,8 +109,8 @@ api_status_t Store::buildLive(bool anew) {
   }
   int source = MDB_SUCCESS;
   const api_status_t status = write([&](Change& change) {
-    source = anew || !isComplete(change.live()) ? copyToLive(*persistent_, change.live())
-                                                : MDB_SUCCESS;
+    source =
+        anew || !isComplete(change.live()) ? copyToLive(*persistent_, change.live()) : MDB_SUCCESS;
   });
   return status == API_SUCCESS && source != MDB_SUCCESS ? fail(*persistent_, source) : status;
 }

@@ -92,8 +92,7 @@ Range::Range(Transaction& transaction, Table table, std::string_view prefix)
     return;
   }
   MDB_cursor* raw = nullptr;
-  const int code =
-      mdb_cursor_open(transaction_.transaction_, transaction_.handleOf(table), &raw);
+  const int code = mdb_cursor_open(transaction_.transaction_, transaction_.handleOf(table), &raw);
   cursor_.reset(raw);
   if (code != MDB_SUCCESS) {
     transaction_.keep(code);

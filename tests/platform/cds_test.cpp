@@ -1,0 +1,270 @@
+// The client on a sound store: reads, writes, nodes, persistence, devices, watchdog.
+#include "store_fixture.h"
+#include "toolkit/sw_info.h"
+#include "toolkit/utils.h"
+
+using toolkit::CCds;
+using toolkit::CCds_Utils;
+using toolkit::CElement;
+using toolkit::CPath;
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+class Cds : public StoreTest {
+ protected:
+  Cds() {
+    import({leaf("/Dev1", "NodeType", CElement("Device")), leaf("/Dev1", ".Quality", CElement(64)),
+            leaf("/Dev1/Va", "Value", CElement(230.5)), leaf("/Dev1/Va", "Units", CElement("V")),
+            leaf("/Dev1/Sub", "NodeType", CElement("Device")),
+            leaf("/Dev10", "Value", CElement(10)),
+            leaf("/Dev1 b/List", "PossibleValues", CElement("a;b;")),
+            leaf("/Software/Data Servers/WS", "Value", CElement(1))});
+    EXPECT_EQ(cds_.init(), 0) << cds_.last_error();
+  }
+
+  std::string text(const std::string& path) { return StoreTest::text(cds_, path); }
+  api_status_t remove(const std::string& node) {
+    api_status_t status = API_NONE;
+    cds_.remove_node(node, status, "test");
+    return status;
+  }
+  api_status_t clear(const std::string& path) {
+    api_status_t status = API_NONE;
+    cds_.clear_leaf(path, status, "test");
+    return status;
+  }
+  Texts devices() {
+    Texts paths;
+    CCds_Utils::GetDeviceList(cds_, paths);
+    return paths;
+  }
+  element_property_t source(const std::string& path) {
+    api_status_t status = API_NONE;
+    CElement element;
+    element_property_t source = ELEMENT_MPL;
+    cds_.get_leaf(path, status, element, source);
+    return source;
+  }
+
+  CCds cds_;
+};
+
+TEST_F(Cds, ReadsEveryKindOfPath) {
+  const std::pair<const char*, const char*> kCases[] = {
+      {"/Dev1/Va", "230.5"},
+      {"/Dev1/Va:.Time", "230.5"},
+      {"/Dev1/Va/Units", "V"},
+      {"/Dev1:Children", "Sub;Va"},
+      {"/Dev1/Va:Attributes", "Units;Value"},
+      {"/Dev1/Va:Children", ""},
+      {"/Dev1 b:Attributes", ""},
+      {"/:Children", "Dev1;Dev1 b;Dev10;Software"},
+      {"/Dev1:Children[1]", "Va"},
+      {"/Dev1 b/List:PossibleValues[2]", ""},
+      {"/Dev1 b/List:PossibleValues[3]", "status 2"},
+      {"/Dev1", "status 2"},
+      {"/Gone:Children", "status 2"},
+      {"/dev1/Va", "status 2"},
+      {"/Dev1/", "status 5"},
+      {"", "status 5"},
+  };
+  for (const auto& [path, expected] : kCases) {
+    EXPECT_EQ(text(path), expected) << path;
+  }
+  EXPECT_EQ(source("/Dev1:Children"), ELEMENT_AUTOMATIC);
+}
+
+TEST_F(Cds, ABatchOfReadsHasOneEntryAPath) {
+  std::vector<api_status_t> statuses(7);
+  std::vector<CElement> elements(1, CElement("old"));
+  std::vector<element_property_t> sources;
+  ASSERT_EQ(cds_.get_leaves({"/Dev10", "/Gone", "bad", "/Dev10"}, statuses, elements, sources), 0);
+  EXPECT_EQ(statuses, (std::vector{API_SUCCESS, API_NOT_FOUND, API_BAD_PATH, API_SUCCESS}));
+  EXPECT_EQ(elements, (std::vector{CElement(10), CElement(), CElement(), CElement(10)}));
+  EXPECT_EQ(sources.size(), 4U);
+}
+
+TEST_F(Cds, WritesMakeTheNodesAbove) {
+  EXPECT_EQ(set(cds_, "/New/Deep/Point:Own", CElement("text")), API_SUCCESS);
+  EXPECT_EQ(text("/New:Children"), "Deep");
+  EXPECT_EQ(text("/New/Deep:Children"), "Point");
+  EXPECT_EQ(text("/New/Deep/Point:Own"), "text");
+  EXPECT_EQ(set(cds_, "/New/Deep/Point:Own", CElement(7)), API_SUCCESS) << "another type";
+  EXPECT_EQ(text("/New/Deep/Point:Own"), "7");
+}
+
+TEST_F(Cds, ABadPathInABatchFailsAlone) {
+  std::vector<api_status_t> statuses;
+  const std::vector<CPath> paths = {"/Dev10", "/Dev10:.Time",   "/Dev1:PossibleValues[0]",
+                                    "/a//b",  "/Dev1:Children", "/" + std::string(600, 'x'),
+                                    "/Last"};
+  ASSERT_EQ(cds_.set_leaves(paths, std::vector(7, CElement(1)), std::vector(7, PCD_FALSE), statuses,
+                            "test"),
+            0);
+  EXPECT_EQ(statuses, (std::vector{API_SUCCESS, API_BAD_PATH, API_BAD_PATH, API_BAD_PATH,
+                                   API_BAD_PATH, API_BAD_PATH, API_SUCCESS}));
+  EXPECT_EQ(text("/Dev10"), "1");
+  EXPECT_EQ(text("/Last"), "1");
+}
+
+TEST_F(Cds, NodesAreAddedAndRemovedByExactPaths) {
+  api_status_t status = API_NONE;
+  for (const char* bad : {"", "/Dev1/", "/Dev1:Units", "/Dev1/NodeType", "Dev1", "/Dev1//"}) {
+    EXPECT_EQ(remove(bad), API_BAD_PATH) << bad;
+    EXPECT_EQ(cds_.add_node(bad, status, ""), 0);
+    EXPECT_EQ(status, API_BAD_PATH) << bad;
+    EXPECT_FALSE(cds_.node_exists(bad)) << bad;
+  }
+  for (int i = 0; i < 2; ++i) {
+    cds_.add_node("/A/B", status, "test");
+    EXPECT_EQ(status, API_SUCCESS) << "also when it is there";
+  }
+  EXPECT_TRUE(cds_.node_exists("/A"));
+  EXPECT_EQ(remove("/A"), API_SUCCESS);
+  EXPECT_FALSE(cds_.node_exists("/A/B"));
+  EXPECT_EQ(remove("/A"), API_NOT_FOUND);
+  for (const char* kept :
+       {"/", "/Software", "/Alarms", "/Software/Data Servers", "/Software/Commands"}) {
+    EXPECT_EQ(remove(kept), API_NOT_AUTHORIZED) << kept;
+  }
+  EXPECT_EQ(text("/Software/Data Servers/WS"), "1");
+}
+
+TEST_F(Cds, RemovingANodeLeavesSiblingsOfThePrefix) {
+  EXPECT_EQ(remove("/Dev1"), API_SUCCESS);
+  for (const char* path : {"/Dev1:Children", "/Dev1/Va", "/Dev1:NodeType"}) {
+    EXPECT_EQ(text(path), "status 2") << path;
+  }
+  EXPECT_EQ(text("/Dev10"), "10");
+  EXPECT_EQ(text("/Dev1 b/List:PossibleValues"), "a;b;");
+  EXPECT_EQ(text("/:Children"), "Dev1 b;Dev10;Software");
+  EXPECT_EQ(devices(), Texts());
+  ASSERT_EQ(toolkit::admin::boot(), "");
+  EXPECT_EQ(text("/Dev1/Va"), "status 2") << "gone from the persistent half too";
+}
+
+TEST_F(Cds, TheDeviceIndexFollowsEveryWrite) {
+  EXPECT_EQ(devices(), (Texts{"/Dev1", "/Dev1/Sub"}));
+  set(cds_, "/Dev10:NodeType", CElement("Device"), PCD_TRUE);
+  set(cds_, "/:NodeType", CElement("Device"));
+  set(cds_, "/Dev1:NodeType", CElement("Point"));
+  EXPECT_EQ(devices(), (Texts{"/", "/Dev1/Sub", "/Dev10"}));
+  EXPECT_EQ(clear("/Dev1/Sub:NodeType"), API_SUCCESS);
+  EXPECT_EQ(devices(), (Texts{"/", "/Dev10"}));
+  ASSERT_EQ(toolkit::admin::boot(), "");
+  EXPECT_EQ(devices(), (Texts{"/Dev1", "/Dev10"}));
+}
+
+TEST_F(Cds, OnlyPersistentWritesSurviveARestart) {
+  set(cds_, "/Dev1/Va", CElement(1.5));
+  set(cds_, "/Dev10", CElement(11), PCD_TRUE);
+  set(cds_, "/New", CElement("x"), PCD_UNSET);
+  EXPECT_EQ(source("/Dev1/Va"), ELEMENT_NORMAL);
+  EXPECT_EQ(source("/Dev10"), ELEMENT_PERSISTENT);
+  EXPECT_EQ(clear("/Dev1/Va:Units"), API_SUCCESS);
+  EXPECT_EQ(clear("/Dev1/Va:Units"), API_NOT_FOUND);
+  EXPECT_EQ(clear("/Dev1:Children"), API_BAD_PATH);
+  ASSERT_EQ(toolkit::admin::boot(), "");
+  EXPECT_EQ(text("/Dev1/Va"), "230.5");
+  EXPECT_EQ(text("/Dev10"), "11");
+  EXPECT_EQ(text("/New"), "status 2");
+  EXPECT_EQ(text("/:Children"), "Dev1;Dev1 b;Dev10;Software");
+  EXPECT_EQ(text("/Dev1/Va:Units"), "status 2");
+}
+
+TEST_F(Cds, ReadOnlyClientsWriteNothingButPing) {
+  api_status_t status = API_NONE;
+  ASSERT_EQ(cds_.watchdog_register(status, "me", 5, 1), 0);
+  cds_.setReadOnly();
+  EXPECT_EQ(set(cds_, "/Dev10", CElement(1)), API_READ_ONLY);
+  EXPECT_EQ(remove("/Dev1"), API_READ_ONLY);
+  EXPECT_EQ(clear("/Dev10"), API_READ_ONLY);
+  cds_.add_node("/A", status, "");
+  EXPECT_EQ(status, API_READ_ONLY);
+  EXPECT_EQ(text("/Dev10"), "10");
+  EXPECT_EQ(cds_.watchdog_ping(status), 0);
+  EXPECT_EQ(status, API_SUCCESS);
+}
+
+TEST_F(Cds, AClosedClientFailsUntilItIsOpenedAgain) {
+  CCds other;
+  cds_.close();
+  EXPECT_TRUE(cds_.is_initialized());
+  EXPECT_FALSE(cds_.is_open());
+  EXPECT_EQ(text("/Dev10"), "status 4");
+  EXPECT_EQ(set(cds_, "/Dev10", CElement(1)), API_FAILED);
+  EXPECT_EQ(remove("/Dev1"), API_FAILED);
+  EXPECT_FALSE(cds_.node_exists("/Dev1"));
+  Texts paths = {"before"};
+  EXPECT_EQ(CCds_Utils::GetDeviceList(cds_, paths), -1);
+  EXPECT_NE(CPath("/").getChildPaths(cds_, paths), 0);
+  EXPECT_EQ(paths, Texts());
+  EXPECT_EQ(StoreTest::text(other, "/Dev10"), "10") << "others are open";
+  ASSERT_EQ(cds_.init(), 0);
+  EXPECT_EQ(text("/Dev10"), "10");
+}
+
+TEST_F(Cds, ChildrenAndListsByPath) {
+  Texts out;
+  CPath path("/Dev1");
+  path.normalize();
+  EXPECT_EQ(path.getChildPaths(cds_, out), 0);
+  EXPECT_EQ(out, (Texts{"/Dev1/Sub", "/Dev1/Va"}));
+  EXPECT_EQ(path.getAttributeList("Attributes", cds_, out), 0);
+  EXPECT_EQ(out, (Texts{".Quality", "NodeType"}));
+  CPath leafless("/Dev1/Va");
+  leafless.normalize();
+  EXPECT_EQ(leafless.getAttributeList("Children", cds_, out), 0);
+  EXPECT_EQ(out, Texts());
+  CPath missing("/Gone");
+  missing.normalize();
+  EXPECT_NE(missing.getChildPaths(cds_, out), 0);
+  EXPECT_NE(missing.getAttributeList("Children", cds_, out), 0);
+}
+
+TEST_F(Cds, QualityOfTheNearestDevice) {
+  CCds_Utils utils(cds_);
+  const std::pair<const char*, int> kCases[] = {
+      {"/Dev1/Va", 64}, {"/Dev1", 64}, {"/Dev1/Sub/X", 192}, {"/Dev10", 192}, {"bad", 192}};
+  for (const auto& [node, expected] : kCases) {
+    CElement quality;
+    utils.CheckDeviceQuality(node, &quality);
+    EXPECT_EQ(quality.to_int(), expected) << node;
+  }
+}
+
+TEST_F(Cds, WatchdogTellsWhoIsSilent) {
+  api_status_t status = API_NONE;
+  EXPECT_EQ(cds_.watchdog_ping(status), 0);
+  EXPECT_EQ(status, API_NOT_FOUND) << "not registered";
+  cds_.watchdog_register(status, "", 5, 1);
+  EXPECT_EQ(status, API_BAD_PATH);
+  cds_.watchdog_register(status, "punctual", 90, 1);
+  CCds late;
+  late.watchdog_register(status, "late", -1, 1);
+  std::vector<toolkit::admin::Watchdog> rows;
+  ASSERT_EQ(toolkit::admin::boot(), "") << "which keeps the table";
+  ASSERT_EQ(toolkit::admin::watchdogs(rows), "");
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(rows[0].name, "late");
+  EXPECT_TRUE(rows[0].overdue());
+  EXPECT_FALSE(rows[1].overdue());
+  late.watchdog_clear(status);
+  EXPECT_EQ(status, API_SUCCESS);
+  ASSERT_EQ(toolkit::admin::watchdogs(rows), "");
+  EXPECT_EQ(rows.size(), 1U);
+}
+
+TEST_F(Cds, ProgramsPublishTheirStatus) {
+  toolkit::CCds_SwInfo info(cds_, "/Software/Data Servers/Me");
+  EXPECT_EQ(info.SetAppStatus(toolkit::APP_RUNNING), 0);
+  EXPECT_EQ(info.SetIntValue("/Dev1/Count", "er", -3), 0);
+  EXPECT_EQ(text("/Software/Data Servers/Me/AppStatus"), "4");
+  EXPECT_EQ(text("/Dev1/Counter"), "-3");
+  cds_.close();
+  EXPECT_NE(info.SetAppError(1), 0);
+}
+
+}  // namespace

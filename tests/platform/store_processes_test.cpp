@@ -1,0 +1,227 @@
+// Several processes on one store, and what is left when they are killed.
+#include <unistd.h>
+
+#include <thread>
+
+#include "store/store.h"
+#include "store_fixture.h"
+
+namespace fs = std::filesystem;
+using toolkit::CCds;
+using toolkit::CElement;
+using toolkit::CPath;
+namespace store = toolkit::store;
+
+namespace {
+
+class StoreProcesses : public StoreTest {
+ protected:
+  static constexpr int kBatch = 200;
+
+  StoreProcesses() { import(leaves(kBatch, 0)); }
+
+  static std::string node(int i) { return "/Table/N" + std::to_string(i); }
+  static std::vector<toolkit::admin::ModelLeaf> leaves(int count, int value) {
+    std::vector<toolkit::admin::ModelLeaf> leaves;
+    for (int i = 0; i < count; ++i) {
+      leaves.push_back(leaf(node(i), "Value", CElement(value)));
+    }
+    return leaves;
+  }
+  static std::vector<CPath> batchPaths() {
+    std::vector<CPath> paths;
+    for (int i = 0; i < kBatch; ++i) {
+      paths.emplace_back(node(i)).normalize();
+    }
+    return paths;
+  }
+  static bool writeBatch(CCds& cds, int value, pcd_tribool_t persist) {
+    static const std::vector<CPath> paths = batchPaths();
+    std::vector<api_status_t> statuses;
+    return cds.set_leaves(paths, std::vector(kBatch, CElement(value)), std::vector(kBatch, persist),
+                          statuses, "test") == 0;
+  }
+  // The value that all leaves of the batch have; -1 when they differ or cannot be read.
+  static int readBatch(CCds& cds) {
+    static const std::vector<CPath> paths = batchPaths();
+    std::vector<api_status_t> statuses;
+    std::vector<CElement> elements;
+    std::vector<element_property_t> sources;
+    if (cds.get_leaves(paths, statuses, elements, sources) != 0 ||
+        statuses != std::vector(kBatch, API_SUCCESS)) {
+      return -1;
+    }
+    const bool same = std::all_of(elements.begin(), elements.end(),
+                                  [&](const CElement& element) { return element == elements[0]; });
+    return same ? elements[0].to_int() : -1;
+  }
+  void removeLive() const { fs::remove_all(folder() / "run"); }
+  static std::string meta(const char* key) {
+    std::string error;
+    const auto live = store::Store::openLive(error);
+    store::ReadTransaction transaction(*live);
+    return std::string(transaction.get(store::Table::kMeta, key).value_or("absent"));
+  }
+};
+
+TEST_F(StoreProcesses, GrowthIsFollowed) {
+  CCds cds;
+  ASSERT_EQ(readBatch(cds), 0);
+  const std::string large(1 << 20, 'x');
+  ChildProcess writer([&] {
+    CCds own;
+    for (int i = 0; i < 40; ++i) {
+      if (set(own, "/Large/L" + std::to_string(i), CElement(large), PCD_TRUE) != API_SUCCESS) {
+        return 1;
+      }
+    }
+    return 0;
+  });
+  ASSERT_EQ(writer.wait(), 0);
+  EXPECT_EQ(text(cds, "/Large/L39"), large);
+  EXPECT_EQ(set(cds, "/Large/More", CElement(large), PCD_TRUE), API_SUCCESS);
+  EXPECT_EQ(readBatch(cds), 0);
+}
+
+TEST_F(StoreProcesses, WritersOfSeveralProcessesDoNotLoseUpdates) {
+  constexpr int kWrites = 300;
+  const auto write = [](const char* folder) {
+    return [folder] {
+      CCds cds;
+      for (int i = 0; i < kWrites; ++i) {
+        const pcd_tribool_t persist = i % 10 == 0 ? PCD_TRUE : PCD_FALSE;
+        if (set(cds, folder + std::to_string(i), CElement(i), persist) != API_SUCCESS) {
+          return 1;
+        }
+      }
+      return 0;
+    };
+  };
+  ChildProcess first(write("/First/N"));
+  ChildProcess second(write("/Second/N"));
+  ASSERT_EQ(first.wait() + second.wait(), 0);
+  CCds cds;
+  for (const std::string path : {"/First", "/Second"}) {
+    std::vector<std::string> children;
+    CPath parent(path);
+    parent.normalize();
+    EXPECT_EQ(parent.getChildPaths(cds, children), 0);
+    EXPECT_EQ(children.size(), kWrites);
+  }
+}
+
+TEST_F(StoreProcesses, RacedBootBuildsOnceAndIsNeverSeenHalfDone) {
+  import(leaves(20000, 5));
+  const std::string before = meta("rights-generation");
+  for (int round = 0; round < 5; ++round) {
+    removeLive();
+    Signal ready;
+    Signal go;
+    const auto starter = [&] {
+      ready.raise();
+      go.await();
+      CCds cds;
+      return readBatch(cds) == 5 && text(cds, node(19999)) == "5" ? 0 : 1;
+    };
+    ChildProcess first(starter);
+    ChildProcess second(starter);
+    ASSERT_TRUE(ready.await() && ready.await());
+    go.raise();
+    go.raise();
+    EXPECT_EQ(first.wait(), 0);
+    EXPECT_EQ(second.wait(), 0);
+    EXPECT_EQ(meta("rights-generation"), "1") << "each build counts it up";
+  }
+}
+
+TEST_F(StoreProcesses, AKilledBuilderLeavesNothingBehind) {
+  import(leaves(20000, 5));
+  for (int round = 0; round < 12; ++round) {
+    removeLive();
+    ChildProcess builder([] {
+      CCds cds;
+      return 0;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(round * 2));
+    builder.kill();
+    ChildProcess next([] {
+      CCds cds;
+      return readBatch(cds) == 5 && text(cds, node(19999)) == "5" ? 0 : 1;
+    });
+    ASSERT_EQ(next.wait(), 0) << round;
+  }
+}
+
+TEST_F(StoreProcesses, AKilledWriterLeavesWholeBatches) {
+  CCds cds;
+  for (int round = 0; round < 10; ++round) {
+    const pcd_tribool_t persist = round % 2 == 0 ? PCD_TRUE : PCD_FALSE;
+    Signal running;
+    ChildProcess writer([&]() -> int {
+      CCds own;
+      running.raise();
+      for (int value = 1;; ++value) {
+        writeBatch(own, value, persist);
+      }
+    });
+    ASSERT_TRUE(running.await());
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(10 + round * 3);
+    while (std::chrono::steady_clock::now() < end) {
+      ASSERT_GE(readBatch(cds), 0);
+    }
+    writer.kill();
+    ASSERT_GE(readBatch(cds), 0);
+    ASSERT_TRUE(writeBatch(cds, 0, PCD_TRUE)) << cds.last_error();
+    ASSERT_EQ(readBatch(cds), 0);
+  }
+  ASSERT_EQ(toolkit::admin::boot(), "");
+  EXPECT_EQ(readBatch(cds), 0);
+}
+
+TEST_F(StoreProcesses, AClientGoesOnInAForkedChildAndInItsParent) {
+  CCds cds;
+  ASSERT_EQ(set(cds, "/Who", CElement("parent")), API_SUCCESS);
+  Signal childWrote;
+  Signal parentWrote;
+  ChildProcess child([&] {
+    const bool before = text(cds, "/Who") == "parent";
+    const bool wrote = set(cds, "/Who", CElement("child"), PCD_TRUE) == API_SUCCESS;
+    // As a daemon does it.
+    ChildProcess grandchild([&] { return text(cds, "/Who") == "child" ? 0 : 1; });
+    const bool below = grandchild.wait() == 0;
+    childWrote.raise();
+    parentWrote.await();
+    return before && wrote && below && text(cds, "/Who") == "parent again" ? 0 : 1;
+  });
+  ASSERT_TRUE(childWrote.await());
+  EXPECT_EQ(text(cds, "/Who"), "child");
+  EXPECT_EQ(set(cds, "/Who", CElement("parent again")), API_SUCCESS);
+  parentWrote.raise();
+  EXPECT_EQ(child.wait(), 0);
+  EXPECT_EQ(text(cds, "/Who"), "parent again") << "the child's end leaves the parent's reader";
+}
+
+TEST_F(StoreProcesses, ReadersOfKilledProcessesAreCleared) {
+  CCds cds;
+  const auto killReader = [] {
+    Signal reading;
+    ChildProcess reader([&] {
+      std::string error;
+      const auto live = store::Store::openLive(error);
+      store::ReadTransaction transaction(*live);
+      reading.raise();
+      pause();
+      return 0;
+    });
+    ASSERT_TRUE(reading.await());
+    reader.kill();
+  };
+  killReader();
+  EXPECT_EQ(cds.handle()->live().clearStaleReaders(), 1);
+  killReader();
+  api_status_t status = API_NONE;
+  cds.watchdog_ping(status);
+  EXPECT_EQ(cds.handle()->live().clearStaleReaders(), 0) << "the ping has swept";
+}
+
+}  // namespace

@@ -1,0 +1,157 @@
+// A store that has no room: the map's ceiling and a full disk.
+#include <sys/mount.h>
+
+#include <cstring>
+#include <fstream>
+
+#include "store/environment.h"
+#include "store_fixture.h"
+
+namespace fs = std::filesystem;
+using toolkit::CCds;
+using toolkit::CElement;
+using toolkit::store::Environment;
+
+namespace {
+
+class StoreSpace : public StoreTest {
+ protected:
+  // Adds nodes below `parent` until the store refuses, and returns the refusal.
+  static api_status_t fill(CCds& cds, const std::string& parent, pcd_tribool_t persist) {
+    const std::string bytes(5000, 'x');
+    for (int i = 0; i < 100000; ++i) {
+      const std::string path = parent + "/N" + std::to_string(i);
+      if (const api_status_t status = set(cds, path, CElement(bytes), persist);
+          status != API_SUCCESS) {
+        EXPECT_EQ(text(cds, path), "status 2") << "nothing of it is there";
+        EXPECT_EQ(text(cds, parent + "/N0"), bytes) << "what was there is whole";
+        return status;
+      }
+    }
+    return API_SUCCESS;
+  }
+  // What a restart would find, built elsewhere.
+  std::string persistentText(const std::string& path) const {
+    ChildProcess reader([&] {
+      setenv("TOOLKIT_RUN", (folder() / "elsewhere").c_str(), 1);
+      CCds cds;
+      std::ofstream(folder() / "persistent-text") << text(cds, path);
+      return 0;
+    });
+    EXPECT_EQ(reader.wait(), 0);
+    fs::remove_all(folder() / "elsewhere");
+    std::string found;
+    std::getline(std::ifstream(folder() / "persistent-text"), found);
+    return found;
+  }
+};
+
+TEST_F(StoreSpace, TheCeilingIsAStatusAndRemovingMakesRoom) {
+  setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
+  import({leaf("/Small", "Value", CElement("old"))});
+  CCds cds;
+  EXPECT_EQ(fill(cds, "/Fill", PCD_FALSE), API_STORE_FULL);
+  EXPECT_NE(cds.last_error().find(liveFile().string()), std::string::npos) << cds.last_error();
+  std::vector<api_status_t> statuses;
+  EXPECT_NE(cds.set_leaves({"/Small", "/Large", "bad"},
+                           {CElement("new"), CElement(std::string(900000, 'x')), CElement()},
+                           std::vector(3, PCD_TRUE), statuses, "test"),
+            0);
+  EXPECT_EQ(statuses, (std::vector{API_STORE_FULL, API_STORE_FULL, API_BAD_PATH}));
+  EXPECT_EQ(text(cds, "/Small"), "old");
+  EXPECT_EQ(persistentText("/Small"), "old");
+  api_status_t status = API_NONE;
+  cds.remove_node("/Fill", status, "test");
+  EXPECT_EQ(status, API_SUCCESS);
+  EXPECT_EQ(set(cds, "/Small", CElement("new"), PCD_TRUE), API_SUCCESS);
+}
+
+TEST_F(StoreSpace, AFullPersistentHalfLeavesTheLiveOneAlone) {
+  setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
+  import({leaf("/Small", "Value", CElement("old"))});
+  // Held open, it keeps the ceiling that the live half will not have.
+  std::string error;
+  const auto persistent = Environment::open(persistentFile(), Environment::Commits::kDurable,
+                                            Environment::IfMissing::kRefuse, error);
+  ASSERT_NE(persistent, nullptr) << error;
+  unsetenv("TOOLKIT_STORE_LIMIT");
+  setenv("TOOLKIT_RUN", (folder() / "roomy").c_str(), 1);
+  CCds cds;
+  EXPECT_EQ(fill(cds, "/Fill", PCD_TRUE), API_STORE_FULL);
+  EXPECT_NE(cds.last_error().find(persistentFile().string()), std::string::npos)
+      << cds.last_error();
+}
+
+class FullDisk : public StoreSpace {
+ protected:
+  ~FullDisk() override {
+    for (const fs::path& mounted : mounted_) {
+      umount2(mounted.c_str(), MNT_DETACH);
+    }
+  }
+
+  bool mountSmall(const char* name) {
+    const fs::path path = folder() / name;
+    fs::create_directory(path);
+    if (mount("tmpfs", path.c_str(), "tmpfs", 0, "size=1m") != 0) {
+      return false;
+    }
+    mounted_.push_back(path);
+    return true;
+  }
+
+ private:
+  std::vector<fs::path> mounted_;
+};
+
+TEST_F(FullDisk, OfTheLiveHalf) {
+  if (!mountSmall("run")) {
+    GTEST_SKIP() << "cannot mount a tmpfs: " << std::strerror(errno);
+  }
+  import({leaf("/Small", "Value", CElement("old"))});
+  CCds cds;
+  EXPECT_EQ(fill(cds, "/Fill", PCD_FALSE), API_FAILED);
+  EXPECT_NE(cds.last_error().find(liveFile().string()), std::string::npos) << cds.last_error();
+  std::vector<api_status_t> statuses;
+  EXPECT_NE(
+      cds.set_leaves({"/Small", "/Large"}, {CElement("new"), CElement(std::string(900000, 'x'))},
+                     std::vector(2, PCD_TRUE), statuses, "test"),
+      0);
+  EXPECT_EQ(statuses, std::vector(2, API_FAILED));
+  EXPECT_EQ(text(cds, "/Small"), "old");
+  EXPECT_EQ(persistentText("/Small"), "old") << "the committed half is taken back";
+  EXPECT_EQ(persistentText("/Large"), "status 2");
+  ChildProcess other([] {
+    CCds own;
+    return text(own, "/Small") == "old" ? 0 : 1;
+  });
+  EXPECT_EQ(other.wait(), 0);
+}
+
+TEST_F(FullDisk, OfThePersistentHalf) {
+  if (!mountSmall("state")) {
+    GTEST_SKIP() << "cannot mount a tmpfs: " << std::strerror(errno);
+  }
+  import({leaf("/Small", "Value", CElement("old"))});
+  CCds cds;
+  EXPECT_EQ(fill(cds, "/Fill", PCD_TRUE), API_FAILED);
+  EXPECT_NE(cds.last_error().find(persistentFile().string()), std::string::npos)
+      << cds.last_error();
+  EXPECT_EQ(set(cds, "/Small", CElement("new")), API_SUCCESS) << "the live half has room";
+  EXPECT_EQ(persistentText("/Small"), "old");
+}
+
+TEST_F(FullDisk, AtTheFirstOpen) {
+  if (!mountSmall("run")) {
+    GTEST_SKIP() << "cannot mount a tmpfs: " << std::strerror(errno);
+  }
+  std::ofstream(folder() / "run/filler") << std::string(2 << 20, 'x');
+  EXPECT_NE(toolkit::admin::boot(), "");
+  CCds cds;
+  EXPECT_NE(cds.last_error().find((folder() / "run").string()), std::string::npos)
+      << cds.last_error();
+  fs::remove(folder() / "run/filler");
+  EXPECT_EQ(cds.init(), 0) << cds.last_error();
+}
+
+}  // namespace
