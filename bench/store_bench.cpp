@@ -44,6 +44,7 @@ class BenchStore {
     state_ = makeFolder(state == nullptr ? fs::temp_directory_path() : fs::path(state));
     setenv("TOOLKIT_STATE", state_.c_str(), 1);
     toolkit::admin::Model model;
+    model.leaves.reserve(static_cast<std::size_t>(leaves));
     model.rights = {{"/", "*", "rw"}};
     for (int point = 0; point < leaves / kLeaves; ++point) {
       addPoint(model, pathOf(point));
@@ -71,6 +72,7 @@ class BenchStore {
   }
   std::vector<CPath> somePaths(int count) const {
     std::vector<CPath> paths;
+    paths.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
       paths.push_back(somePath(i));
     }
@@ -118,7 +120,7 @@ void PointRead(benchmark::State& state) {
   api_status_t status = API_NONE;
   CElement element;
   element_property_t source = ELEMENT_NORMAL;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     require(store.cds().get_leaf(paths[i++ % paths.size()], status, element, source) == 0);
   }
   require(status == API_SUCCESS);
@@ -130,7 +132,7 @@ void BatchOf1000(benchmark::State& state) {
   std::vector<api_status_t> statuses;
   std::vector<CElement> elements;
   std::vector<element_property_t> sources;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     require(store.cds().get_leaves(paths, statuses, elements, sources) == 0);
   }
   state.SetItemsProcessed(state.iterations() * kBatch);
@@ -143,7 +145,7 @@ void ChildrenOf100(benchmark::State& state) {
   api_status_t status = API_NONE;
   CElement element;
   element_property_t source = ELEMENT_NORMAL;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     require(store.cds().get_leaf(path, status, element, source) == 0);
   }
   require(status == API_SUCCESS);
@@ -151,14 +153,14 @@ void ChildrenOf100(benchmark::State& state) {
 
 void RightsCheck(benchmark::State& state) {
   const CPath path = storeOf(state).somePath(1);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     require(path.is_read_authorized());
   }
 }
 
 void PathNormalize(benchmark::State& state) {
   const std::string text = BenchStore::pathOf(42) + ":Units";
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     CPath path(text);
     benchmark::DoNotOptimize(path.normalize());
   }
@@ -169,7 +171,7 @@ void write(benchmark::State& state, pcd_tribool_t persist) {
   const auto paths = store.somePaths(kBatch);
   std::size_t i = 0;
   api_status_t status = API_NONE;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     const CElement element(static_cast<double>(i));
     store.cds().set_leaf(paths[i++ % paths.size()], element, status, persist, "bench");
     require(status == API_SUCCESS);
@@ -190,7 +192,7 @@ void WriteBatchOf1000(benchmark::State& state) {
   const std::vector<CElement> elements(kBatch, CElement(1.5));
   const std::vector<pcd_tribool_t> persist(kBatch, PCD_FALSE);
   std::vector<api_status_t> statuses;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     require(store.cds().set_leaves(paths, elements, persist, statuses, "bench") == 0);
   }
   state.SetItemsProcessed(state.iterations() * kBatch);

@@ -32,7 +32,7 @@ bool fetchText(toolkit::CCds& cds, const toolkit::CPath& path, std::string& text
 }
 
 CWritableLeaf* findSibling(Batch& batch, const CWritableLeaf& leaf, const char* name) {
-  return FindWritableLeaf(batch, leaf.path.getNewPathStr(name));
+  return FindWritableLeaf(batch, leaf.path.getNewPath(name).getLeafPath());
 }
 
 // Labels in a leaf of the store that may serve for the text.

@@ -1,5 +1,7 @@
 #include "envelope_guard.h"
 
+#include <array>
+
 namespace {
 
 bool isBlank(unsigned char c) {
@@ -21,19 +23,48 @@ int digitValue(unsigned char c, bool hexadecimal) {
   return hexadecimal && lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
+// The printable characters of ASCII but for some.
+constexpr std::array<bool, 256> printableBut(std::string_view others) {
+  std::array<bool, 256> table = {};
+  for (unsigned char c = 0x20; c < 0x7F; ++c) {
+    table[c] = others.find(static_cast<char>(c)) == std::string_view::npos;
+  }
+  return table;
+}
+constexpr auto kPlainText = printableBut("<&\"'");
+constexpr auto kPlainName = printableBut(" <>/=\"'");
+
 }  // namespace
 
 bool EnvelopeGuard::accept(std::string_view piece) {
-  for (const char c : piece) {
-    if (++bytes_ > limits::kMaxBodyBytes) {
+  while (!piece.empty() && !refused()) {
+    std::size_t taken = skip(piece);
+    if (taken == 0) {
+      take(static_cast<unsigned char>(piece.front()));
+      taken = 1;
+    }
+    piece.remove_prefix(taken);
+    bytes_ += taken;
+    if (bytes_ > limits::kMaxBodyBytes) {
       refuse("The request is larger than 1 MiB");
     }
-    if (refused()) {
-      return false;
-    }
-    take(static_cast<unsigned char>(c));
   }
   return !refused();
+}
+
+// How many bytes at the beginning change nothing: the bulk of a body is plain text and names.
+std::size_t EnvelopeGuard::skip(std::string_view piece) {
+  const bool inText = state_ == State::Text || state_ == State::Quoted;
+  const bool inName = state_ == State::Name || state_ == State::EndTag;
+  if ((!inText && !inName) || pending_ > 0 || slash_ || reference_ != Reference::None) {
+    return 0;
+  }
+  const auto& plain = inText ? kPlainText : kPlainName;
+  std::size_t count = 0;
+  while (count < piece.size() && plain[static_cast<unsigned char>(piece[count])]) {
+    ++count;
+  }
+  return count;
 }
 
 void EnvelopeGuard::take(unsigned char c) {
@@ -70,7 +101,7 @@ void EnvelopeGuard::take(unsigned char c) {
 }
 
 void EnvelopeGuard::takeStart(unsigned char c) {
-  const bool byteOrderMark = bytes_ <= 3 && c >= 0x80;
+  const bool byteOrderMark = bytes_ < 3 && c >= 0x80;
   if (c == '<') {
     state_ = State::Markup;
   } else if (!isBlank(c) && !byteOrderMark) {

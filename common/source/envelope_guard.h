@@ -50,6 +50,7 @@ class EnvelopeGuard {
     EndTag,
   };
 
+  std::size_t skip(std::string_view piece);
   void take(unsigned char c);
   void takeStart(unsigned char c);
   void takeMarkup(unsigned char c);

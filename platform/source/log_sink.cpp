@@ -9,7 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 
 #include "unique_fd.h"
@@ -18,7 +17,7 @@ namespace toolkit {
 
 namespace {
 
-constexpr const char* kSyslogSocket = "/dev/log";
+constexpr std::string_view kSyslogSocket = "/dev/log";
 constexpr mode_t kFileMode = 0640;
 
 // By syslog's number.
@@ -41,7 +40,7 @@ class SyslogSink : public LogSink {
     descriptor_ = UniqueFd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, kSyslogSocket);
+    kSyslogSocket.copy(address.sun_path, sizeof address.sun_path - 1);
     if (::connect(descriptor_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
         0) {
       descriptor_ = UniqueFd();

@@ -84,6 +84,7 @@ TEST_F(Import, ExportGivesBackWhatWasImported) {
 TEST_F(Import, ReadersSeeTheOldContentUntilTheNewIsComplete) {
   const auto content = [](const char* value) {
     std::vector<ModelLeaf> leaves;
+    leaves.reserve(500);
     for (int i = 0; i < 500; ++i) {
       leaves.push_back(leaf("/N" + std::to_string(i), "Value", CElement(value)));
     }

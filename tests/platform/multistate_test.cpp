@@ -85,26 +85,26 @@ TEST_F(Multistate, NumbersWithoutALabelStayNumbers) {
 
 TEST_F(Multistate, TextIsMappedByTheNodesLabels) {
   const struct {
+    CElement element;
     const char* path;
-    data_type_t type;
     const char* text;
+    data_type_t type;
     bool mapped;
     bool isMultistate;
-    CElement element;
   } kCases[] = {
-      {"/Breaker", DATA_INTEGER, "Closed", true, true, CElement(1)},
-      {"/Breaker", DATA_ENUMERATED, "Open", true, true, CElement(0, DATA_ENUMERATED)},
-      {"/Breaker", DATA_INTEGER, "Tripped", false, true, {}},
-      {"/Breaker", DATA_INTEGER, "closed", false, true, {}},
-      {"/Breaker", DATA_INTEGER, "1", false, true, {}},
-      {"/State", DATA_INTEGER, "Busy", true, true, CElement(2)},
-      {"/State", DATA_INTEGER, "", false, true, {}},
-      {"/Mode", DATA_INTEGER, "On", false, true, {}},
-      {"/Count", DATA_INTEGER, "5", false, false, {}},
-      {"/Switch:.AlarmOnValue", DATA_BOOLEAN, "On", true, true, CElement(true)},
-      {"/Switch", DATA_BOOLEAN, "true", false, true, {}},
-      {"/Flag", DATA_BOOLEAN, "false", true, false, CElement(false)},
-      {"/Flag", DATA_BOOLEAN, "TRUE", false, false, {}},
+      {CElement(1), "/Breaker", "Closed", DATA_INTEGER, true, true},
+      {CElement(0, DATA_ENUMERATED), "/Breaker", "Open", DATA_ENUMERATED, true, true},
+      {{}, "/Breaker", "Tripped", DATA_INTEGER, false, true},
+      {{}, "/Breaker", "closed", DATA_INTEGER, false, true},
+      {{}, "/Breaker", "1", DATA_INTEGER, false, true},
+      {CElement(2), "/State", "Busy", DATA_INTEGER, true, true},
+      {{}, "/State", "", DATA_INTEGER, false, true},
+      {{}, "/Mode", "On", DATA_INTEGER, false, true},
+      {{}, "/Count", "5", DATA_INTEGER, false, false},
+      {CElement(true), "/Switch:.AlarmOnValue", "On", DATA_BOOLEAN, true, true},
+      {{}, "/Switch", "true", DATA_BOOLEAN, false, true},
+      {CElement(false), "/Flag", "false", DATA_BOOLEAN, true, false},
+      {{}, "/Flag", "TRUE", DATA_BOOLEAN, false, false},
   };
   for (const auto& c : kCases) {
     CPath path(c.path);

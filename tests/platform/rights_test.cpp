@@ -1,7 +1,6 @@
 #include "store_fixture.h"
 
 using toolkit::CCds;
-using toolkit::CElement;
 using toolkit::CPath;
 using toolkit::admin::Model;
 

@@ -20,6 +20,7 @@ class StoreDamage : public StoreTest {
  protected:
   StoreDamage() {
     std::vector<toolkit::admin::ModelLeaf> leaves;
+    leaves.reserve(500);
     for (int i = 0; i < 500; ++i) {
       leaves.push_back(leaf("/N" + std::to_string(i), "Value", CElement(i)));
     }

@@ -23,6 +23,7 @@ class StoreProcesses : public StoreTest {
   static std::string node(int i) { return "/Table/N" + std::to_string(i); }
   static std::vector<toolkit::admin::ModelLeaf> leaves(int count, int value) {
     std::vector<toolkit::admin::ModelLeaf> leaves;
+    leaves.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
       leaves.push_back(leaf(node(i), "Value", CElement(value)));
     }

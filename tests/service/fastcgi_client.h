@@ -1,4 +1,4 @@
-// A FastCGI web server's side of one request, for tests (FastCGI specification 1.0).
+// A FastCGI web server's side of one request, for tests (FastCGI 1.0).
 #pragma once
 
 #include <string>

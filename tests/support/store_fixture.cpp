@@ -102,7 +102,7 @@ std::string StoreTest::text(toolkit::CCds& cds, const std::string& path) {
   return status == API_SUCCESS ? element.to_string() : "status " + std::to_string(status);
 }
 
-api_status_t StoreTest::set(toolkit::CCds& cds, const std::string& path, CElement element,
+api_status_t StoreTest::set(toolkit::CCds& cds, const std::string& path, const CElement& element,
                             pcd_tribool_t persist) {
   api_status_t status = API_NONE;
   cds.set_leaf(path, element, status, persist, "test");

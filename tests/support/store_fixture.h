@@ -72,8 +72,8 @@ class StoreTest : public testing::Test {
 
   // The text of a leaf; "status n" when it cannot be read.
   static std::string text(toolkit::CCds& cds, const std::string& path);
-  static api_status_t set(toolkit::CCds& cds, const std::string& path, toolkit::CElement element,
-                          pcd_tribool_t persist = PCD_FALSE);
+  static api_status_t set(toolkit::CCds& cds, const std::string& path,
+                          const toolkit::CElement& element, pcd_tribool_t persist = PCD_FALSE);
 
   const std::filesystem::path& folder() const { return folder_.path(); }
   std::filesystem::path liveFile() const { return folder() / "run/live.mdb"; }

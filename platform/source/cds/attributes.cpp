@@ -5,15 +5,12 @@
 #include <algorithm>
 #include <array>
 #include <string>
-#include <utility>
 
 #include "toolkit/types.h"
 
 namespace toolkit {
 
 namespace {
-
-using Attribute = std::pair<std::string_view, int>;
 
 constexpr std::array kNames = {
     "Attributes",        "ValueType",
@@ -50,16 +47,29 @@ static_assert(kNames.size() == 56);
 constexpr int kFirstSubAttribute = 35;
 constexpr int kLastSubAttribute = 37;
 
-// By name, for the lookup at each read.
-constexpr std::array<Attribute, kNames.size()> sortedByName() {
+// What two names must have in common to be compared at all: the first character and the length.
+constexpr int shapeOf(std::string_view name) {
+  return static_cast<unsigned char>(name.front()) * 256 + static_cast<int>(name.size());
+}
+
+struct Attribute {
+  int shape = 0;
+  int number = 0;
+  std::string_view name;
+};
+
+// By shape, for the lookup at each read.
+constexpr std::array<Attribute, kNames.size()> sortedByShape() {
   std::array<Attribute, kNames.size()> sorted = {};
   for (std::size_t i = 0; i < kNames.size(); ++i) {
-    sorted[i] = {kNames[i], static_cast<int>(i) + 1};
+    sorted[i] = {shapeOf(kNames[i]), static_cast<int>(i) + 1, kNames[i]};
   }
-  std::sort(sorted.begin(), sorted.end());
+  std::sort(sorted.begin(), sorted.end(),
+            [](const Attribute& a, const Attribute& b) { return a.shape < b.shape; });
   return sorted;
 }
-constexpr auto kSorted = sortedByName();
+constexpr auto kSorted = sortedByShape();
+constexpr std::size_t kLongestName = 255;
 
 // By the number of the type; a gap has no word.
 constexpr std::array<const char*, 9> kTypeWords = {
@@ -68,10 +78,19 @@ constexpr std::array<const char*, 9> kTypeWords = {
 }  // namespace
 
 int attributeNumber(std::string_view name) {
-  const auto found = std::lower_bound(
-      kSorted.begin(), kSorted.end(), name,
-      [](const Attribute& known, std::string_view wanted) { return known.first < wanted; });
-  return found != kSorted.end() && found->first == name ? found->second : 0;
+  if (name.empty() || name.size() > kLongestName) {
+    return 0;
+  }
+  const int shape = shapeOf(name);
+  const auto* known =
+      std::lower_bound(kSorted.begin(), kSorted.end(), shape,
+                       [](const Attribute& a, int wanted) { return a.shape < wanted; });
+  for (; known != kSorted.end() && known->shape == shape; ++known) {
+    if (known->name == name) {
+      return known->number;
+    }
+  }
+  return 0;
 }
 
 bool isSubAttribute(std::string_view name) {
@@ -80,7 +99,9 @@ bool isSubAttribute(std::string_view name) {
 }
 
 bool isReservedLeaf(std::string_view name) {
-  return name == "Value" || (attributeNumber(name) != 0 && !isSubAttribute(name));
+  const int number = attributeNumber(name);
+  return name == "Value" ||
+         (number != 0 && (number < kFirstSubAttribute || number > kLastSubAttribute));
 }
 
 bool isAutomaticLeaf(std::string_view name) {

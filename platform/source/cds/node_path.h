@@ -1,21 +1,20 @@
-// Node paths from callers.
+// Node paths and what they are made of.
 #pragma once
 
 #include <optional>
 #include <string>
-
-#include "toolkit/path.h"
+#include <string_view>
 
 namespace toolkit {
 
+// Whether a text may name a node or a leaf, as far as its characters go.
+bool isName(std::string_view text);
+
+// "/", or components that are names and not reserved for leaves, each after a "/".
+bool isNodePath(std::string_view text);
+
 // The node path, or nothing for text that is outside the grammar or names a leaf. So a text with an
 // empty last component never stands for the node above.
-inline std::optional<std::string> asNodePath(const std::string& text) {
-  CPath path(text);
-  if (path.normalize() != 0 || path.getNodePath() != text) {
-    return std::nullopt;
-  }
-  return text;
-}
+std::optional<std::string> asNodePath(const std::string& text);
 
 }  // namespace toolkit

@@ -7,6 +7,7 @@
 
 #include "cds/attributes.h"
 #include "cds/node_name.h"
+#include "cds/node_path.h"
 #include "store/layout.h"
 #include "store/rights.h"
 #include "store/store.h"
@@ -22,40 +23,8 @@ constexpr std::size_t kMaxIndexDigits = 9;
 // Node, ":", leaf, sub-attribute: whatever is longer is outside the grammar.
 constexpr std::size_t kMaxText = 2 * CPath::kMaxLength;
 
-bool isControl(char c) {
-  return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-}
-
 bool isLetter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-// A name of nothing but dots is taken by file systems, or soon mistaken for one that is.
-bool isName(std::string_view text) {
-  return text.find_first_not_of('.') != std::string_view::npos &&
-         std::none_of(text.begin(), text.end(), isControl);
-}
-
-bool isComponent(std::string_view text) {
-  return isName(text) && !isSubAttribute(text) && !isReservedLeaf(text);
-}
-
-bool isNodePath(std::string_view text) {
-  if (text == "/") {
-    return true;
-  }
-  while (text.starts_with('/')) {
-    text.remove_prefix(1);
-    const std::size_t end = std::min(text.find('/'), text.size());
-    if (!isComponent(text.substr(0, end))) {
-      return false;
-    }
-    text.remove_prefix(end);
-    if (text.empty()) {
-      return true;
-    }
-  }
-  return false;
 }
 
 // Names that the platform does not know. A "!" in front is kept out for node names that are made

@@ -17,14 +17,15 @@ void Journal::noteClear(Transaction& transaction, Table table) {
 }
 
 void Journal::undo(WriteTransaction& transaction) const {
-  for (auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry) {
-    if (Record(transaction.get(entry->table, entry->key)) != entry->after) {
+  for (std::size_t i = entries_.size(); i-- > 0;) {
+    const Entry& entry = entries_[i];
+    if (Record(transaction.get(entry.table, entry.key)) != entry.after) {
       continue;
     }
-    if (entry->before) {
-      transaction.put(entry->table, entry->key, *entry->before);
+    if (entry.before) {
+      transaction.put(entry.table, entry.key, *entry.before);
     } else {
-      transaction.erase(entry->table, entry->key);
+      transaction.erase(entry.table, entry.key);
     }
   }
 }

@@ -39,6 +39,9 @@ class RightsTable {
  private:
   bool refresh() {
     ReadTransaction transaction(*live_);
+    if (generation_ && transaction.status() == MDB_SUCCESS && transaction.id() == seen_) {
+      return true;
+    }
     const auto generation = transaction.get(Table::kMeta, kGenerationKey);
     if (generation && generation_ != *generation) {
       generation_.reset();
@@ -47,6 +50,7 @@ class RightsTable {
         generation_ = *generation;
       }
     }
+    seen_ = transaction.id();
     return transaction.status() == MDB_SUCCESS && generation && generation_;
   }
 
@@ -80,6 +84,7 @@ class RightsTable {
 
   std::shared_ptr<Environment> live_;
   std::optional<std::string> generation_;
+  std::size_t seen_ = 0;  // the state of the store in which that was the generation
   ByText<ByText<std::uint8_t>> rows_;
 };
 

@@ -26,6 +26,9 @@ class Transaction {
   // 0, or the code of the first failure.
   int status() const { return status_; }
 
+  // Number of the state of the store that this transaction sees: each commit makes a new one.
+  std::size_t id() const { return mdb_txn_id(transaction_); }
+
  protected:
   explicit Transaction(Environment& environment) : environment_(environment) {}
   ~Transaction() = default;
