@@ -1,6 +1,5 @@
 #include "service_fixture.h"
 
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
@@ -10,10 +9,9 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <regex>
-#include <sstream>
 #include <thread>
+#include <utility>
 
 namespace fs = std::filesystem;
 using toolkit::CElement;
@@ -22,13 +20,6 @@ namespace {
 
 constexpr auto kPollInterval = std::chrono::milliseconds(10);
 constexpr auto kDeadline = std::chrono::seconds(60);
-
-std::string readFile(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 template <class Condition>
 bool await(Condition condition) {
@@ -40,13 +31,6 @@ bool await(Condition condition) {
     std::this_thread::sleep_for(kPollInterval);
   }
   return true;
-}
-
-void redirect(const fs::path& file, int descriptor) {
-  const int opened = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  if (opened < 0 || dup2(opened, descriptor) < 0) {
-    _exit(126);
-  }
 }
 
 void bindMount(const fs::path& source, const fs::path& target) {
@@ -88,17 +72,15 @@ toolkit::admin::ModelLeaf leaf(const std::string& node, const std::string& name,
 }  // namespace
 
 ServiceTest::ServiceTest() {
-  std::string pattern = "/var/tmp/dravixd-test-XXXXXX";
-  root_ = mkdtemp(pattern.data());
   for (const char* folder : {"tmp", "run", "state"}) {
-    fs::create_directory(root_ / folder);
+    fs::create_directory(root() / folder);
   }
-  if (const fs::path build = buildFolderIn(root_); !build.empty()) {
+  if (const fs::path build = buildFolderIn(root()); !build.empty()) {
     fs::create_directories(build);
   }
-  setenv("TOOLKIT_RUN", (root_ / "run").c_str(), 1);
-  setenv("TOOLKIT_STATE", (root_ / "state").c_str(), 1);
-  setenv("TOOLKIT_LOG", (root_ / "log").c_str(), 1);
+  setenv("TOOLKIT_RUN", (root() / "run").c_str(), 1);
+  setenv("TOOLKIT_STATE", (root() / "state").c_str(), 1);
+  setenv("TOOLKIT_LOG", (root() / "log").c_str(), 1);
 }
 
 ServiceTest::~ServiceTest() {
@@ -106,7 +88,6 @@ ServiceTest::~ServiceTest() {
     kill(pid_, SIGKILL);
     collect();
   }
-  fs::remove_all(root_);
 }
 
 void ServiceTest::import(const toolkit::admin::Model& model) {
@@ -144,31 +125,12 @@ toolkit::admin::Model ServiceTest::testModel() {
   return model;
 }
 
-pid_t ServiceTest::spawn(const std::vector<std::string>& arguments) {
-  std::vector<std::string> words = {DRAVIXD_BINARY};
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  std::vector<char*> argv;
-  for (std::string& word : words) {
-    argv.push_back(word.data());
-  }
-  argv.push_back(nullptr);
-  const pid_t child = fork();
-  if (child == 0) {
-    enterNamespace(root_);
-    redirect(root_ / "out", STDOUT_FILENO);
-    redirect(root_ / "err", STDERR_FILENO);
-    execv(argv[0], argv.data());
-    _exit(127);
-  }
-  return child;
+void ServiceTest::spawn(const std::vector<std::string>& arguments) {
+  pid_ = startProcess(root(), DRAVIXD_BINARY, arguments, [this] { enterNamespace(root()); });
 }
 
 Outcome ServiceTest::collect() {
-  int status = 0;
-  waitpid(pid_, &status, 0);
-  pid_ = -1;
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readFile(root_ / "out"),
-          readFile(root_ / "err")};
+  return waitForProcess(std::exchange(pid_, -1), root());
 }
 
 bool ServiceTest::hasEnded() const {
@@ -182,13 +144,13 @@ bool ServiceTest::answers() const {
 }
 
 void ServiceTest::start(std::vector<std::string> arguments) {
-  pid_ = spawn(arguments);
+  spawn(arguments);
   const bool settled = await([this] { return answers() || hasEnded(); });
-  ASSERT_TRUE(settled && !hasEnded()) << log() << readFile(root_ / "err");
+  ASSERT_TRUE(settled && !hasEnded()) << log() << contentsOf(root() / "err");
 }
 
 Outcome ServiceTest::run(const std::vector<std::string>& arguments) {
-  pid_ = spawn(arguments);
+  spawn(arguments);
   return collect();
 }
 
@@ -198,7 +160,7 @@ Outcome ServiceTest::stop(int signal) {
 }
 
 std::string ServiceTest::log() const {
-  return readFile(root_ / "log");
+  return contentsOf(root() / "log");
 }
 
 void ServiceTest::awaitLog(const std::string& text) const {

@@ -6,21 +6,13 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/types.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "fastcgi_client.h"
+#include "test_program.h"
 #include "toolkit/admin.h"
-
-// How a process ended and what it printed.
-struct Outcome {
-  int status = -1;  // exit status, or 128 + signal
-  std::string out;
-  std::string err;
-};
 
 class ServiceTest : public testing::Test {
  protected:
@@ -45,8 +37,8 @@ class ServiceTest : public testing::Test {
   // Waits until the log holds the text; fails the test when it does not come.
   void awaitLog(const std::string& text) const;
 
-  std::string socketPath() const { return (root_ / "tmp/dravixd.socket").string(); }
-  const std::filesystem::path& root() const { return root_; }
+  std::string socketPath() const { return (root() / "tmp/dravixd.socket").string(); }
+  const std::filesystem::path& root() const { return folder_.path(); }
   pid_t pid() const { return pid_; }
 
   // One request with the given body, as the user, from 192.0.2.1.
@@ -60,12 +52,12 @@ class ServiceTest : public testing::Test {
                     const std::string& user = "operator") const;
 
  private:
-  pid_t spawn(const std::vector<std::string>& arguments);
+  void spawn(const std::vector<std::string>& arguments);
   Outcome collect();
   bool answers() const;
   bool hasEnded() const;
 
-  std::filesystem::path root_;
+  TemporaryFolder folder_{"/var/tmp"};  // the service sees another /tmp
   pid_t pid_ = -1;
 };
 

@@ -8,21 +8,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
-namespace fs = std::filesystem;
 using toolkit::CElement;
-
-TemporaryFolder::TemporaryFolder() {
-  std::string pattern = fs::temp_directory_path() / "dravixd-test.XXXXXX";
-  if (mkdtemp(pattern.data()) == nullptr) {
-    throw std::runtime_error("no temporary folder");
-  }
-  path_ = pattern;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
-}
 
 ChildProcess::ChildProcess(const std::function<int()>& body) : pid_(fork()) {
   if (pid_ == 0) {

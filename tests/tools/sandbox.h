@@ -2,23 +2,13 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/types.h>
 
-#include <filesystem>
-#include <string>
-#include <vector>
-
-struct Outcome {
-  int status = -1;  // exit status; 128 + n after signal n
-  std::string out;
-  std::string err;
-};
+#include "test_program.h"
 
 // Points $TOOLKIT_RUN and $TOOLKIT_STATE at a temporary folder for the time of the test.
 class Sandbox : public testing::Test {
  protected:
-  Sandbox();
-  ~Sandbox() override;
+  Sandbox() { useStore("store"); }
 
   // Writes a file into the folder and returns its path.
   std::string write(const std::string& name, const std::string& text) const;
@@ -33,5 +23,5 @@ class Sandbox : public testing::Test {
   Outcome finish(pid_t pid, bool terminate) const;
 
  private:
-  std::filesystem::path folder_;
+  TemporaryFolder folder_;
 };

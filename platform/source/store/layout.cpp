@@ -134,7 +134,7 @@ Key::Key(std::string_view head, std::string_view tail) {
 }
 
 std::string_view keyPath(std::string_view node) {
-  return node == "/" ? std::string_view() : node;
+  return node == "/" ? std::string_view("") : node;  // never null: keys are copied from it
 }
 
 Key leafKey(std::string_view node, std::string_view leaf) {

@@ -1,0 +1,70 @@
+#include "test_program.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+void redirect(const fs::path& file, int descriptor) {
+  const int opened = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  if (opened < 0 || dup2(opened, descriptor) < 0) {
+    _exit(126);
+  }
+}
+
+}  // namespace
+
+TemporaryFolder::TemporaryFolder(const fs::path& parent) {
+  std::string pattern = parent / "dravixd-test.XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) {
+    throw std::runtime_error("no temporary folder");
+  }
+  path_ = pattern;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+}
+
+std::string contentsOf(const fs::path& file) {
+  std::ostringstream text;
+  text << std::ifstream(file, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+pid_t startProcess(const fs::path& folder, const std::string& program,
+                   const std::vector<std::string>& arguments,
+                   const std::function<void()>& prepare) {
+  std::vector<char*> words = {const_cast<char*>(program.c_str())};
+  for (const std::string& word : arguments) {
+    words.push_back(const_cast<char*>(word.c_str()));
+  }
+  words.push_back(nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    if (prepare) {
+      prepare();
+    }
+    redirect(folder / "out", STDOUT_FILENO);
+    redirect(folder / "err", STDERR_FILENO);
+    execv(program.c_str(), words.data());
+    _exit(127);
+  }
+  return child;
+}
+
+Outcome waitForProcess(pid_t pid, const fs::path& folder) {
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return {WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status),
+          contentsOf(folder / "out"), contentsOf(folder / "err")};
+}

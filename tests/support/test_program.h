@@ -1,0 +1,42 @@
+// Programs run as processes, and the folders they work in.
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+// A folder that goes with the object.
+class TemporaryFolder {
+ public:
+  explicit TemporaryFolder(
+      const std::filesystem::path& parent = std::filesystem::temp_directory_path());
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+// How a process ended and what it printed.
+struct Outcome {
+  int status = -1;  // exit status, or 128 + signal
+  std::string out;
+  std::string err;
+};
+
+std::string contentsOf(const std::filesystem::path& file);
+
+// Starts a program whose output goes to the files "out" and "err" of the folder. `prepare` runs in
+// the child before it.
+pid_t startProcess(const std::filesystem::path& folder, const std::string& program,
+                   const std::vector<std::string>& arguments,
+                   const std::function<void()>& prepare = {});
+
+// Waits for the end of such a program.
+Outcome waitForProcess(pid_t pid, const std::filesystem::path& folder);
