@@ -84,6 +84,22 @@ TEST_F(Cds, ABatchOfReadsHasOneEntryAPath) {
   EXPECT_EQ(statuses, (std::vector{API_SUCCESS, API_NOT_FOUND, API_BAD_PATH, API_SUCCESS}));
   EXPECT_EQ(elements, (std::vector{CElement(10), CElement(), CElement(), CElement(10)}));
   EXPECT_EQ(sources.size(), 4U);
+  EXPECT_FALSE(cds_.node_exists(""));
+}
+
+TEST_F(Cds, ANodeThatGoesAfterABatchReadIsMissed) {
+  CPath path("/Dev10");
+  path.normalize();
+  std::vector<api_status_t> statuses;
+  std::vector<CElement> elements;
+  std::vector<element_property_t> sources;
+  ASSERT_EQ(cds_.get_leaves({path}, statuses, elements, sources), 0);
+  EXPECT_TRUE(cds_.node_exists("/Dev10"));
+  CCds other;
+  api_status_t status = API_NONE;
+  other.remove_node("/Dev10", status, "test");
+  ASSERT_EQ(status, API_SUCCESS);
+  EXPECT_FALSE(cds_.node_exists("/Dev10"));
 }
 
 TEST_F(Cds, WritesMakeTheNodesAbove) {

@@ -22,6 +22,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "toolkit/element.h"
@@ -104,9 +105,17 @@ class CCds {
              const std::function<api_status_t(store::Change&)>& body);
   void noteFailure(int code);
 
+  // Nodes that a batch read has found, and the state of the store in which it found them: a test of
+  // one of them needs no look-up while nobody has written.
+  struct FoundNodes {
+    std::size_t state = 0;
+    std::unordered_set<std::string> paths;
+  };
+
   std::shared_ptr<store::Store> store_;
   std::string lastError_;
   std::string watchdogName_;
+  FoundNodes found_;
   bool initialized_ = false;
   bool readOnly_ = false;
 };

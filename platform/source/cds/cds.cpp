@@ -86,6 +86,7 @@ int CCds::init() {
 
 void CCds::close() {
   store_.reset();
+  found_ = {};
   lastError_ = "the client is closed";
 }
 
@@ -117,8 +118,12 @@ int CCds::get_leaves(const std::vector<CPath>& paths, std::vector<api_status_t>&
     return 1;
   }
   store::ReadTransaction transaction(store_->live());
+  found_ = {transaction.id(), {}};
   for (std::size_t i = 0; i < paths.size() && transaction.status() == 0; ++i) {
     Leaf leaf = readLeaf(transaction, paths[i]);
+    if (leaf.status == API_SUCCESS && paths[i].is_normalized()) {
+      found_.paths.insert(paths[i].getNodePath());
+    }
     statuses[i] = leaf.status;
     elements[i] = std::move(leaf.element);
     sources[i] = leaf.source;
@@ -138,12 +143,17 @@ int CCds::test_node(const std::string& nodePath, api_status_t& status) {
   if (store_ == nullptr) {
     return 1;
   }
+  store::ReadTransaction transaction(store_->live());
+  if (transaction.status() == 0 && transaction.id() == found_.state &&
+      found_.paths.contains(nodePath)) {
+    status = API_SUCCESS;
+    return 0;
+  }
   const auto node = asNodePath(nodePath);
   if (!node) {
     status = API_BAD_PATH;
     return 0;
   }
-  store::ReadTransaction transaction(store_->live());
   const bool found = store::nodeExists(transaction, *node);
   if (transaction.status() != 0) {
     noteFailure(transaction.status());
