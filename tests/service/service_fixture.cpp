@@ -143,7 +143,7 @@ bool ServiceTest::answers() const {
   return fastCgiRequest(socketPath(), {}, "").complete;
 }
 
-void ServiceTest::start(std::vector<std::string> arguments) {
+void ServiceTest::start(const std::vector<std::string>& arguments) {
   spawn(arguments);
   const bool settled = await([this] { return answers() || hasEnded(); });
   ASSERT_TRUE(settled && !hasEnded()) << log() << contentsOf(root() / "err");

@@ -24,7 +24,7 @@ class ServiceTest : public testing::Test {
   static toolkit::admin::Model testModel();
 
   // Starts dravixd and waits until its socket answers; fails the test when it does not.
-  void start(std::vector<std::string> arguments = {"-d", "-D", "9"});
+  void start(const std::vector<std::string>& arguments = {"-d", "-D", "9"});
   // Runs dravixd to its end.
   Outcome run(const std::vector<std::string>& arguments);
   // Sends a signal and waits for the end.
