@@ -55,7 +55,9 @@ void enterNamespace(const fs::path& root) {
     bindMount(BUILD_FOLDER, build);
   }
   bindMount(root / "tmp", "/tmp");
-  bindMount("/dev/null", "/sbin/reboot");
+  if (fs::exists("/sbin/reboot")) {
+    bindMount("/dev/null", "/sbin/reboot");
+  }
 }
 
 void replaceAll(std::string& text, const std::string& from, const std::string& to) {
