@@ -12,7 +12,9 @@ function(edit_file file pattern replacement what)
   file(WRITE ${DIR}/${file} "${edited}")
 endfunction()
 
-# An integer outside the listed values is accepted and kept.
+# An integer outside the listed values is accepted and kept: without a fixed underlying type such a
+# value would be undefined behaviour.
+edit_file(TarnixStub.h "\nenum ([A-Za-z0-9_]+) {" "\nenum \\1 : int {" "type under the enumerations")
 edit_file(TarnixC.cpp
   "soap_s2int\\(soap, s, &n\\) \\|\\| n < [-0-9]+ \\|\\| n > [-0-9]+\\)"
   "soap_s2int(soap, s, &n))"

@@ -61,8 +61,9 @@ TEST_F(Process, AFailedAcceptEndsTheLoopInOrder) {
   const rlimit none = {0, 0};
   ASSERT_EQ(prlimit(pid(), RLIMIT_NOFILE, &none, nullptr), 0);
   fastCgiRequest(socketPath(), {}, "");
-  EXPECT_EQ(waitForEnd().status, 0);
+  waitForEnd();  // a sanitizer's own exit needs descriptors too: the log tells how it ended
   EXPECT_NE(log().find("Error in Accept(), exiting now..."), std::string::npos);
+  EXPECT_NE(log().find("Exiting dravixd"), std::string::npos);
   EXPECT_EQ(appStatus(), 2);
 }
 
