@@ -39,7 +39,8 @@ std::string encodedLength(std::size_t length) {
 std::string encodedParams(const FastCgiParams& params) {
   std::string result;
   for (const auto& [name, value] : params) {
-    result += encodedLength(name.size()) + encodedLength(value.size()) + name + value;
+    result.append(encodedLength(name.size())).append(encodedLength(value.size()));
+    result.append(name).append(value);
   }
   return result;
 }
@@ -117,7 +118,7 @@ FastCgiReply fastCgiRequest(const std::string& socketPath, const FastCgiParams& 
   const std::string begin = record(FCGI_BEGIN_REQUEST, {"\0\1\0\0\0\0\0\0", 8});
   sendAll(descriptor,
           begin + stream(FCGI_PARAMS, encodedParams(params)) + stream(FCGI_STDIN, body));
-  const FastCgiReply reply = decoded(readAll(descriptor));
+  FastCgiReply reply = decoded(readAll(descriptor));
   close(descriptor);
   return reply;
 }
