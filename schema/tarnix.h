@@ -1,4 +1,5 @@
-// clang-format off: the input of the generator only looks like C++.
+// clang-format off
+// (The input of the generator only looks like C++.)
 // The service's wire interface: types and operations, from which the build generates the serialisers,
 // the skeletons and the dispatcher. Operations are dispatched in the order of the functions below.
 //
