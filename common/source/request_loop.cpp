@@ -121,7 +121,11 @@ void sendFault(struct soap* ctx) {
   soap_send_fault(ctx);
 }
 
-void releaseRequestMemory(struct soap* ctx) {
+// The reply goes out first: the web server works on it while the engine tidies up.
+void endReply(struct soap* ctx) {
+  FCGX_Request* request = globalData(ctx)->pReq;
+  FCGX_FClose(request->err);
+  FCGX_FClose(request->out);
   soap_delete(ctx, nullptr);
   soap_end(ctx);
 }
@@ -309,7 +313,7 @@ int soap_process(struct soap* ctx, bool /*firstRequest*/) {
       sendFault(ctx);
     }
     soap_closesock(ctx);
-    releaseRequestMemory(ctx);
+    endReply(ctx);
     return 0;
   }
   try {
@@ -323,7 +327,7 @@ int soap_process(struct soap* ctx, bool /*firstRequest*/) {
     soap_receiver_fault(ctx, "Internal error", nullptr);
     soap_send_fault(ctx);
   }
-  releaseRequestMemory(ctx);
+  endReply(ctx);
   return 0;
 }
 

@@ -11,6 +11,13 @@ std::string repeated(const std::string& text, int count) {
   return result;
 }
 
+const std::string kOldUri = "http://schemas.xmlsoap.org/soap/envelope/";
+const std::string kNewUri = "http://www.w3.org/2003/05/soap-envelope";
+
+std::string inSoap12(std::string soap11) {
+  return soap11.replace(soap11.find(kOldUri), kOldUri.size(), kNewUri);
+}
+
 class BadInput : public ServiceTest {
  protected:
   BadInput() {
@@ -43,6 +50,11 @@ TEST_F(BadInput, IsAnsweredWithAFault) {
   expectFault(
       "<E:Envelope xmlns:E=\"http://schemas.xmlsoap.org/soap/envelope/\"><E:Body/>"
       "</E:Envelope>");
+  const std::string reference = " xmlns:r='http://www.w3.org/2003/05/soap-encoding' r:ref='x'/>";
+  EXPECT_NE(post(inSoap12(envelope("getValue", "<n:options" + reference + "<n:path" + reference)))
+                .body()
+                .find("missing id for ref x"),
+            std::string::npos);
   expectFault(envelope("getArrayRange", "<n:index>-1</n:index>"));
   expectFault(envelope("getArrayRange", "<n:index>18446744073709551616</n:index>"));
 }
@@ -79,15 +91,12 @@ TEST_F(BadInput, AbsentAndForeignElementsAreNoError) {
 
 TEST_F(BadInput, EachRequestIsAnsweredInItsOwnSoapVersion) {
   const std::string first = envelope("getDefaultLocale", "");
-  std::string second = first;
-  const std::string oldUri = "http://schemas.xmlsoap.org/soap/envelope/";
-  const std::string newUri = "http://www.w3.org/2003/05/soap-envelope";
-  second.replace(second.find(oldUri), oldUri.size(), newUri);
-  EXPECT_NE(post(first).body().find(oldUri), std::string::npos);
-  EXPECT_NE(post(second).body().find(newUri), std::string::npos);
-  EXPECT_NE(post(second.substr(0, second.size() - 9)).body().find(newUri), std::string::npos);
-  EXPECT_NE(post(first).body().find(oldUri), std::string::npos);
-  EXPECT_NE(post("rubbish").body().find(oldUri), std::string::npos);
+  const std::string second = inSoap12(first);
+  EXPECT_NE(post(first).body().find(kOldUri), std::string::npos);
+  EXPECT_NE(post(second).body().find(kNewUri), std::string::npos);
+  EXPECT_NE(post(second.substr(0, second.size() - 9)).body().find(kNewUri), std::string::npos);
+  EXPECT_NE(post(first).body().find(kOldUri), std::string::npos);
+  EXPECT_NE(post("rubbish").body().find(kOldUri), std::string::npos);
 }
 
 }  // namespace
