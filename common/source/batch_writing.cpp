@@ -15,7 +15,9 @@ constexpr int kBadPath = 1;           // CWritableLeaf::status
 constexpr int kCompanionHandled = 5;  // likewise
 constexpr int kPlainValue = 0;        // pcd_attr_str_to_enum
 constexpr int kAlarmOnValue = 50;     // likewise
+constexpr int kNoMatch = 1;           // as the look-up of a label gives it
 constexpr std::size_t kNoText = 2;    // texts up to this length count as none
+constexpr const char* kNoLabels = "null";
 
 using Batch = CWritableBatch;
 
@@ -31,8 +33,18 @@ bool fetchText(toolkit::CCds& cds, const toolkit::CPath& path, std::string& text
   return true;
 }
 
+bool isRefused(const CWritableLeaf& leaf) {
+  return leaf.status != 0 && leaf.status != kCompanionHandled;
+}
+
 CWritableLeaf* findSibling(Batch& batch, const CWritableLeaf& leaf, const char* name) {
   return FindWritableLeaf(batch, leaf.path.getNewPath(name).getLeafPath());
+}
+
+// Labels that the batch itself writes. Those of a refused entry never become the node's.
+const CWritableLeaf* findLabels(Batch& batch, const std::string& leafPath) {
+  const CWritableLeaf* record = FindWritableLeaf(batch, leafPath);
+  return record == nullptr || isRefused(*record) ? nullptr : record;
 }
 
 // Labels in a leaf of the store that may serve for the text.
@@ -71,7 +83,9 @@ bool makeRecords(_global_data_t* glptr, bool testMode, const _service_options_t*
       __psyslog->notice(1, "Unauthorized attempt to write to %s", paths[i].c_str());
       return false;
     }
-    batch.byLeafPath.try_emplace(leaf.path.getLeafPath(), i);
+    if (leaf.path.getSubAttribute().empty() && !leaf.path.isArrayElement()) {
+      batch.byLeafPath.try_emplace(leaf.path.getLeafPath(), i);
+    }
     leaf.status =
         GetWritableLeaf(glptr, leaf.path, testMode, leaf.value, leaf.element, leaf.reply, opts);
     leaf.dataType = leaf.element.type();
@@ -126,16 +140,30 @@ void convertAttribute(_global_data_t* glptr, CWritableLeaf& leaf, Batch& batch,
   leaf.status = pcd_StrictConvertType(leaf.element, leaf.dataType, leaf.reply, opts);
 }
 
+// The labels of a node: all of them, and those that may be written, where these are told apart.
+struct Labels {
+  std::string possible;
+  std::string writable;
+
+  bool allows(const std::string& text) const {
+    int place = 0;
+    return writable.empty() || toolkit::CCds_Multistate::GetEnumValue(writable, text, place) == 0;
+  }
+  // The list in which a label's place is its state.
+  const std::string& numbered() const { return possible.empty() ? writable : possible; }
+};
+
 void acceptLabel(CWritableLeaf& leaf, toolkit::CElement element) {
   leaf.element = std::move(element);
   leaf.reply = leaf.value;
   leaf.mapped = true;
 }
 
-void convertBoolean(CWritableLeaf& leaf, const std::string& labels,
-                    const _service_options_t* opts) {
+void convertBoolean(CWritableLeaf& leaf, const Labels& labels, const _service_options_t* opts) {
   bool state = false;
-  const int match = toolkit::CCds_Multistate::GetBoolFromString(labels, leaf.value, state);
+  const int match = labels.allows(leaf.value) ? toolkit::CCds_Multistate::GetBoolFromString(
+                                                    labels.numbered(), leaf.value, state)
+                                              : kNoMatch;
   if (match == 0) {
     return acceptLabel(leaf, toolkit::CElement(state));
   }
@@ -145,9 +173,11 @@ void convertBoolean(CWritableLeaf& leaf, const std::string& labels,
   leaf.status = match;
 }
 
-void convertState(CWritableLeaf& leaf, const std::string& labels, const _service_options_t* opts) {
+void convertState(CWritableLeaf& leaf, const Labels& labels, const _service_options_t* opts) {
   int state = 0;
-  const int match = toolkit::CCds_Multistate::GetEnumValue(labels, leaf.value, state);
+  const int match = labels.allows(leaf.value) ? toolkit::CCds_Multistate::GetEnumValue(
+                                                    labels.numbered(), leaf.value, state)
+                                              : kNoMatch;
   if (match == 0) {
     const data_type_t type = leaf.dataType == DATA_ENUMERATED ? DATA_ENUMERATED : DATA_INTEGER;
     return acceptLabel(leaf, toolkit::CElement(state, type));
@@ -160,15 +190,18 @@ void convertState(CWritableLeaf& leaf, const std::string& labels, const _service
 
 void convertValue(_global_data_t* glptr, bool testMode, CWritableLeaf& leaf, Batch& batch,
                   const _service_options_t* opts) {
-  std::string labels;
+  Labels labels;
   bool isMultistate = false;
-  const data_type_t hunted =
-      HuntForValueType(glptr->cdsApi, leaf.path.getNodePath(), &batch, labels, isMultistate);
+  const data_type_t hunted = HuntForValueType(glptr->cdsApi, leaf.path.getNodePath(), &batch,
+                                              labels.possible, isMultistate);
   if (leaf.dataType == DATA_NONE) {
     leaf.dataType = hunted;
   }
+  if (labels.possible == kNoLabels) {
+    labels.possible.clear();
+  }
   if (isMultistate && !testMode) {
-    HuntForMultistateValues(glptr->cdsApi, leaf, batch, labels, false);
+    HuntForMultistateValues(glptr->cdsApi, leaf, batch, labels.writable, false);
   }
   switch (leaf.dataType) {
     case DATA_BOOLEAN:
@@ -307,21 +340,25 @@ data_type_t HuntForValueType(toolkit::CCds& cds, const std::string& nodePath, Ba
   possibleValues.clear();
   isMultistate = false;
   const std::string prefix = nodePath == "/" ? std::string() : nodePath;
-  const auto inBatch = [&](const char* name) {
-    return batch == nullptr ? nullptr : FindWritableLeaf(*batch, prefix + name);
-  };
+  const CWritableLeaf* record =
+      batch == nullptr ? nullptr : FindWritableLeaf(*batch, prefix + "/ValueType");
   int type = DATA_STRING;
-  std::string text;
-  if (const CWritableLeaf* record = inBatch("/ValueType")) {
+  if (record != nullptr) {
     type = pcd_BACnetValueTypeToCdsType(record->value, isMultistate);
-  } else if (fetchText(cds, prefix + "/ValueType", text) && text.size() > kNoText) {
+  }
+  // A refused type changes nothing, but may still say that the value is meant as a label.
+  std::string text;
+  if ((record == nullptr || (isRefused(*record) && !isMultistate)) &&
+      fetchText(cds, prefix + "/ValueType", text) && text.size() > kNoText) {
     type = pcd_BACnetValueTypeToCdsType(text, isMultistate);
   }
   if (isMultistate) {
-    if (const CWritableLeaf* record = inBatch("/PossibleValues")) {
-      possibleValues = record->value;
+    const CWritableLeaf* labels =
+        batch == nullptr ? nullptr : findLabels(*batch, prefix + "/PossibleValues");
+    if (labels != nullptr) {
+      possibleValues = labels->value;
     } else if (!fetchText(cds, prefix + "/PossibleValues", possibleValues)) {
-      possibleValues = "null";
+      possibleValues = kNoLabels;
     }
   }
   return static_cast<data_type_t>(type);
@@ -329,7 +366,10 @@ data_type_t HuntForValueType(toolkit::CCds& cds, const std::string& nodePath, Ba
 
 bool HuntForMultistateValues(toolkit::CCds& cds, CWritableLeaf& leaf, Batch& batch,
                              std::string& possibleValues, bool checkValue) {
-  const CWritableLeaf* writable = findSibling(batch, leaf, "WritableValues");
+  const auto inBatch = [&](const char* name) {
+    return findLabels(batch, leaf.path.getNewPath(name).getLeafPath());
+  };
+  const CWritableLeaf* writable = inBatch("WritableValues");
   if (writable != nullptr) {
     possibleValues = writable->value;
     if (!checkValue || writable->value.find(leaf.value) != std::string::npos) {
@@ -337,7 +377,7 @@ bool HuntForMultistateValues(toolkit::CCds& cds, CWritableLeaf& leaf, Batch& bat
     }
   }
   if (writable != nullptr || checkValue) {
-    if (const CWritableLeaf* possible = findSibling(batch, leaf, "PossibleValues")) {
+    if (const CWritableLeaf* possible = inBatch("PossibleValues")) {
       possibleValues = possible->value;
       return true;
     }

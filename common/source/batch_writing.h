@@ -28,7 +28,8 @@ struct CWritableLeaf {
 // looks each other's up for every one of them.
 struct CWritableBatch {
   std::vector<CWritableLeaf> leaves;
-  std::unordered_map<std::string, std::size_t> byLeafPath;  // the first of equal paths
+  std::unordered_map<std::string, std::size_t>
+      byLeafPath;  // whole leaves; the first of equal paths
 };
 
 // True when both lists are there and match. Otherwise false, and `results` holds one error string.
@@ -48,12 +49,13 @@ CWritableLeaf* FindWritableLeaf(CWritableBatch& batch, const std::string& leafPa
 
 // Type of a node's value: as its ValueType in the batch says, else as the store's; String where
 // neither does. For a multistate type `possibleValues` receives the labels, "null" when there are
-// none.
+// none. A refused entry of the batch never changes the labels or makes a number of a label.
 data_type_t HuntForValueType(toolkit::CCds& cds, const std::string& nodePath, CWritableBatch* batch,
                              std::string& possibleValues, bool& isMultistate);
 
 // The labels that may be written to a leaf's node: WritableValues before PossibleValues, of the
-// batch before the store's. With `checkValue` only labels that contain the leaf's text count, and
-// without it PossibleValues of the store do not. False when there are none: `possibleValues` stays.
+// batch (unless refused) before the store's. With `checkValue` only labels that contain the leaf's
+// text count, and without it PossibleValues of the store do not. False when there are none:
+// `possibleValues` stays.
 bool HuntForMultistateValues(toolkit::CCds& cds, CWritableLeaf& leaf, CWritableBatch& batch,
                              std::string& possibleValues, bool checkValue);

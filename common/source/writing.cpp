@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cassert>
+#include <cmath>
 #include <cstdlib>
 #include <limits>
 
@@ -157,6 +158,11 @@ bool convertText(_global_data_t* glptr, const toolkit::CPath& path, int attribut
   return mapped || type == DATA_STRING || pcd_StrictConvertType(element, type, reply, opts) == 0;
 }
 
+void refuseWrite(const toolkit::CPath& path, std::string& reply, const _service_options_t* opts) {
+  __psyslog->info(1, "CCds::set_leaf() call failed for %s", path.str().c_str());
+  BnwsErrMsg(WS_WRITE_FAILED, "CDS write access failed", reply, opts);
+}
+
 void writeLeaf(_global_data_t* glptr, const toolkit::CPath& path, const toolkit::CElement& element,
                const std::string& source, const std::string& written, std::string& reply,
                const _service_options_t* opts) {
@@ -165,10 +171,9 @@ void writeLeaf(_global_data_t* glptr, const toolkit::CPath& path, const toolkit:
   if (glptr->cdsApi.set_leaf(path, element, status, persist, source) == 0 &&
       status == API_SUCCESS) {
     reply = written;
-    return;
+  } else {
+    refuseWrite(path, reply, opts);
   }
-  __psyslog->info(1, "CCds::set_leaf() call failed for %s", path.str().c_str());
-  BnwsErrMsg(WS_WRITE_FAILED, "CDS write access failed", reply, opts);
 }
 
 // Steps of a write whose path, right and locale are good.
@@ -189,9 +194,12 @@ void convertAndWrite(_global_data_t* glptr, bool testMode, const _service_option
     return;
   }
   if (testMode && attribute == kValueType) {
-    pcd_fixValueType(glptr, path, value, "Value");
-    pcd_fixValueType(glptr, path, value, ".AlarmOnValue");
-    reply = value;
+    if (pcd_fixValueType(glptr, path, value, "Value") &&
+        pcd_fixValueType(glptr, path, value, ".AlarmOnValue")) {
+      reply = value;
+    } else {
+      refuseWrite(path, reply, opts);
+    }
     return;
   }
   writeLeaf(glptr, path, element, source, mapped ? value : element.to_string(), reply, opts);
@@ -243,6 +251,22 @@ toolkit::CElement convertedText(const std::string& text, data_type_t type, timev
   }
   element.set_time(time);
   return element;
+}
+
+// The element in the type, or the type's zero where there is no such value.
+toolkit::CElement convertedOrZero(const toolkit::CElement& element, data_type_t type) {
+  toolkit::CElement converted = element;
+  converted.convert_type(type);
+  const bool fits = element.type() == DATA_STRING
+                        ? checkText(element.to_string(), type) == 0
+                        : type == DATA_STRING || type == DATA_BOOLEAN ||
+                              std::abs(converted.to_double() - element.to_double()) < 1;
+  if (!fits) {
+    converted = toolkit::CElement("");
+    converted.set_time(element.time());
+    converted.convert_type(type);
+  }
+  return converted;
 }
 
 }  // namespace
@@ -322,23 +346,21 @@ data_type_t GetDataTypeFromName(const std::string& name) {
   return DATA_NONE;
 }
 
-void pcd_fixValueType(_global_data_t* glptr, const toolkit::CPath& path, const std::string& value,
+bool pcd_fixValueType(_global_data_t* glptr, const toolkit::CPath& path, const std::string& value,
                       const char* leafName) {
   const toolkit::CPath companion = path.getNewPath(leafName);
+  api_status_t status = API_NONE;
   toolkit::CElement element;
-  if (!fetch(glptr, companion, element)) {
-    return;
+  element_property_t source = ELEMENT_NORMAL;
+  if (glptr->cdsApi.get_leaf(companion, status, element, source) != 0 || status != API_SUCCESS) {
+    return status == API_NOT_FOUND;
   }
   bool isMultistate = false;
   const auto type = static_cast<data_type_t>(pcd_BACnetValueTypeToCdsType(value, isMultistate));
-  if (element.type() == DATA_STRING && checkText(element.to_string(), type) != 0) {
-    toolkit::CElement zero(type == DATA_BOOLEAN ? "false" : "0");
-    zero.set_time(element.time());
-    element = zero;
-  }
-  element.convert_type(type);
-  api_status_t status = API_NONE;
-  glptr->cdsApi.set_leaf(companion, element, status, PCD_FALSE, writeSource());
+  const pcd_tribool_t persist = source == ELEMENT_PERSISTENT ? PCD_TRUE : PCD_FALSE;
+  return glptr->cdsApi.set_leaf(companion, convertedOrZero(element, type), status, persist,
+                                writeSource()) == 0 &&
+         status == API_SUCCESS;
 }
 
 int pcd_BACnetValueTypeToCdsType(const std::string& name, bool& isMultistate) {

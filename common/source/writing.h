@@ -37,9 +37,10 @@ int pcd_StrictConvertType(toolkit::CElement& element, data_type_t type, std::str
 // names outside the table.
 data_type_t GetDataTypeFromName(const std::string& name);
 
-// After a node's ValueType was set to `value`: brings its leaf `leafName` to that type. A value
-// that does not convert becomes the type's zero; an absent leaf stays absent.
-void pcd_fixValueType(_global_data_t* glptr, const toolkit::CPath& path, const std::string& value,
+// After a node's ValueType was set to `value`: brings its leaf `leafName` to that type, durably
+// when it was durable. A value that does not convert becomes the type's zero; an absent leaf stays
+// absent. False when the store failed.
+bool pcd_fixValueType(_global_data_t* glptr, const toolkit::CPath& path, const std::string& value,
                       const char* leafName);
 
 // Data type for the word in a ValueType leaf; unknown words are String. `isMultistate` is set for

@@ -1,7 +1,4 @@
 // A store that has no room: the map's ceiling and a full disk.
-#include <sys/mount.h>
-
-#include <cstring>
 #include <fstream>
 
 #include "store/environment.h"
@@ -82,31 +79,12 @@ TEST_F(StoreSpace, AFullPersistentHalfLeavesTheLiveOneAlone) {
       << cds.last_error();
 }
 
-class FullDisk : public StoreSpace {
- protected:
-  ~FullDisk() override {
-    for (const fs::path& mounted : mounted_) {
-      umount2(mounted.c_str(), MNT_DETACH);
-    }
-  }
-
-  bool mountSmall(const char* name) {
-    const fs::path path = folder() / name;
-    fs::create_directory(path);
-    if (mount("tmpfs", path.c_str(), "tmpfs", 0, "size=1m") != 0) {
-      return false;
-    }
-    mounted_.push_back(path);
-    return true;
-  }
-
- private:
-  std::vector<fs::path> mounted_;
-};
+using FullDisk = StoreSpace;
 
 TEST_F(FullDisk, OfTheLiveHalf) {
-  if (!mountSmall("run")) {
-    GTEST_SKIP() << "cannot mount a tmpfs: " << std::strerror(errno);
+  const SmallDisk disk(folder() / "run");
+  if (!disk.isMounted()) {
+    GTEST_SKIP() << "cannot mount a tmpfs";
   }
   import({leaf("/Small", "Value", CElement("old"))});
   CCds cds;
@@ -129,8 +107,9 @@ TEST_F(FullDisk, OfTheLiveHalf) {
 }
 
 TEST_F(FullDisk, OfThePersistentHalf) {
-  if (!mountSmall("state")) {
-    GTEST_SKIP() << "cannot mount a tmpfs: " << std::strerror(errno);
+  const SmallDisk disk(folder() / "state");
+  if (!disk.isMounted()) {
+    GTEST_SKIP() << "cannot mount a tmpfs";
   }
   import({leaf("/Small", "Value", CElement("old"))});
   CCds cds;
@@ -142,8 +121,9 @@ TEST_F(FullDisk, OfThePersistentHalf) {
 }
 
 TEST_F(FullDisk, AtTheFirstOpen) {
-  if (!mountSmall("run")) {
-    GTEST_SKIP() << "cannot mount a tmpfs: " << std::strerror(errno);
+  const SmallDisk disk(folder() / "run");
+  if (!disk.isMounted()) {
+    GTEST_SKIP() << "cannot mount a tmpfs";
   }
   std::ofstream(folder() / "run/filler") << std::string(2 << 20, 'x');
   EXPECT_NE(toolkit::admin::boot(), "");

@@ -9,7 +9,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <regex>
 #include <thread>
 #include <utility>
 
@@ -205,9 +204,15 @@ std::string envelope(const std::string& operation, const std::string& children) 
 
 std::vector<std::string> elements(const std::string& xml, const std::string& name) {
   std::vector<std::string> result;
-  const std::regex element("<\\w+:" + name + "(?:/>|>([^<]*)</)");
-  for (std::sregex_iterator at(xml.begin(), xml.end(), element), end; at != end; ++at) {
-    std::string text = (*at)[1];
+  const std::string start = ":" + name;
+  for (std::size_t at = xml.find(start); at != std::string::npos; at = xml.find(start, at)) {
+    at += start.size();
+    const std::size_t tag = xml.rfind('<', at);
+    if (xml[tag + 1] == '/' || (xml[at] != '>' && xml[at] != '/')) {
+      continue;
+    }
+    std::string text =
+        xml[at] == '/' ? std::string() : xml.substr(at + 1, xml.find('<', at) - at - 1);
     replaceAll(text, "&lt;", "<");
     replaceAll(text, "&gt;", ">");
     replaceAll(text, "&quot;", "\"");

@@ -1,6 +1,7 @@
 // The write operations over the real socket: what is acknowledged is there, what is refused changed
 // nothing.
 #include <csignal>
+#include <map>
 
 #include "service_fixture.h"
 
@@ -18,6 +19,15 @@ class Writing : public ServiceTest {
     for (const char* point : {"/M1/Breaker", "/M1/Enabled", "/M1/Flag", "/M1/Count", "/M1/Text"}) {
       add(point, "Writable", toolkit::CElement(true));
     }
+    for (const auto& [name, text] :
+         std::map<const char*, const char*>{{"ValueType", "Multistate"},
+                                            {"PossibleValues", "Off;Eco;Day;Night"},
+                                            {"WritableValues", "Day;Off"}}) {
+      add("/M1/Mode", name, toolkit::CElement(text));
+    }
+    add("/M1/Mode", "Value", toolkit::CElement(3));
+    add("/M1/Mode", "Writable", toolkit::CElement(true));
+    add("/M1/Enabled", "ValueType", toolkit::CElement("Boolean"));
     add("/M1/Locked", "Value", toolkit::CElement(7));
     add("/M1/Locked", "Writable", toolkit::CElement(false));
     import(model);
@@ -115,12 +125,54 @@ TEST_F(Writing, ABatchAnswersEachEntryAndEntriesInformEachOther) {
                    "? 12 Bad Value Format : Cannot find PossibleValue match to write",
                    "? 9 Node Not Found : Node does not exist"}));
   EXPECT_EQ(value("/M1/Count"), "5");
-  EXPECT_EQ(setMany({"/M1/Flag", "/M1/Breaker"}, {"true", "Open"}), (Texts{"true", "Open"}));
+  EXPECT_EQ(setMany({"/M1/Flag", "/M1/Breaker", "/M1/Enabled"}, {"TRUE", "Open", "Disabled"}),
+            (Texts{"TRUE", "Open", "Disabled"}));
   EXPECT_EQ(value("/M1/Breaker"), "Open");
+  EXPECT_EQ(value("/M1/Enabled"), "Disabled");
   EXPECT_EQ(setMany({"/M1/Count"}, {"1", "2"}),
             Texts{"? 14 Index Out of Range : Mismatched array sizes"});
   EXPECT_EQ(setMany({}, {"1"}), Texts{"? 17 No Paths Provided : No Paths provided"});
   EXPECT_EQ(setMany({"/M1/Count"}, {}), Texts{"? 23 Empty Array : No Values provided"});
+}
+
+TEST_F(Writing, OnlyWritableLabelsAreTakenAndEachIsItsOwnState) {
+  for (const char* label : {"Day", "Off"}) {
+    EXPECT_EQ(set("/M1/Mode", label), label);
+    EXPECT_EQ(value("/M1/Mode"), label);
+    EXPECT_EQ(setMany({"/M1/Mode"}, {label}), Texts{label});
+    EXPECT_EQ(value("/M1/Mode"), label);
+  }
+  const std::string refusal = "? 12 Bad Value Format : Cannot find PossibleValue match to write";
+  for (const char* label : {"Eco", "2", "day", "Lunch"}) {
+    EXPECT_EQ(set("/M1/Mode", label), refusal) << label;
+    EXPECT_EQ(setMany({"/M1/Mode"}, {label}), Texts{refusal}) << label;
+  }
+  EXPECT_EQ(value("/M1/Mode"), "Off");
+}
+
+TEST_F(Writing, ARefusedEntryDoesNotChangeWhatTheOthersMean) {
+  const struct {
+    const char* attribute;
+    const char* text;
+    const char* value;
+    const char* answer;
+  } kCases[] = {
+      {"PossibleValues", "Day;Night", "Day", "Day"},
+      {"WritableValues", "Eco", "Eco",
+       "? 12 Bad Value Format : Cannot find PossibleValue match to write"},
+      {"ValueType", "Integer", "1",
+       "? 12 Bad Value Format : Cannot find PossibleValue match to write"},
+      {"ValueType", "Multistate", "Off", "Off"},
+  };
+  for (const auto& c : kCases) {
+    const std::string attribute = c.attribute;
+    EXPECT_EQ(
+        setMany({"/M1/Mode:" + attribute, "/M1/Mode"}, {c.text, c.value}),
+        (Texts{"? 11 Illegal Attribute : Attribute " + attribute + " is not Writable", c.answer}));
+    if (c.answer[0] != '?') {
+      EXPECT_EQ(value("/M1/Mode"), c.value) << attribute;
+    }
+  }
 }
 
 TEST_F(Writing, PersistentValuesSurviveARestartAndOthersDoNot) {

@@ -1,6 +1,7 @@
 #include "test_program.h"
 
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,6 +34,17 @@ TemporaryFolder::TemporaryFolder(const fs::path& parent) {
 TemporaryFolder::~TemporaryFolder() {
   std::error_code ignored;
   fs::remove_all(path_, ignored);
+}
+
+SmallDisk::SmallDisk(fs::path path) : path_(std::move(path)) {
+  fs::create_directory(path_);
+  mounted_ = mount("tmpfs", path_.c_str(), "tmpfs", 0, "size=1m") == 0;
+}
+
+SmallDisk::~SmallDisk() {
+  if (mounted_) {
+    umount2(path_.c_str(), MNT_DETACH);
+  }
 }
 
 std::string contentsOf(const fs::path& file) {

@@ -23,6 +23,22 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
+// A file system of one megabyte at a path, as long as the object lives.
+class SmallDisk {
+ public:
+  explicit SmallDisk(std::filesystem::path path);
+  ~SmallDisk();
+  SmallDisk(const SmallDisk&) = delete;
+  SmallDisk& operator=(const SmallDisk&) = delete;
+
+  // False where the system does not let tests mount.
+  bool isMounted() const { return mounted_; }
+
+ private:
+  std::filesystem::path path_;
+  bool mounted_;
+};
+
 // How a process ended and what it printed.
 struct Outcome {
   int status = -1;  // exit status, or 128 + signal

@@ -33,7 +33,8 @@ class CCds_Multistate {
   static int GetBoolPossibleValue(const std::string& possibleValues, bool state,
                                   std::string& label);
 
-  // State of a label: the exact label. 0 when it was found, else 1 and the output stays.
+  // State of a label: the exact label, but "false" and "true" in any letter case where a Boolean
+  // has none. 0 when it was found, else 1 and the output stays.
   static int GetBoolFromString(const std::string& possibleValues, const std::string& text,
                                bool& state);
   static int GetEnumValue(const std::string& possibleValues, const std::string& text, int& state);

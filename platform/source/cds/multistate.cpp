@@ -1,5 +1,7 @@
 #include "toolkit/multistate.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -103,10 +105,16 @@ int CCds_Multistate::GetBoolPossibleValue(const std::string& possibleValues, boo
 
 int CCds_Multistate::GetBoolFromString(const std::string& possibleValues, const std::string& text,
                                        bool& state) {
-  const bool labelled = possibleValues.find(';') != std::string::npos;
+  if (possibleValues.find(';') == std::string::npos) {
+    const bool isTrue = strcasecmp(text.c_str(), "true") == 0;
+    if (!isTrue && strcasecmp(text.c_str(), "false") != 0) {
+      return 1;
+    }
+    state = isTrue;
+    return 0;
+  }
   int place = 0;
-  if (GetEnumValue(labelled ? possibleValues : std::string(kBooleanLabels), text, place) != 0 ||
-      place > 1) {
+  if (GetEnumValue(possibleValues, text, place) != 0 || place > 1) {
     return 1;
   }
   state = place == 1;

@@ -1,0 +1,138 @@
+// Kills the service at random moments under a client that writes with `persist`. What the client
+// was told is written must be there when the device comes up again, and a batch whole or not at all
+// at any time.
+//
+// KILL_ROUNDS says how often (8 unless set); KILL_SEED makes a run with its number again.
+#include <csignal>
+#include <cstdlib>
+#include <random>
+#include <thread>
+
+#include "service_fixture.h"
+#include "store_fixture.h"
+#include "toolkit/cds.h"
+
+namespace {
+
+using toolkit::CElement;
+
+constexpr int kPoints = 8;
+constexpr std::chrono::microseconds kLongestLife{40000};
+
+unsigned setting(const char* name, unsigned fallback) {
+  const char* text = std::getenv(name);
+  return text == nullptr ? fallback : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
+}
+
+std::string pathOf(int point) {
+  return "/M1/P" + std::to_string(point);
+}
+
+class Durability : public ServiceTest {
+ protected:
+  Durability() {
+    toolkit::admin::Model model = testModel();
+    const auto add = [&](const std::string& node) {
+      model.leaves.push_back({node, "Value", CElement(0), ELEMENT_NORMAL});
+      model.leaves.push_back({node, "Writable", CElement(true), ELEMENT_NORMAL});
+    };
+    add("/M1/Single");
+    for (int point = 0; point < kPoints; ++point) {
+      add(pathOf(point));
+    }
+    import(model);
+  }
+
+  // True when the client was told that all points have the number.
+  bool writeBatch(int number) const {
+    std::string children = "<n:options>persist</n:options>";
+    for (int point = 0; point < kPoints; ++point) {
+      children += "<n:paths>" + pathOf(point) + "</n:paths>";
+    }
+    for (int point = 0; point < kPoints; ++point) {
+      children += "<n:values>" + std::to_string(number) + "</n:values>";
+    }
+    return elements(call("setValues", children), "setValuesResult") ==
+           std::vector(kPoints, std::to_string(number));
+  }
+  bool writeSingle(int number) const {
+    return elements(call("setValue",
+                         "<n:options>persist</n:options><n:path>/M1/Single</n:path><n:value>" +
+                             std::to_string(number) + "</n:value>"),
+                    "setValueResult") == std::vector{std::to_string(number)};
+  }
+
+  // The points' common number; nothing when they differ.
+  static std::optional<int> batchNumber(toolkit::CCds& cds) {
+    std::vector<toolkit::CPath> paths;
+    paths.reserve(kPoints);
+    for (int point = 0; point < kPoints; ++point) {
+      paths.emplace_back(pathOf(point));
+    }
+    std::vector<api_status_t> statuses;
+    std::vector<CElement> values;
+    std::vector<element_property_t> sources;
+    cds.get_leaves(paths, statuses, values, sources);
+    for (const CElement& value : values) {
+      if (value.type() != DATA_INTEGER || value.to_int() != values.front().to_int()) {
+        return std::nullopt;
+      }
+    }
+    return values.front().to_int();
+  }
+  static int single(toolkit::CCds& cds) {
+    api_status_t status = API_NONE;
+    CElement value;
+    element_property_t source = ELEMENT_NORMAL;
+    cds.get_leaf("/M1/Single", status, value, source);
+    return value.to_int();
+  }
+
+  // A process that ends with 1 when it sees points that differ.
+  static int watch() {
+    toolkit::CCds cds;
+    while (batchNumber(cds)) {
+    }
+    return 1;
+  }
+};
+
+TEST_F(Durability, NoAcknowledgedWriteIsLostAndNobodySeesHalfABatch) {
+  const unsigned rounds = setting("KILL_ROUNDS", 8);
+  std::mt19937 random(setting("KILL_SEED", 1));
+  std::uniform_int_distribution<std::int64_t> lifetime(0, kLongestLife.count());
+  int sent = 0;
+  int batchTold = 0;
+  int singleTold = 0;
+  for (unsigned round = 0; round < rounds; ++round) {
+    start({"-d"});
+    ChildProcess reader(watch);
+    std::thread killer([victim = pid(), life = std::chrono::microseconds(lifetime(random))] {
+      std::this_thread::sleep_for(life);
+      kill(victim, SIGKILL);
+    });
+    while (true) {
+      ++sent;
+      if (!writeBatch(sent)) break;
+      batchTold = sent;
+      if (!writeSingle(sent)) break;
+      singleTold = sent;
+    }
+    killer.join();
+    ASSERT_EQ(stop(SIGKILL).status, 128 + SIGKILL);
+    ASSERT_EQ(reader.kill(), 128 + SIGKILL) << "half a batch was there, round " << round;
+
+    std::filesystem::remove_all(root() / "run");
+    toolkit::CCds cds;
+    const auto found = batchNumber(cds);
+    ASSERT_TRUE(found) << "half a batch came back, round " << round;
+    EXPECT_GE(*found, batchTold) << "round " << round;
+    EXPECT_LE(*found, sent) << "round " << round;
+    EXPECT_GE(single(cds), singleTold) << "round " << round;
+    EXPECT_LE(single(cds), sent) << "round " << round;
+  }
+  RecordProperty("acknowledged", batchTold);
+  EXPECT_GT(batchTold, 0) << "no write came through in any round";
+}
+
+}  // namespace

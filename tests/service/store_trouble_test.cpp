@@ -1,0 +1,89 @@
+// Writing while the store cannot take it: error strings, old values whole, and a service that goes
+// on.
+#include <cstdlib>
+
+#include "service_fixture.h"
+
+namespace {
+
+const std::string kFailed = "? 16 Write Failed : CDS write access failed";
+const std::string kBatchFailed = "? 16 Write Failed : Attempt to write data failed";
+
+class StoreTrouble : public ServiceTest {
+ protected:
+  ~StoreTrouble() override { unsetenv("TOOLKIT_STORE_LIMIT"); }
+
+  void begin(bool readOnly = false) {
+    toolkit::admin::Model model = testModel();
+    for (const char* point : {"/M1/Count", "/M1/Text"}) {
+      model.leaves.push_back({point, "Writable", toolkit::CElement(true), ELEMENT_NORMAL});
+    }
+    model.leaves.push_back({"/M1/Text", "Value", toolkit::CElement("old"), ELEMENT_NORMAL});
+    if (readOnly) {
+      model.leaves.push_back({"/ReadOnlyCDS", "Value", toolkit::CElement(true), ELEMENT_NORMAL});
+    }
+    import(model);
+    start();
+  }
+  std::string set(const std::string& path, const std::string& text, const std::string& options) {
+    return elements(call("setValue", "<n:options>" + options + "</n:options><n:path>" + path +
+                                         "</n:path><n:value>" + text + "</n:value>"),
+                    "setValueResult")
+        .at(0);
+  }
+  // Neither a large text nor a small one beside it is taken.
+  void expectNoRoom(const std::string& options) {
+    const std::string large(1000000, 'x');
+    EXPECT_EQ(set("/M1/Text", large, options), kFailed);
+    const std::string batch = "<n:options>" + options +
+                              "</n:options><n:paths>/M1/Count</n:paths><n:paths>/M1/Text</n:paths>"
+                              "<n:values>1</n:values><n:values>" +
+                              large + "</n:values>";
+    EXPECT_EQ(elements(call("setValues", batch), "setValuesResult"),
+              (std::vector{kBatchFailed, kBatchFailed}));
+    expectOldValues();
+    ASSERT_EQ(toolkit::admin::boot(), "");
+    expectOldValues();
+  }
+  void fillDiskOf(const char* half) {
+    const SmallDisk disk(root() / half);
+    if (!disk.isMounted()) {
+      GTEST_SKIP() << "cannot mount a tmpfs";
+    }
+    begin();
+    expectNoRoom("persist");
+    EXPECT_EQ(set("/M1/Count", "43", "persist"), "43") << "what fits is still taken";
+  }
+  void expectOldValues() {
+    EXPECT_EQ(value("/M1/Count"), "42");
+    EXPECT_EQ(value("/M1/Text"), "old");
+  }
+};
+
+TEST_F(StoreTrouble, AReadOnlyStoreIsOnlyRead) {
+  begin(true);
+  EXPECT_EQ(set("/M1/Count", "1", ""), kFailed);
+  EXPECT_EQ(set("/M1/Count", "1", "persist"), kFailed);
+  EXPECT_EQ(elements(call("setValues", "<n:paths>/M1/Count</n:paths><n:values>1</n:values>"),
+                     "setValuesResult"),
+            std::vector{kFailed});
+  expectOldValues();
+}
+
+TEST_F(StoreTrouble, AFullMap) {
+  setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
+  begin();
+  expectNoRoom("");
+  expectNoRoom("persist");
+  EXPECT_EQ(set("/M1/Count", "43", "persist"), "43") << "what fits is still taken";
+}
+
+TEST_F(StoreTrouble, AFullDiskBelowTheLiveHalf) {
+  fillDiskOf("run");
+}
+
+TEST_F(StoreTrouble, AFullDiskBelowThePersistentHalf) {
+  fillDiskOf("state");
+}
+
+}  // namespace

@@ -1,0 +1,152 @@
+// Rules of writing that no request of the core namespace reaches: test mode, and a client whose
+// store was closed under it.
+#include <optional>
+
+#include "TarnixH.h"
+#include "batch_writing.h"
+#include "store_fixture.h"
+#include "writing.h"
+
+using toolkit::CElement;
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+struct EngineDeleter {
+  void operator()(struct soap* ctx) const { soap_free(ctx); }
+};
+
+class WriteRules : public StoreTest {
+ protected:
+  WriteRules() {
+    __psyslog = &log_;
+    import({leaf("/P", "Value", CElement(230.5)), leaf("/P", "Units", CElement("volts")),
+            leaf("/P", "ValueType", CElement("Real")), leaf("/P", ".AlarmOnValue", CElement(3e9)),
+            leaf("/S", "Value", CElement(0)), leaf("/S", "ValueType", CElement("Integer")),
+            leaf("/S", "PossibleValues", CElement("Off;On"))});
+    global_.emplace();
+    ctx_->user = &*global_;
+  }
+  ~WriteRules() override { __psyslog = nullptr; }
+
+  std::string set(const std::string& path, const std::string& text) {
+    std::string reply;
+    EXPECT_EQ(pcd_setValue(ctx_.get(), true, &opts_, path, text, reply), 0);
+    return reply;
+  }
+  Texts setMany(const Texts& paths, const Texts& texts) {
+    Texts replies;
+    EXPECT_EQ(pcd_setValues(ctx_.get(), true, &opts_, paths, texts, replies), 0);
+    return replies;
+  }
+  std::string present(const std::string& path) { return text(global_->cdsApi, path); }
+  data_type_t typeOf(const std::string& path) {
+    api_status_t status = API_NONE;
+    CElement element;
+    element_property_t source = ELEMENT_NORMAL;
+    global_->cdsApi.get_leaf(path, status, element, source);
+    return element.type();
+  }
+
+  std::optional<_global_data_t> global_;
+
+ private:
+  toolkit::CSysLog log_{"write_rules_test", -1, false, false, false};
+  std::unique_ptr<struct soap, EngineDeleter> ctx_{soap_new()};
+  _service_options_t opts_ = [] {
+    _service_options_t opts;
+    parseServiceOptions(nullptr, nullptr, &opts);
+    return opts;
+  }();
+};
+
+TEST_F(WriteRules, TestModeMakesLeavesOfTheTypeThatTheirNameAsksFor) {
+  const struct {
+    const char* path;
+    const char* text;
+    const char* reply;
+    data_type_t type;
+  } kCases[] = {
+      {"/P:Units", "amperes", "amperes", DATA_STRING},
+      {"/P:.AlarmHighLimit", "253", "253", DATA_REAL},
+      {"/P:.AlarmEnable", "TRUE", "true", DATA_BOOLEAN},
+      {"/P:.AlarmDelay", "17", "17", DATA_INTEGER},
+      {"/New/Node", "7", "7", DATA_STRING},
+      {"/New/Node:Maximum", "x", "x", DATA_STRING},
+      {"/P:HasHistory", "true", "true", DATA_BOOLEAN},
+      {"/P:HasHistory", "false",
+       "? 11 Illegal Attribute : Attribute HasHistory is automatically set to false", DATA_BOOLEAN},
+      {"/P:.AlarmLowLimit", "low", "? 12 Bad Value Format : Could not transform low", DATA_NONE},
+      {"/P:Reference", "x",
+       "? 11 Illegal Attribute : Automatic Attribute Reference is not Writable", DATA_NONE},
+      {"/P:Units[0]", "x", "? 16 Write Failed : CDS write access failed", DATA_STRING},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(set(c.path, c.text), c.reply) << c.path;
+    EXPECT_EQ(typeOf(c.path), c.type) << c.path;
+  }
+  EXPECT_EQ(present("/P:Units"), "amperes");
+}
+
+TEST_F(WriteRules, ANewValueTypeConvertsTheValueOrZeroesIt) {
+  const struct {
+    CElement before;
+    const char* valueType;
+    data_type_t type;
+    const char* after;
+  } kCases[] = {
+      {CElement(230.5), "Integer", DATA_INTEGER, "230"},
+      {CElement(3e9), "Integer", DATA_INTEGER, "0"},
+      {CElement(-0.0 / 0.0), "Multistate", DATA_INTEGER, "0"},
+      {CElement(7), "Real", DATA_REAL, "7"},
+      {CElement(true), "real", DATA_REAL, "1"},
+      {CElement("12.5"), "Real", DATA_REAL, "12.5"},
+      {CElement("12 volts"), "Real", DATA_REAL, "0"},
+      {CElement("yes"), "Boolean", DATA_BOOLEAN, "false"},
+      {CElement("TRUE"), "Boolean", DATA_BOOLEAN, "true"},
+      {CElement(42), "String", DATA_STRING, "42"},
+      {CElement(42), "unheard of", DATA_STRING, "42"},
+  };
+  for (const auto& c : kCases) {
+    for (const pcd_tribool_t persist : {PCD_FALSE, PCD_TRUE}) {
+      StoreTest::set(global_->cdsApi, "/P", c.before, persist);
+      EXPECT_EQ(set("/P:ValueType", c.valueType), c.valueType);
+      EXPECT_EQ(typeOf("/P"), c.type) << c.valueType;
+      EXPECT_EQ(present("/P"), c.after) << c.valueType;
+      EXPECT_EQ(typeOf("/P:.AlarmOnValue"), c.type) << c.valueType;
+      EXPECT_EQ(present("/P:ValueType"), "Real") << "the type itself is left to the caller";
+    }
+  }
+  ASSERT_EQ(toolkit::admin::boot(), "");
+  EXPECT_EQ(typeOf("/P"), DATA_STRING) << "a durable value is converted durably";
+}
+
+TEST_F(WriteRules, ABatchOfTestModeReadsValuesByItsOwnTypesAndLabels) {
+  EXPECT_EQ(setMany({"/S", "/S:ValueType"}, {"On", "Multistate"}), (Texts{"On", "Multistate"}));
+  EXPECT_EQ(present("/S"), "1");
+  EXPECT_EQ(setMany({"/S:ValueType", "/S:PossibleValues", "/S"}, {"Multistate", "A;B;C", "C"}),
+            (Texts{"Multistate", "A;B;C", "C"}));
+  EXPECT_EQ(present("/S"), "2");
+  EXPECT_EQ(setMany({"/S:PossibleValues[0]", "/S:ValueType", "/S"}, {"D;E", "Multistate", "E"}),
+            (Texts{"? 16 Write Failed : CDS write access failed", "Multistate",
+                   "? 12 Bad Value Format : Cannot find PossibleValue match to write"}));
+  EXPECT_EQ(setMany({"/P:ValueType", "/P"}, {"Boolean", "TRUE"}), (Texts{"Boolean", "TRUE"}));
+  EXPECT_EQ(typeOf("/P"), DATA_BOOLEAN);
+}
+
+TEST_F(WriteRules, AClosedStoreAnswersWithErrorStrings) {
+  global_->cdsApi.close();
+  EXPECT_EQ(set("/P", "1"), "? 16 Write Failed : CDS write access failed");
+  EXPECT_EQ(setMany({"/P"}, {"1"}), Texts{"? 16 Write Failed : Attempt to write data failed"});
+  toolkit::CElement element;
+  std::string reply;
+  toolkit::CPath path("/P");
+  path.normalize();
+  _service_options_t opts;
+  parseServiceOptions(nullptr, nullptr, &opts);
+  EXPECT_EQ(GetWritableLeaf(&*global_, path, false, "1", element, reply, &opts), 1);
+  EXPECT_EQ(reply, "? 9 Node Not Found : CDS access failed");
+}
+
+}  // namespace
