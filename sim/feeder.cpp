@@ -80,7 +80,9 @@ Feeder::Feeder(std::uint64_t seed)
 
 void Feeder::step(double seconds, const Grid& grid, const Conditions& conditions) {
   measureVoltages(grid, conditions);
-  measureLoad(draw(seconds, grid, conditions));
+  Load load = draw(seconds, grid, conditions);
+  correctPowerFactor(load, conditions.powerFactorTarget);
+  measureLoad(load);
   warmUp(seconds, conditions);
   count(seconds, conditions);
   started_ = true;
@@ -117,6 +119,15 @@ Load Feeder::draw(double seconds, const Grid& grid, const Conditions& conditions
   return load;
 }
 
+// The bank takes reactive power away, down to what the target leaves.
+void Feeder::correctPowerFactor(Load& load, double target) {
+  if (target <= 0 || target > 1) return;
+  const double share = std::sqrt(1 - target * target) / target;
+  for (std::size_t i = 0; i < 3; ++i) {
+    load.reactive[i] = std::min(load.reactive[i], load.active[i] * share);
+  }
+}
+
 void Feeder::measureLoad(const Load& load) {
   reading_.load = load;
   for (std::size_t i = 0; i < 3; ++i) {
@@ -140,6 +151,9 @@ void Feeder::warmUp(double seconds, const Conditions& conditions) {
 }
 
 void Feeder::count(double seconds, const Conditions& conditions) {
+  const double keep = std::exp(-seconds / conditions.demandInterval);
+  reading_.powerDemand =
+      reading_.activePower + (reading_.powerDemand - reading_.activePower) * keep;
   reading_.activeEnergy += reading_.activePower * seconds / kHour;
   reading_.reactiveEnergy += reading_.reactivePower * seconds / kHour;
   if (conditions.live) reading_.operatingTime += seconds;

@@ -67,7 +67,8 @@ struct Reading {
   double frequency = 0;
   double unbalance = 0;    // percent
   double temperature = 0;  // degrees Celsius
-  // Counters: they go on from what they are set to.
+  // These go on from what they are set to.
+  double powerDemand = 0;  // active power, averaged over the demand interval
   double activeEnergy = 0;
   double reactiveEnergy = 0;
   double operatingTime = 0;
@@ -78,10 +79,12 @@ struct Reading {
 struct Conditions {
   double nominalVoltage = 230;  // phase to neutral
   double ratedCurrent = 100;
-  double voltageDrop = 0;  // share lost on the way to this feeder
-  bool live = true;        // voltage arrives
-  bool closed = true;      // its own breaker, behind the meter
-  Load downstream;         // what the feeders below draw
+  double demandInterval = 900;   // seconds
+  double powerFactorTarget = 0;  // what the capacitor bank corrects to; 0: there is none
+  double voltageDrop = 0;        // share lost on the way to this feeder
+  bool live = true;              // voltage arrives
+  bool closed = true;            // its own breaker, behind the meter
+  Load downstream;               // what the feeders below draw
 };
 
 class Feeder {
@@ -95,6 +98,7 @@ class Feeder {
  private:
   void measureVoltages(const Grid& grid, const Conditions& conditions);
   Load draw(double seconds, const Grid& grid, const Conditions& conditions);
+  static void correctPowerFactor(Load& load, double target);
   void measureLoad(const Load& load);
   void warmUp(double seconds, const Conditions& conditions);
   void count(double seconds, const Conditions& conditions);

@@ -43,11 +43,26 @@ const std::array kQuantities = {
     Quantity{"Frequency", [](Reading& r) -> double& { return r.frequency; }},
     Quantity{"VoltageUnbalance", [](Reading& r) -> double& { return r.unbalance; }},
     Quantity{"EnclosureTemperature", [](Reading& r) -> double& { return r.temperature; }},
+    Quantity{"PowerDemand", [](Reading& r) -> double& { return r.powerDemand; }, true},
     Quantity{"EnergyImported", [](Reading& r) -> double& { return r.activeEnergy; }, true},
     Quantity{"EnergyReactive", [](Reading& r) -> double& { return r.reactiveEnergy; }, true},
     Quantity{"OperatingTime", [](Reading& r) -> double& { return r.operatingTime; }, true},
     Quantity{"BreakerOperations", [](Reading& r) -> double& { return r.breakerOperations; }, true},
 };
+
+// Points that operators write and the simulation follows, where a device has them.
+struct Setpoint {
+  const char* name;
+  double Conditions::*condition;
+};
+
+constexpr std::array kSetpoints = {
+    Setpoint{"NominalVoltage", &Conditions::nominalVoltage},
+    Setpoint{"RatedCurrent", &Conditions::ratedCurrent},
+    Setpoint{"DemandInterval", &Conditions::demandInterval},
+    Setpoint{"PowerFactorTarget", &Conditions::powerFactorTarget},
+};
+constexpr double kLargestSetpoint = 1e6;
 
 // How many plain units one unit of the store is: "kilowatts" are 1000 watts.
 double scaleOf(const std::string& units) {
@@ -99,6 +114,14 @@ struct Installation::Point {
   double scale;
 };
 
+struct Installation::Setting {
+  double Conditions::*condition;
+  std::size_t index;  // in the batch
+  double scale;
+  double least;
+  double most;
+};
+
 struct Installation::Device {
   explicit Device(std::uint64_t seed) : feeder(seed) {}
 
@@ -108,7 +131,8 @@ struct Installation::Device {
   Feeder feeder;
   Conditions conditions;
   std::vector<Point> points;
-  std::size_t settings = 0;  // batch place of Breaker, NominalVoltage, RatedCurrent
+  std::vector<Setting> settings;
+  std::size_t breaker = 0;  // batch place
   std::int32_t closed = 1;
 };
 
@@ -136,9 +160,15 @@ void Installation::addDevice(const std::string& path, std::uint64_t seed) {
     device->points.push_back({&quantity, addPath(point), scale});
   }
   if (device->points.empty()) return;
-  device->settings = addPath(path + "/Breaker");
-  addPath(path + "/NominalVoltage");
-  addPath(path + "/RatedCurrent");
+  for (const Setpoint& setpoint : kSetpoints) {
+    const std::string point = path + "/" + setpoint.name;
+    const auto least = fetch(cds_, point + ":Minimum");
+    const auto most = fetch(cds_, point + ":Maximum");
+    device->settings.push_back(
+        {setpoint.condition, addPath(point), scaleOf(textOf(cds_, point + ":Units")),
+         least ? least->to_double() : 0, most ? most->to_double() : kLargestSetpoint});
+  }
+  device->breaker = addPath(path + "/Breaker");
   device->closed = closedState(cds_, path);
   devices_.push_back(std::move(device));
 }
@@ -157,18 +187,19 @@ bool Installation::readStore() {
   return cds_.get_leaves(paths_, statuses_, elements_, sources_) == 0;
 }
 
+// A setpoint outside its range, or that cannot be read, leaves things as they are.
 void Installation::readConditions(Device& device) {
-  const auto setting = [&](std::size_t offset) -> const CElement* {
-    const std::size_t at = device.settings + offset;
-    return statuses_[at] == API_SUCCESS ? &elements_[at] : nullptr;
-  };
   Conditions& conditions = device.conditions;
-  if (const auto* breaker = setting(0)) conditions.closed = breaker->to_int() == device.closed;
-  const auto* nominal = setting(1);
-  if (nominal != nullptr && nominal->to_double() > 0)
-    conditions.nominalVoltage = nominal->to_double();
-  const auto* rated = setting(2);
-  if (rated != nullptr && rated->to_double() > 0) conditions.ratedCurrent = rated->to_double();
+  for (const Setting& setting : device.settings) {
+    const double value = elements_[setting.index].to_double();
+    if (statuses_[setting.index] == API_SUCCESS && value > 0 && value >= setting.least &&
+        value <= setting.most) {
+      conditions.*setting.condition = value * setting.scale;
+    }
+  }
+  if (statuses_[device.breaker] == API_SUCCESS) {
+    conditions.closed = elements_[device.breaker].to_int() == device.closed;
+  }
   const Device* parent = device.parent;
   conditions.live = parent == nullptr || (parent->conditions.live && parent->conditions.closed);
   conditions.voltageDrop = kDropPerLevel * device.depth;

@@ -32,6 +32,7 @@ class Installation {
  private:
   struct Device;
   struct Point;
+  struct Setting;
 
   void addDevice(const std::string& path, std::uint64_t seed);
   void linkParents();

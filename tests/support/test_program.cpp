@@ -2,9 +2,11 @@
 
 #include <fcntl.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -63,6 +65,7 @@ pid_t startProcess(const fs::path& folder, const std::string& program,
   words.push_back(nullptr);
   const pid_t child = fork();
   if (child == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that crashes leaves nothing running
     if (prepare) {
       prepare();
     }
