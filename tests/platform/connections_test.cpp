@@ -1,7 +1,5 @@
 #include <netinet/in.h>
 
-#include <algorithm>
-
 #include "store_fixture.h"
 #include "toolkit/connxns.h"
 
@@ -11,12 +9,10 @@ using toolkit::CElement;
 
 namespace {
 
-constexpr const char* kTable = "/Software/Connections/Me";
-
 class Connections : public StoreTest {
  protected:
   Connections() {
-    import({leaf(std::string(kTable) + "/99/Address", "Value", CElement("of an earlier process"))});
+    import({leaf("/Table/99/Address", "Value", CElement("of an earlier process"))});
     cds_.init();
   }
 
@@ -26,11 +22,10 @@ class Connections : public StoreTest {
   std::uint32_t find(const std::string& address) {
     return table_.FindUpdateConnxn(address, nullptr);
   }
-  std::string text(const std::string& path) { return StoreTest::text(cds_, kTable + path); }
 
   CCds cds_;
   std::int32_t now_ = 1000;
-  CCDS_Connxns table_{cds_, kTable, nullptr, [this] { return now_; }};
+  CCDS_Connxns table_{cds_, "/Table", nullptr, [this] { return now_; }};
 };
 
 TEST_F(Connections, AreFoundByAddressAndPublished) {
@@ -38,20 +33,18 @@ TEST_F(Connections, AreFoundByAddressAndPublished) {
   const std::uint32_t id = add("192.0.2.1");
   EXPECT_NE(id, 0U);
   EXPECT_EQ(find("192.0.2.1"), id);
-  EXPECT_EQ(text(":Children"), std::to_string(id)) << "the earlier process's are gone";
-  const std::string node = "/" + std::to_string(id);
-  for (const auto& [name, value] : {std::pair("/Protocol", "https"),
-                                    {"/Address", "192.0.2.1"},
-                                    {"/HostName", "host"},
-                                    {"/User", "admin"}}) {
-    EXPECT_EQ(text(node + name), value);
-  }
+  EXPECT_EQ(text(cds_, "/Table:Children"), std::to_string(id)) << "the earlier process's are gone";
+  const std::string node = "/Table/" + std::to_string(id);
+  EXPECT_EQ(text(cds_, node + "/Protocol"), "https");
+  EXPECT_EQ(text(cds_, node + "/Address"), "192.0.2.1");
+  EXPECT_EQ(text(cds_, node + "/HostName"), "host");
+  EXPECT_EQ(text(cds_, node + "/User"), "admin");
   const std::uint32_t again = add("192.0.2.1");
   EXPECT_NE(again, id);
-  EXPECT_EQ(text(":Children"), std::to_string(again));
+  EXPECT_EQ(text(cds_, "/Table:Children"), std::to_string(again));
   table_.RemoveAllConnxns();
   EXPECT_EQ(table_.size(), 0U);
-  EXPECT_EQ(text(":Children"), "status 2");
+  EXPECT_EQ(text(cds_, "/Table:Children"), "status 2");
 }
 
 TEST_F(Connections, SilentOnesAreDropped) {
@@ -64,49 +57,42 @@ TEST_F(Connections, SilentOnesAreDropped) {
   table_.CheckAllConnxns();
   EXPECT_EQ(find("a"), 0U);
   EXPECT_EQ(find("b"), b);
-  EXPECT_EQ(text(":Children"), std::to_string(b));
+  EXPECT_EQ(text(cds_, "/Table:Children"), std::to_string(b));
 }
 
 TEST_F(Connections, TheTableHoldsTheLatest1024) {
-  for (std::size_t i = 0; i < CCDS_Connxns::kMaxConnections; ++i) {
+  for (int i = 0; i < 1024; ++i) {
     add("client " + std::to_string(i));
   }
   now_ += 1;
   find("client 0");
   add("one more");
-  EXPECT_EQ(table_.size(), CCDS_Connxns::kMaxConnections);
+  EXPECT_EQ(table_.size(), 1024U);
   EXPECT_NE(find("client 0"), 0U);
   EXPECT_EQ(find("client 1"), 0U);
 }
 
 TEST_F(Connections, AStoreThatRefusesCostsOnlyThePublication) {
   cds_.close();
-  const std::uint32_t id = add("a");
-  EXPECT_NE(id, 0U);
-  EXPECT_EQ(find("a"), id);
+  EXPECT_NE(add("a"), 0U);
+  EXPECT_NE(find("a"), 0U);
   table_.CheckAllConnxns();
   table_.RemoveAllConnxns();
 }
 
 TEST(HostLookup, ParsesAddressesAndReadsTheHostsFile) {
-  const struct {
-    const char* address;
-    int family;
-    const char* name;
-  } kCases[] = {{"192.0.2.77", AF_INET, "192.0.2.77"},
-                {"2001:db8::77", AF_INET6, "2001:db8::77"},
-                {"127.0.0.1", AF_INET, "localhost"},
-                {"no.address.example", AF_UNSPEC, "no.address.example"},
-                {"", AF_UNSPEC, ""},
-                {"1.2.3", AF_UNSPEC, "1.2.3"}};
-  for (const auto& c : kCases) {
+  const std::tuple<const char*, int, const char*> kCases[] = {
+      {"192.0.2.77", AF_INET, "192.0.2.77"},      {"127.0.0.1", AF_INET, "localhost"},
+      {"2001:db8::77", AF_INET6, "2001:db8::77"}, {"1.2.3", AF_UNSPEC, "1.2.3"},
+      {"no.example", AF_UNSPEC, "no.example"},    {"", AF_UNSPEC, ""}};
+  for (const auto& [text, family, name] : kCases) {
     sockaddr_storage address = {};
     std::string name1;
     std::string name2 = "before";
-    const int result = CCDS_Connxns::HostLookup(c.address, 2, address, name1, name2, nullptr);
-    EXPECT_EQ(result == 0, c.family != AF_UNSPEC) << c.address;
-    EXPECT_EQ(address.ss_family, c.family) << c.address;
-    EXPECT_EQ(name1, c.name);
+    const int result = CCDS_Connxns::HostLookup(text, 2, address, name1, name2, nullptr);
+    EXPECT_EQ(result == 0, family != AF_UNSPEC) << text;
+    EXPECT_EQ(address.ss_family, family) << text;
+    EXPECT_EQ(name1, name);
   }
 }
 

@@ -3,101 +3,59 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
+#include <cstdint>
 
 using toolkit::CElement;
 
 namespace {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-constexpr auto kMaxInt = std::numeric_limits<std::int32_t>::max();
-constexpr auto kMinInt = std::numeric_limits<std::int32_t>::min();
-constexpr auto kMaxInt64 = std::numeric_limits<std::int64_t>::max();
-constexpr auto kMinInt64 = std::numeric_limits<std::int64_t>::min();
-
 TEST(Element, Texts) {
-  const std::pair<CElement, const char*> kCases[] = {
-      {CElement(), ""},
-      {CElement(true), "true"},
-      {CElement(kMinInt), "-2147483648"},
-      {CElement(2, DATA_ENUMERATED), "2"},
-      {CElement(kMaxInt64), "9223372036854775807"},
-      {CElement(230.123456789), "230.123"},
-      {CElement(1e6), "1e+06"},
-      {CElement(-0.0001), "-0.0001"},
-      {CElement(100000.0), "100000"},
-      {CElement(kInfinity), "inf"},
-      {CElement(-kInfinity), "-inf"},
-      {CElement(kNan), "nan"},
-      {CElement(-kNan), "nan"},
-      {CElement(timeval{1700000000, 250}), "1700000000.000250"},
-      {CElement(timeval{0, 99999999}), "0.999999"},
-      {CElement("é 漢 😀"), "é 漢 😀"},
+  const std::tuple<CElement, int, const char*> kCases[] = {
+      {CElement(3.14159265358979311600), -5, "3"},
+      {CElement(3.14159265358979311600), 3, "3.14"},
+      {CElement(3.14159265358979311600), 1000000, "3.1415926535897931"},
+      {CElement(1e6), 6, "1e+06"},
+      {CElement(-NAN), 6, "nan"},
+      {CElement(timeval{1700000000, 250}), 6, "1700000000.000250"},
+      {CElement(timeval{0, 99999999}), 6, "0.999999"},
   };
-  for (const auto& [element, text] : kCases) {
-    EXPECT_EQ(element.to_string(), text);
+  for (const auto& [element, precision, text] : kCases) {
+    EXPECT_EQ(element.to_string(precision), text);
   }
-  const std::pair<int, const char*> kPrecisions[] = {{-5, "3"},
-                                                     {0, "3"},
-                                                     {1, "3"},
-                                                     {3, "3.14"},
-                                                     {17, "3.1415926535897931"},
-                                                     {1000000, "3.1415926535897931"}};
-  for (const auto& [precision, text] : kPrecisions) {
-    EXPECT_EQ(CElement(3.14159265358979311600).to_string(precision), text) << precision;
-  }
+  EXPECT_EQ(CElement(230.123456789).to_string(), "230.123");
 }
 
 TEST(Element, ConversionsAreTotalAndSaturate) {
-  const struct {
-    CElement element;
-    bool asBool;
-    std::int32_t asInt;
-    std::uint32_t asUint;
-    std::int64_t asInt64;
-    double asDouble;
-  } kCases[] = {
-      {CElement(), false, 0, 0, 0, 0},
-      {CElement(true), true, 1, 1, 1, 1},
-      {CElement(-7), true, -7, 0, -7, -7},
-      {CElement(kMaxInt64), true, kMaxInt, 4294967295U, kMaxInt64, 9223372036854775807.0},
-      {CElement(-2.9), true, -2, 0, -2, -2.9},
-      {CElement(1e300), true, kMaxInt, 4294967295U, kMaxInt64, 1e300},
-      {CElement(-kInfinity), true, kMinInt, 0, kMinInt64, -kInfinity},
-      {CElement(9223372036854775808.0), true, kMaxInt, 4294967295U, kMaxInt64,
-       9223372036854775808.0},
-      {CElement(timeval{5, 500000}), true, 5, 5, 5, 5.5},
-      {CElement("TRUE"), true, 0, 0, 0, 0},
-      {CElement("false"), false, 0, 0, 0, 0},
-      {CElement("12abc"), false, 0, 0, 0, 0},
-      {CElement(""), false, 0, 0, 0, 0},
-      {CElement(" 12"), false, 0, 0, 0, 0},
-      {CElement("+12"), true, 12, 12, 12, 12},
-      {CElement("+-12"), false, 0, 0, 0, 0},
-      {CElement("-2.5"), true, -2, 0, -2, -2.5},
-      {CElement("99999999999999999999"), true, kMaxInt, 4294967295U, kMaxInt64, 1e20},
-      {CElement("-99999999999999999999"), true, kMinInt, 0, kMinInt64, -1e20},
-      {CElement("1e999"), true, kMaxInt, 4294967295U, kMaxInt64, kInfinity},
-      {CElement("1e-999"), false, 0, 0, 0, 0},
+  const std::tuple<CElement, bool, std::int32_t, std::int64_t, double> kCases[] = {
+      {CElement(), false, 0, 0, 0},
+      {CElement(INT64_MAX), true, INT32_MAX, INT64_MAX, 9223372036854775807.0},
+      {CElement(-2.9), true, -2, -2, -2.9},
+      {CElement(-HUGE_VAL), true, INT32_MIN, INT64_MIN, -HUGE_VAL},
+      {CElement(9223372036854775808.0), true, INT32_MAX, INT64_MAX, 9223372036854775808.0},
+      {CElement(timeval{5, 500000}), true, 5, 5, 5.5},
+      {CElement("TRUE"), true, 0, 0, 0},
+      {CElement("12abc"), false, 0, 0, 0},
+      {CElement(" 12"), false, 0, 0, 0},
+      {CElement("+12"), true, 12, 12, 12},
+      {CElement("+-12"), false, 0, 0, 0},
+      {CElement("-99999999999999999999"), true, INT32_MIN, INT64_MIN, -1e20},
+      {CElement("1e999"), true, INT32_MAX, INT64_MAX, HUGE_VAL},
+      {CElement("1e-999"), false, 0, 0, 0},
   };
-  for (const auto& c : kCases) {
-    const std::string text = c.element.to_string();
-    EXPECT_EQ(c.element.to_bool(), c.asBool) << text;
-    EXPECT_EQ(c.element.to_int(), c.asInt) << text;
-    EXPECT_EQ(c.element.to_uint(), c.asUint) << text;
-    EXPECT_EQ(c.element.to_int64(), c.asInt64) << text;
-    EXPECT_EQ(c.element.to_double(), c.asDouble) << text;
+  for (const auto& [element, asBool, asInt, asInt64, asDouble] : kCases) {
+    const std::string text = element.to_string();
+    EXPECT_EQ(element.to_bool(), asBool) << text;
+    EXPECT_EQ(element.to_int(), asInt) << text;
+    EXPECT_EQ(element.to_int64(), asInt64) << text;
+    EXPECT_EQ(element.to_double(), asDouble) << text;
   }
-  EXPECT_EQ(CElement(kNan).to_int64(), 0);
+  EXPECT_EQ(CElement(NAN).to_int64(), 0);
+  EXPECT_EQ(CElement(-7).to_uint(), 0U);
+  EXPECT_EQ(CElement(INT64_MAX).to_uint(), UINT32_MAX);
 }
 
 TEST(Element, ConvertTypeKeepsTheTime) {
-  const struct {
-    CElement from;
-    data_type_t type;
-    CElement to;
-  } kCases[] = {
+  const std::tuple<CElement, data_type_t, CElement> kCases[] = {
       {CElement("true"), DATA_BOOLEAN, CElement(true)},
       {CElement("3"), DATA_ENUMERATED, CElement(3, DATA_ENUMERATED)},
       {CElement(3.7), DATA_INTEGER, CElement(3)},
@@ -109,34 +67,30 @@ TEST(Element, ConvertTypeKeepsTheTime) {
       {CElement("8"), DATA_INTEGER64, CElement(std::int64_t{8})},
       {CElement(7), DATA_NONE, CElement()},
       {CElement(7), DATA_SAME_AS_VALUE, CElement(7)},
-      {CElement(kNan), DATA_REAL, CElement(kNan)},
   };
-  for (const auto& c : kCases) {
-    CElement element = c.from;
-    CElement expected = c.to;
+  for (auto [element, type, expected] : kCases) {
     element.set_time({5, 6});
     expected.set_time({5, 6});
-    element.convert_type(c.type);
-    EXPECT_EQ(element, expected) << c.from.to_string();
+    element.convert_type(type);
+    EXPECT_EQ(element, expected) << expected.to_string();
   }
+}
+
+TEST(Element, ComparisonCountsTypeAndTime) {
   CElement later = CElement(7);
   later.set_time({0, 1});
-  EXPECT_FALSE(later == CElement(7)) << "the time stamp counts";
-  EXPECT_FALSE(CElement(7) == CElement(7, DATA_ENUMERATED)) << "the type counts";
+  EXPECT_FALSE(later == CElement(7));
+  EXPECT_FALSE(CElement(7) == CElement(7, DATA_ENUMERATED));
+  EXPECT_EQ(CElement(NAN), CElement(NAN));
 }
 
 TEST(Element, SplitGivesOnePieceMoreThanSeparators) {
   using Texts = std::vector<std::string>;
-  const std::pair<const char*, Texts> kCases[] = {{"", {""}},
-                                                  {"a", {"a"}},
-                                                  {"a;b", {"a", "b"}},
-                                                  {";", {"", ""}},
-                                                  {"a;;b;", {"a", "", "b", ""}}};
   Texts pieces = {"before"};
-  for (const auto& [text, expected] : kCases) {
-    CElement::split_string(pieces, text, ';');
-    EXPECT_EQ(pieces, expected) << text;
-  }
+  CElement::split_string(pieces, "", ';');
+  EXPECT_EQ(pieces, Texts{""});
+  CElement::split_string(pieces, "a;;b;", ';');
+  EXPECT_EQ(pieces, (Texts{"a", "", "b", ""}));
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 using toolkit::CCds;
 using toolkit::CPath;
-using toolkit::admin::Model;
 
 namespace {
 
@@ -18,55 +17,32 @@ class Rights : public StoreTest {
   }
 
   static void use(std::vector<toolkit::admin::Right> rights) {
-    Model model;
-    model.rights = std::move(rights);
-    ASSERT_EQ(toolkit::admin::importModel(model, true), "");
+    ASSERT_EQ(toolkit::admin::importModel({std::move(rights), {}, {}}, true), "");
   }
 
   // Letters of the rights that the caller has.
   static std::string rights(const char* user, const std::string& text) {
-    if (user != nullptr) {
-      setenv("REMOTE_USER", user, 1);
-    } else {
-      unsetenv("REMOTE_USER");
-    }
-    CPath path(text);
-    path.normalize();
-    std::string letters;
-    letters += path.is_read_authorized() ? "r" : "";
-    letters += path.is_write_authorized() ? "w" : "";
-    letters += path.is_remove_authorized() ? "d" : "";
-    letters += path.is_reset_authorized() ? "x" : "";
-    return letters;
+    setenv("REMOTE_USER", user, 1);
+    const CPath path = normalized(text);
+    return std::string(path.is_read_authorized() ? "r" : "") +
+           (path.is_write_authorized() ? "w" : "") + (path.is_remove_authorized() ? "d" : "") +
+           (path.is_reset_authorized() ? "x" : "");
   }
 };
 
 TEST_F(Rights, TheLongestPathDecidesAndAUsersRowBeatsAnybodys) {
-  const struct {
-    const char* user;
-    const char* path;
-    const char* rights;
-  } kCases[] = {
-      {nullptr, "/", "r"},
-      {"", "/Dev1", "r"},
-      {"*", "/Dev1", "r"},
-      {"stranger", "/Dev1/Va", "r"},
-      {"admin", "/", "rwd"},
-      {"admin", "/Dev1/Va:Units", "rwd"},
-      {"operator", "/Dev1", "rw"},
-      {"operator", "/Dev1/Va/Value", "rw"},
-      {"operator", "/Dev10", "r"},
-      {"operator", "/Dev1/Private", ""},
-      {"operator", "/Dev1/Private/Deep/Below", ""},
-      {nullptr, "/Dev1/Private", ""},
-      {"admin", "/Dev1/Private", "rx"},
-      {"admin", "/Dev1/Private/Open", "r"},
-      {"admin", "/Dev1/Privateer", "rwd"},
-      {"Operator", "/Dev1", "r"},
-  };
-  for (const auto& c : kCases) {
-    EXPECT_EQ(rights(c.user, c.path), c.rights)
-        << (c.user == nullptr ? "no user" : c.user) << " at " << c.path;
+  EXPECT_TRUE(normalized("/Dev1").is_read_authorized()) << "anonymous";
+  EXPECT_FALSE(normalized("/Dev1").is_write_authorized()) << "anonymous";
+  const std::tuple<const char*, const char*, const char*> kCases[] = {
+      {"operator", "/Dev1", "rw"},          {"Operator", "/Dev1", "r"},
+      {"operator", "/Dev10", "r"},          {"*", "/Dev1", "r"},
+      {"operator", "/Dev1/Va/Value", "rw"}, {"stranger", "/Dev1/Va", "r"},
+      {"operator", "/Dev1/Private", ""},    {"operator", "/Dev1/Private/Deep/Below", ""},
+      {"admin", "/Dev1/Va:Units", "rwd"},   {"admin", "/", "rwd"},
+      {"admin", "/Dev1/Private", "rx"},     {"admin", "/Dev1/Private/Open", "r"},
+      {"admin", "/Dev1/Privateer", "rwd"},  {"", "/Dev1/Private", ""}};
+  for (const auto& [user, path, expected] : kCases) {
+    EXPECT_EQ(rights(user, path), expected) << user << " at " << path;
   }
 }
 
@@ -82,10 +58,7 @@ TEST_F(Rights, ChangesCountAtOnceAlsoFromAnotherProcess) {
 }
 
 TEST_F(Rights, OutliveTheClientAndFollowTheEnvironment) {
-  {
-    CCds cds;
-    cds.close();
-  }
+  CCds().close();
   EXPECT_EQ(rights("operator", "/Dev1"), "rw");
   setenv("TOOLKIT_RUN", (folder() / "elsewhere").c_str(), 1);
   EXPECT_EQ(rights("operator", "/Dev1"), "") << "no store there";

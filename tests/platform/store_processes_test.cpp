@@ -6,7 +6,6 @@
 #include "store/store.h"
 #include "store_fixture.h"
 
-namespace fs = std::filesystem;
 using toolkit::CCds;
 using toolkit::CElement;
 using toolkit::CPath;
@@ -18,21 +17,12 @@ class StoreProcesses : public StoreTest {
  protected:
   static constexpr int kBatch = 200;
 
-  StoreProcesses() { import(leaves(kBatch, 0)); }
+  StoreProcesses() { import(leaves("/Table/N", kBatch, CElement(0))); }
 
-  static std::string node(int i) { return "/Table/N" + std::to_string(i); }
-  static std::vector<toolkit::admin::ModelLeaf> leaves(int count, int value) {
-    std::vector<toolkit::admin::ModelLeaf> leaves;
-    leaves.reserve(static_cast<std::size_t>(count));
-    for (int i = 0; i < count; ++i) {
-      leaves.push_back(leaf(node(i), "Value", CElement(value)));
-    }
-    return leaves;
-  }
   static std::vector<CPath> batchPaths() {
     std::vector<CPath> paths;
     for (int i = 0; i < kBatch; ++i) {
-      paths.emplace_back(node(i)).normalize();
+      paths.emplace_back("/Table/N" + std::to_string(i)).normalize();
     }
     return paths;
   }
@@ -45,42 +35,35 @@ class StoreProcesses : public StoreTest {
   // The value that all leaves of the batch have; -1 when they differ or cannot be read.
   static int readBatch(CCds& cds) {
     static const std::vector<CPath> paths = batchPaths();
-    std::vector<api_status_t> statuses;
-    std::vector<CElement> elements;
-    std::vector<element_property_t> sources;
-    if (cds.get_leaves(paths, statuses, elements, sources) != 0 ||
-        statuses != std::vector(kBatch, API_SUCCESS)) {
-      return -1;
-    }
-    const bool same = std::all_of(elements.begin(), elements.end(),
-                                  [&](const CElement& element) { return element == elements[0]; });
+    const auto [result, statuses, elements, sources] = read(cds, paths);
+    const bool same = result == 0 && statuses == std::vector(kBatch, API_SUCCESS) &&
+                      elements == std::vector(kBatch, elements[0]);
     return same ? elements[0].to_int() : -1;
   }
-  void removeLive() const { fs::remove_all(folder() / "run"); }
-  static std::string meta(const char* key) {
-    std::string error;
-    const auto live = store::Store::openLive(error);
-    store::ReadTransaction transaction(*live);
-    return std::string(transaction.get(store::Table::kMeta, key).value_or("absent"));
+  // So much that building the live half takes a while.
+  static void importLarge() { import(leaves("/Table/N", 20000, CElement(5))); }
+  void removeLive() const { std::filesystem::remove_all(folder() / "run"); }
+  static int checkLarge() {
+    CCds cds;
+    return readBatch(cds) == 5 && text(cds, "/Table/N19999") == "5" ? 0 : 1;
   }
 };
 
 TEST_F(StoreProcesses, GrowthIsFollowed) {
   CCds cds;
   ASSERT_EQ(readBatch(cds), 0);
-  const std::string large(1 << 20, 'x');
+  const CElement large(std::string(1 << 20, 'x'));
   ChildProcess writer([&] {
     CCds own;
+    bool done = true;
     for (int i = 0; i < 40; ++i) {
-      if (set(own, "/Large/L" + std::to_string(i), CElement(large), PCD_TRUE) != API_SUCCESS) {
-        return 1;
-      }
+      done = done && set(own, "/L" + std::to_string(i), large, PCD_TRUE) == API_SUCCESS;
     }
-    return 0;
+    return done ? 0 : 1;
   });
   ASSERT_EQ(writer.wait(), 0);
-  EXPECT_EQ(text(cds, "/Large/L39"), large);
-  EXPECT_EQ(set(cds, "/Large/More", CElement(large), PCD_TRUE), API_SUCCESS);
+  EXPECT_EQ(text(cds, "/L39"), large.to_string());
+  EXPECT_EQ(set(cds, "/More", large, PCD_TRUE), API_SUCCESS);
   EXPECT_EQ(readBatch(cds), 0);
 }
 
@@ -89,31 +72,27 @@ TEST_F(StoreProcesses, WritersOfSeveralProcessesDoNotLoseUpdates) {
   const auto write = [](const char* folder) {
     return [folder] {
       CCds cds;
+      bool done = true;
       for (int i = 0; i < kWrites; ++i) {
-        const pcd_tribool_t persist = i % 10 == 0 ? PCD_TRUE : PCD_FALSE;
-        if (set(cds, folder + std::to_string(i), CElement(i), persist) != API_SUCCESS) {
-          return 1;
-        }
+        done = done && set(cds, folder + std::to_string(i), CElement(i),
+                           i % 10 == 0 ? PCD_TRUE : PCD_FALSE) == API_SUCCESS;
       }
-      return 0;
+      return done ? 0 : 1;
     };
   };
   ChildProcess first(write("/First/N"));
   ChildProcess second(write("/Second/N"));
   ASSERT_EQ(first.wait() + second.wait(), 0);
   CCds cds;
-  for (const std::string path : {"/First", "/Second"}) {
+  for (const char* parent : {"/First", "/Second"}) {
     std::vector<std::string> children;
-    CPath parent(path);
-    parent.normalize();
-    EXPECT_EQ(parent.getChildPaths(cds, children), 0);
+    normalized(parent).getChildPaths(cds, children);
     EXPECT_EQ(children.size(), kWrites);
   }
 }
 
 TEST_F(StoreProcesses, RacedBootBuildsOnceAndIsNeverSeenHalfDone) {
-  import(leaves(20000, 5));
-  const std::string before = meta("rights-generation");
+  importLarge();
   for (int round = 0; round < 5; ++round) {
     removeLive();
     Signal ready;
@@ -121,8 +100,7 @@ TEST_F(StoreProcesses, RacedBootBuildsOnceAndIsNeverSeenHalfDone) {
     const auto starter = [&] {
       ready.raise();
       go.await();
-      CCds cds;
-      return readBatch(cds) == 5 && text(cds, node(19999)) == "5" ? 0 : 1;
+      return checkLarge();
     };
     ChildProcess first(starter);
     ChildProcess second(starter);
@@ -131,24 +109,21 @@ TEST_F(StoreProcesses, RacedBootBuildsOnceAndIsNeverSeenHalfDone) {
     go.raise();
     EXPECT_EQ(first.wait(), 0);
     EXPECT_EQ(second.wait(), 0);
-    EXPECT_EQ(meta("rights-generation"), "1") << "each build counts it up";
+    std::string error;
+    const auto live = store::Store::openLive(error);
+    EXPECT_EQ(store::ReadTransaction(*live).get(store::Table::kMeta, "rights-generation"), "1")
+        << "each build counts it up";
   }
 }
 
 TEST_F(StoreProcesses, AKilledBuilderLeavesNothingBehind) {
-  import(leaves(20000, 5));
+  importLarge();
   for (int round = 0; round < 12; ++round) {
     removeLive();
-    ChildProcess builder([] {
-      CCds cds;
-      return 0;
-    });
+    ChildProcess builder(checkLarge);
     std::this_thread::sleep_for(std::chrono::milliseconds(round * 2));
     builder.kill();
-    ChildProcess next([] {
-      CCds cds;
-      return readBatch(cds) == 5 && text(cds, node(19999)) == "5" ? 0 : 1;
-    });
+    ChildProcess next(checkLarge);
     ASSERT_EQ(next.wait(), 0) << round;
   }
 }

@@ -1,10 +1,7 @@
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <limits>
-#include <sstream>
+#include <algorithm>
+#include <cstdint>
 
 #include "store_fixture.h"
 #include "toolkit/event.h"
@@ -13,32 +10,21 @@
 
 namespace {
 
-constexpr auto kMax = std::numeric_limits<std::int64_t>::max();
-constexpr auto kMin = std::numeric_limits<std::int64_t>::min();
-
 TEST(Time, ConversionsAreTotal) {
-  const struct {
-    std::int64_t time;
-    timeval unixTime;
-  } kCases[] = {{0, {0, 0}},
-                {1700000000250000, {1700000000, 250000}},
-                {-1, {-1, 999999}},
-                {-1000000, {-1, 0}},
-                {kMax, {9223372036854, 775807}},
-                {kMin, {-9223372036855, 224192}}};
-  for (const auto& c : kCases) {
-    timeval unixTime = {};
-    EXPECT_EQ(qel_QELtoUNIXtime64(c.time, &unixTime), 0);
-    EXPECT_EQ(unixTime.tv_sec, c.unixTime.tv_sec) << c.time;
-    EXPECT_EQ(unixTime.tv_usec, c.unixTime.tv_usec) << c.time;
+  const std::pair<std::int64_t, timeval> kBothWays[] = {
+      {1700000000250000, {1700000000, 250000}}, {-1, {-1, 999999}}, {-1000000, {-1, 0}}};
+  const std::pair<std::int64_t, timeval> kSaturating[] = {{INT64_MAX, {INT64_MAX, 0}},
+                                                          {INT64_MIN, {INT64_MIN, 0}},
+                                                          {INT64_MAX, {9223372036854, 999999}}};
+  for (const auto& [time, unixTime] : kBothWays) {
+    timeval converted = {};
+    EXPECT_EQ(qel_QELtoUNIXtime64(time, &converted), 0);
+    EXPECT_EQ(converted.tv_sec, unixTime.tv_sec) << time;
+    EXPECT_EQ(converted.tv_usec, unixTime.tv_usec) << time;
+    EXPECT_EQ(qel_UNIXtoQELtime64(&unixTime), time);
   }
-  const std::pair<timeval, std::int64_t> kSaturating[] = {{{1700000000, 250000}, 1700000000250000},
-                                                          {{-1, 999999}, -1},
-                                                          {{kMax, 0}, kMax},
-                                                          {{kMin, 0}, kMin},
-                                                          {{9223372036854, 999999}, kMax}};
-  for (const auto& [unixTime, expected] : kSaturating) {
-    EXPECT_EQ(qel_UNIXtoQELtime64(&unixTime), expected);
+  for (const auto& [time, unixTime] : kSaturating) {
+    EXPECT_EQ(qel_UNIXtoQELtime64(&unixTime), time);
   }
 }
 
@@ -52,18 +38,14 @@ TEST(Time, LocalTimeFollowsTheZone) {
 }
 
 TEST(SourceString, NamesUserAndAddress) {
-  const struct {
-    const char* user;
-    const char* address;
-    const char* expected;
-  } kCases[] = {{"admin", "192.0.2.1", "Web-Services: admin@192.0.2.1"},
-                {"", "192.0.2.1", "Web-Services: anonymous@192.0.2.1"},
-                {"admin", "", "Web-Services: admin"}};
-  for (const auto& c : kCases) {
-    std::string source;
-    toolkit::CEvent::format_source_string(source, "Web-Services", c.user, c.address);
-    EXPECT_EQ(source, c.expected);
-  }
+  const auto source = [](const char* user, const char* address) {
+    std::string text;
+    toolkit::CEvent::format_source_string(text, "WS", user, address);
+    return text;
+  };
+  EXPECT_EQ(source("admin", "192.0.2.1"), "WS: admin@192.0.2.1");
+  EXPECT_EQ(source("", "192.0.2.1"), "WS: anonymous@192.0.2.1");
+  EXPECT_EQ(source("admin", ""), "WS: admin");
 }
 
 class Log : public testing::Test {
@@ -73,11 +55,10 @@ class Log : public testing::Test {
 
   std::filesystem::path file() const { return folder_.path() / "log"; }
   std::vector<std::string> lines() const {
-    std::ifstream in(file());
     std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);) {
-      lines.push_back(line);
-    }
+    toolkit::CElement::split_string(lines, contentsOf(file()), '\n');
+    EXPECT_EQ(lines.back(), "") << "a line ends";
+    lines.pop_back();
     return lines;
   }
 
@@ -105,11 +86,9 @@ TEST_F(Log, LinesHaveTimeProgramAndSeverityAndTheLevelCounts) {
 }
 
 TEST_F(Log, ClientsTextForgesNoLineAndIsCut) {
-  {
-    toolkit::CSysLog log("prog", 1, false, false, false);
-    log.err(0, "%s", "a\nfake: b\x1b[31m\x7f é");
-    log.err(0, "%s", std::string(10000, 'x').c_str());
-  }
+  toolkit::CSysLog log("prog", 1, false, false, false);
+  log.err(0, "%s", "a\nfake: b\x1b[31m\x7f é");
+  log.err(0, "%s", std::string(10000, 'x').c_str());
   const auto found = lines();
   ASSERT_EQ(found.size(), 2U);
   EXPECT_NE(found[0].find(" prog error: a?fake: b?[31m? é"), std::string::npos) << found[0];
@@ -120,9 +99,6 @@ TEST_F(Log, WithoutAPlaceToWriteNothingFails) {
   setenv("TOOLKIT_LOG", "/nowhere/log", 1);
   toolkit::CSysLog lost("prog", 1, false, true, true);
   lost.err(0, "lost");
-  unsetenv("TOOLKIT_LOG");
-  toolkit::CSysLog system("prog", 1, false, true, true);
-  system.err(9, "above the level");
 }
 
 }  // namespace

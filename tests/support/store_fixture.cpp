@@ -56,6 +56,31 @@ bool Signal::await() const {
   return poll(&reader, 1, kMilliseconds) == 1 && read(ends_[0], &byte, 1) == 1;
 }
 
+toolkit::CPath normalized(const std::string& text) {
+  toolkit::CPath path(text);
+  path.normalize();
+  return path;
+}
+
+void expectSame(const toolkit::admin::Model& a, const toolkit::admin::Model& b) {
+  EXPECT_EQ(a.nodes, b.nodes);
+  const auto rights = [](const toolkit::admin::Model& model) {
+    std::string rows;
+    for (const toolkit::admin::Right& right : model.rights) {
+      rows += right.path + " " + right.user + " " + right.allow + "\n";
+    }
+    return rows;
+  };
+  EXPECT_EQ(rights(a), rights(b));
+  ASSERT_EQ(a.leaves.size(), b.leaves.size());
+  for (std::size_t i = 0; i < a.leaves.size(); ++i) {
+    const std::string name = a.leaves[i].node + ":" + a.leaves[i].name;
+    EXPECT_EQ(name, b.leaves[i].node + ":" + b.leaves[i].name);
+    EXPECT_EQ(a.leaves[i].element, b.leaves[i].element) << name;
+    EXPECT_EQ(a.leaves[i].source, b.leaves[i].source) << name;
+  }
+}
+
 StoreTest::StoreTest() {
   setenv("TOOLKIT_RUN", (folder() / "run").c_str(), 1);
   setenv("TOOLKIT_STATE", (folder() / "state").c_str(), 1);
@@ -73,11 +98,27 @@ toolkit::admin::ModelLeaf StoreTest::leaf(const std::string& node, const std::st
   return {node, name, std::move(element), ELEMENT_NORMAL};
 }
 
+std::vector<toolkit::admin::ModelLeaf> StoreTest::leaves(const std::string& prefix, int count,
+                                                         const CElement& element) {
+  std::vector<toolkit::admin::ModelLeaf> leaves;
+  leaves.reserve(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    leaves.push_back(leaf(prefix + std::to_string(i), "Value", element));
+  }
+  return leaves;
+}
+
 void StoreTest::import(std::vector<toolkit::admin::ModelLeaf> leaves) {
   toolkit::admin::Model model;
   model.rights = {{"/", "*", "rwdx"}};
   model.leaves = std::move(leaves);
   ASSERT_EQ(toolkit::admin::importModel(model, true), "");
+}
+
+StoreTest::Read StoreTest::read(toolkit::CCds& cds, const std::vector<toolkit::CPath>& paths) {
+  Read read = {};
+  read.result = cds.get_leaves(paths, read.statuses, read.elements, read.sources);
+  return read;
 }
 
 std::string StoreTest::text(toolkit::CCds& cds, const std::string& path) {

@@ -45,6 +45,11 @@ class Signal {
   int ends_[2];
 };
 
+// A path that has been parsed.
+toolkit::CPath normalized(const std::string& text);
+
+void expectSame(const toolkit::admin::Model& a, const toolkit::admin::Model& b);
+
 // Points $TOOLKIT_RUN and $TOOLKIT_STATE at folders of the test's own; the caller is anonymous.
 class StoreTest : public testing::Test {
  protected:
@@ -53,8 +58,20 @@ class StoreTest : public testing::Test {
 
   static toolkit::admin::ModelLeaf leaf(const std::string& node, const std::string& name,
                                         toolkit::CElement element);
+  // Value leaves of the nodes prefix0, prefix1, ...
+  static std::vector<toolkit::admin::ModelLeaf> leaves(const std::string& prefix, int count,
+                                                       const toolkit::CElement& element);
   // Imports leaves, in place of what is there, with the right to everything for everybody.
   static void import(std::vector<toolkit::admin::ModelLeaf> leaves);
+
+  // What a batch read gives.
+  struct Read {
+    int result;
+    std::vector<api_status_t> statuses;
+    std::vector<toolkit::CElement> elements;
+    std::vector<element_property_t> sources;
+  };
+  static Read read(toolkit::CCds& cds, const std::vector<toolkit::CPath>& paths);
 
   // The text of a leaf; "status n" when it cannot be read.
   static std::string text(toolkit::CCds& cds, const std::string& path);

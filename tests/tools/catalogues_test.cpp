@@ -11,20 +11,15 @@
 
 namespace {
 
-using Catalogue = std::map<std::string, std::string>;
-
 // Entries of a .po file with one line a text.
-Catalogue readCatalogue(const std::string& language) {
+std::map<std::string, std::string> readCatalogue(const std::string& language) {
   std::ifstream in(std::string(LOCALE_FOLDER) + "/" + language + ".po");
-  Catalogue entries;
+  std::map<std::string, std::string> entries;
   std::string line;
   std::string id;
   while (std::getline(in, line)) {
-    const auto text = [&line](std::size_t skip) {
-      return nlohmann::json::parse(line.substr(skip)).get<std::string>();
-    };
-    if (line.starts_with("msgid ")) id = text(6);
-    if (line.starts_with("msgstr ")) entries[id] = text(7);
+    if (line.starts_with("msgid ")) id = nlohmann::json::parse(line.substr(6));
+    if (line.starts_with("msgstr ")) entries[id] = nlohmann::json::parse(line.substr(7));
   }
   return entries;
 }
@@ -43,24 +38,19 @@ std::set<std::string> translatableTexts() {
   return texts;
 }
 
-class CatalogueTest : public testing::TestWithParam<const char*> {};
-
-TEST_P(CatalogueTest, HasEveryTextOfTheModel) {
-  const Catalogue catalogue = readCatalogue(GetParam());
+TEST(Catalogues, HaveEveryTextOfTheModelAndKeepThePlacesOfLabels) {
   const std::set<std::string> texts = translatableTexts();
   ASSERT_GT(texts.size(), 50U);
-  for (const std::string& text : texts) {
-    const auto entry = catalogue.find(text);
-    ASSERT_NE(entry, catalogue.end()) << text;
-    EXPECT_NE(entry->second, "") << text;
-    // A list of labels keeps its places.
-    EXPECT_EQ(std::count(text.begin(), text.end(), ';'),
-              std::count(entry->second.begin(), entry->second.end(), ';'))
-        << text;
+  for (const char* language : {"en_US", "de_DE", "fr_FR"}) {
+    const auto catalogue = readCatalogue(language);
+    for (const std::string& text : texts) {
+      const auto entry = catalogue.find(text);
+      ASSERT_TRUE(entry != catalogue.end() && !entry->second.empty()) << language << ": " << text;
+      EXPECT_EQ(std::count(text.begin(), text.end(), ';'),
+                std::count(entry->second.begin(), entry->second.end(), ';'))
+          << language << ": " << text;
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Languages, CatalogueTest, testing::Values("en_US", "de_DE", "fr_FR"),
-                         [](const auto& info) { return std::string(info.param); });
 
 }  // namespace

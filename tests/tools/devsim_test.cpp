@@ -1,49 +1,33 @@
 // The simulated meter as a process on a store of its own.
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <cmath>
-#include <numeric>
+#include <csignal>
 #include <thread>
 
 #include "sandbox.h"
-#include "toolkit/admin.h"
-#include "toolkit/cds.h"
 
 namespace {
 
 using toolkit::CElement;
-using toolkit::CPath;
 
 class Devsim : public Sandbox {
  protected:
-  void SetUp() override { importFeeder(); }
+  Devsim() { importFeeder(); }
 
-  void importFeeder() const {
-    const Outcome outcome = devctl({"store", "import", FEEDER_MODEL});
+  void importFeeder() const { ASSERT_EQ(devctl({"store", "import", FEEDER_MODEL}).status, 0); }
+  void simulate(const std::string& ticks, const std::string& seed = "1") const {
+    const Outcome outcome =
+        run(DEVSIM, {"--rate", "1000", "--speed", "1000", "--ticks", ticks, "--seed", seed});
     ASSERT_EQ(outcome.status, 0) << outcome.err;
   }
-
-  void simulate(const std::vector<std::string>& more) const {
-    std::vector<std::string> arguments = {"--rate", "1000", "--speed", "1000"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    const Outcome outcome = run(DEVSIM, arguments);
-    ASSERT_EQ(outcome.status, 0) << outcome.err;
-  }
-
-  static CElement read(const std::string& text) {
+  // A value below /Feeder1.
+  static CElement read(const std::string& name) {
     toolkit::CCds cds;
-    CPath path(text);
-    path.normalize();
-    api_status_t status = API_NONE;
-    CElement element;
-    element_property_t source = ELEMENT_NORMAL;
-    EXPECT_EQ(cds.get_leaf(path, status, element, source), 0) << cds.last_error();
-    EXPECT_EQ(status, API_SUCCESS) << text;
-    return element;
+    const Read leaf = StoreTest::read(cds, {"/Feeder1/" + name});
+    EXPECT_EQ(leaf.statuses[0], API_SUCCESS) << name << ": " << cds.last_error();
+    return leaf.elements[0];
   }
-
-  static double number(const std::string& path) { return read(path).to_double(); }
+  static double number(const std::string& name) { return read(name).to_double(); }
 
   static std::string allValues() {
     toolkit::admin::Model model;
@@ -57,49 +41,46 @@ class Devsim : public Sandbox {
 };
 
 TEST_F(Devsim, SameSeedSameValues) {
-  simulate({"--ticks", "20", "--seed", "7"});
+  simulate("20", "7");
   const std::string first = allValues();
-  useStore("second");
-  importFeeder();
-  simulate({"--ticks", "20", "--seed", "7"});
-  EXPECT_EQ(allValues(), first);
-  useStore("third");
-  importFeeder();
-  simulate({"--ticks", "20", "--seed", "8"});
-  EXPECT_NE(allValues(), first);
+  for (const char* seed : {"7", "8"}) {
+    useStore(seed);
+    importFeeder();
+    simulate("20", seed);
+    EXPECT_EQ(allValues() == first, std::string(seed) == "7") << seed;
+  }
 }
 
 TEST_F(Devsim, ReadingsAgreeWithEachOther) {
-  const double energy = number("/Feeder1/EnergyImported");
-  simulate({"--ticks", "60"});
+  const double energy = number("EnergyImported");
+  simulate("60");
   double active = 0;
   double apparent = 0;
-  for (const char* phase : {"A", "B", "C"}) {
-    const std::string at = std::string("/Feeder1/");
-    EXPECT_NEAR(number(at + "Voltage" + phase), 230, 25);
-    active += number(at + "Power" + phase);
-    apparent += number(at + "Voltage" + phase) * number(at + "Current" + phase) / 1000;
+  for (const std::string phase : {"A", "B", "C"}) {
+    EXPECT_NEAR(number("Voltage" + phase), 230, 25);
+    active += number("Power" + phase);
+    apparent += number("Voltage" + phase) * number("Current" + phase) / 1000;
   }
-  EXPECT_NEAR(number("/Feeder1/PowerTotal"), active, 1e-6);
-  EXPECT_NEAR(apparent * number("/Feeder1/PowerFactor"), active, 0.01 * active);
-  EXPECT_NEAR(number("/Feeder1/VoltageAB"), number("/Feeder1/VoltageA") * std::sqrt(3), 8);
-  EXPECT_NEAR(number("/Feeder1/Frequency"), 50, 0.5);
-  EXPECT_GT(number("/Feeder1/CurrentA"), number("/Feeder1/Branch1/CurrentA"));
+  EXPECT_NEAR(number("PowerTotal"), active, 1e-6);
+  EXPECT_NEAR(apparent * number("PowerFactor"), active, 0.01 * active);
+  EXPECT_NEAR(number("VoltageAB"), number("VoltageA") * std::sqrt(3), 8);
+  EXPECT_NEAR(number("Frequency"), 50, 0.5);
+  EXPECT_GT(number("CurrentA"), number("Branch1/CurrentA"));
   // 60 simulated seconds
-  EXPECT_NEAR(number("/Feeder1/EnergyImported") - energy, active / 60, 0.2 * active / 60);
-  EXPECT_EQ(read("/Feeder1/OperatingTime").to_int64(), 31556952 + 60);
+  EXPECT_NEAR(number("EnergyImported") - energy, active / 60, 0.2 * active / 60);
+  EXPECT_EQ(read("OperatingTime").to_int64(), 31556952 + 60);
 }
 
 TEST_F(Devsim, AnOpenBreakerStopsTheCurrentAndWhatIsBelow) {
-  const std::int64_t operations = read("/Feeder1/BreakerOperations").to_int64();
-  simulate({"--ticks", "5"});
+  const double operations = number("BreakerOperations");
+  simulate("5");
   ASSERT_EQ(devctl({"store", "set", "/Feeder1/Breaker", "Open"}).status, 0);
-  simulate({"--ticks", "5"});
-  EXPECT_EQ(number("/Feeder1/CurrentA"), 0);
-  EXPECT_GT(number("/Feeder1/VoltageA"), 200);
-  EXPECT_EQ(number("/Feeder1/Branch1/VoltageA"), 0);
-  EXPECT_EQ(number("/Feeder1/Branch1/PowerTotal"), 0);
-  EXPECT_EQ(read("/Feeder1/BreakerOperations").to_int64(), operations);
+  simulate("5");
+  EXPECT_EQ(number("CurrentA"), 0);
+  EXPECT_GT(number("VoltageA"), 200);
+  EXPECT_EQ(number("Branch1/VoltageA"), 0);
+  EXPECT_EQ(number("Branch1/PowerTotal"), 0);
+  EXPECT_EQ(number("BreakerOperations"), operations);
 }
 
 TEST_F(Devsim, FollowsItsSetpointsWithinTheirRange) {
@@ -120,18 +101,18 @@ TEST_F(Devsim, FollowsItsSetpointsWithinTheirRange) {
 }
 
 TEST_F(Devsim, MovesUntilItIsToldToStop) {
-  const timeval before = read("/Feeder1/VoltageA").time();
-  const pid_t pid = start(DEVSIM, {});
-  bool moved = false;
-  for (int tries = 0; !moved && tries < 600; ++tries) {
+  const auto stamp = [] { return CElement(read("VoltageA").time()).to_string(); };
+  const std::string before = stamp();
+  const pid_t pid = startProcess(folder(), DEVSIM, {});
+  for (int tries = 0; stamp() == before && tries < 600; ++tries) {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    const timeval now = read("/Feeder1/VoltageA").time();
-    moved = now.tv_sec != before.tv_sec || now.tv_usec != before.tv_usec;
   }
+  const std::string after = stamp();
   std::vector<toolkit::admin::Watchdog> watched;
   EXPECT_EQ(toolkit::admin::watchdogs(watched), "");
-  const Outcome outcome = finish(pid, true);
-  EXPECT_TRUE(moved);
+  kill(pid, SIGTERM);
+  const Outcome outcome = waitForProcess(pid, folder());
+  EXPECT_NE(after, before);
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   ASSERT_EQ(watched.size(), 1U);
   EXPECT_EQ(watched[0].name, "devsim");
@@ -141,7 +122,7 @@ TEST_F(Devsim, MovesUntilItIsToldToStop) {
 
 TEST_F(Devsim, LeavesMissingPointsAlone) {
   ASSERT_EQ(devctl({"store", "rm", "/Feeder1/VoltageB"}).status, 0);
-  simulate({"--ticks", "3"});
+  simulate("3");
   EXPECT_EQ(devctl({"store", "get", "/Feeder1/VoltageB"}).status, 1);
   ASSERT_EQ(devctl({"store", "rm", "/Feeder1"}).status, 0);
   const Outcome outcome = run(DEVSIM, {"--ticks", "3"});

@@ -1,27 +1,25 @@
-// A store of its own for each test, and the tools run on it as processes.
+// The tools, run as processes on a store of the test's own.
 #pragma once
 
-#include <gtest/gtest.h>
+#include <fstream>
 
-#include "test_program.h"
+#include "store_fixture.h"
 
-// Points $TOOLKIT_RUN and $TOOLKIT_STATE at a temporary folder for the time of the test.
-class Sandbox : public testing::Test {
+class Sandbox : public StoreTest {
  protected:
-  Sandbox() { useStore("store"); }
-
-  // Writes a file into the folder and returns its path.
-  std::string write(const std::string& name, const std::string& text) const;
-  void useStore(const std::string& name) const;
-
+  // From now on another store, which is not there yet.
+  void useStore(const std::string& name) const {
+    setenv("TOOLKIT_RUN", (folder() / name / "run").c_str(), 1);
+    setenv("TOOLKIT_STATE", (folder() / name / "state").c_str(), 1);
+  }
+  // Writes a file and returns its path.
+  std::string write(const std::string& name, const std::string& text) const {
+    std::ofstream(folder() / name, std::ios::binary) << text;
+    return folder() / name;
+  }
   // Runs a program to its end.
-  Outcome run(const std::string& program, const std::vector<std::string>& arguments) const;
-  Outcome devctl(const std::vector<std::string>& arguments) const;
-
-  // Starts a program, ends it with SIGTERM.
-  pid_t start(const std::string& program, const std::vector<std::string>& arguments) const;
-  Outcome finish(pid_t pid, bool terminate) const;
-
- private:
-  TemporaryFolder folder_;
+  Outcome run(const std::string& program, const std::vector<std::string>& arguments) const {
+    return waitForProcess(startProcess(folder(), program, arguments), folder());
+  }
+  Outcome devctl(const std::vector<std::string>& arguments) const { return run(DEVCTL, arguments); }
 };
