@@ -305,6 +305,9 @@ int soap_process(struct soap* ctx, bool /*firstRequest*/) {
   global_data_t* glptr = globalData(ctx);
   glptr->guard.reset();
   checkContentLength(*glptr);
+  // A reply is written once, kept, and sent with its length; the engine would write it twice, first
+  // to count it. It goes back to that after each reply.
+  soap_set_omode(ctx, SOAP_IO_STORE);
   soap_begin(ctx);
   if (soap_begin_recv(ctx) != SOAP_OK) {
     __psyslog->info(0, "Failed on soap_begin_recv, soap->error = 0x%X; ",
