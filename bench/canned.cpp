@@ -2,7 +2,8 @@
 // of a file. One thread, one request at a time, on the library that the service uses: what it takes
 // is what the way through nginx and libfcgi costs without any service behind it.
 //
-//   canned SOCKET FILE
+//   canned SOCKET FILE         closes connections as the library does: when the web server has
+//   canned SOCKET FILE at-once closes them at once, as the service does
 #include <fcgiapp.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -35,20 +36,22 @@ std::string replyFrom(const char* file) {
   return "Status: 200 OK\r\nContent-Type: text/xml; charset=utf-8\r\n\r\n" + body;
 }
 
-void serve(FCGX_Request& request, const std::string& reply) {
+void serve(FCGX_Request& request, const std::string& reply, bool atOnce) {
   std::array<char, 16384> buffer{};
   const int size = static_cast<int>(buffer.size());
   while (FCGX_GetStr(buffer.data(), size, request.in) == size) {
   }
   FCGX_PutStr(reply.data(), static_cast<int>(reply.size()), request.out);
+  if (atOnce) FCGX_Detach(&request);
   FCGX_Finish_r(&request);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::cerr << "usage: canned SOCKET FILE\n";
+  const bool atOnce = argc == 4 && std::string(argv[3]) == "at-once";
+  if (argc != 3 && !atOnce) {
+    std::cerr << "usage: canned SOCKET FILE [at-once]\n";
     return 1;
   }
   const std::string reply = replyFrom(argv[2]);
@@ -60,7 +63,7 @@ int main(int argc, char** argv) {
 
   FCGX_Request request;
   FCGX_InitRequest(&request, listener, FCGI_FAIL_ACCEPT_ON_INTR);
-  while (stop == 0 && FCGX_Accept_r(&request) == 0) serve(request, reply);
+  while (stop == 0 && FCGX_Accept_r(&request) == 0) serve(request, reply, atOnce);
   FCGX_Free(&request, 1);
   unlink(argv[1]);
   return 0;

@@ -27,6 +27,7 @@ constexpr int kBacklog = 64;
 constexpr int kListenDescriptor = 0;
 constexpr mode_t kSocketMode = 0660;
 constexpr int kTimerSeconds = 5;
+constexpr int kStallSeconds = 5;
 constexpr int kFirstConnCheckSeconds = 60;
 constexpr int kConnCheckSeconds = 600;
 constexpr std::size_t kMaxCaller = 64;           // bytes of REMOTE_USER and REMOTE_ADDR
@@ -149,15 +150,39 @@ int endAfterFailedAccept(struct soap* ctx, FCGX_Request& request) {
   return result;
 }
 
+// True when nothing of the request is left on the connection.
+bool hasReadAll(FCGX_Stream* in) {
+  char more = 0;
+  return FCGX_HasSeenEOF(in) != 0 || FCGX_GetStr(&more, 1, in) == 0;
+}
+
+// Unread input would take the reply with it when the connection goes. So the library waits for the
+// web server's end, but not for a request that was read to its end: it has nothing to lose.
+void endRequest(struct soap* ctx, FCGX_Request& request) {
+  if (ctx->error == SOAP_OK && hasReadAll(request.in)) {
+    FCGX_Detach(&request);
+  }
+  FCGX_Finish_r(&request);
+}
+
+// A web server that stalls in the middle of a request holds up nobody for long.
+void limitStalls(const FCGX_Request& request) {
+  constexpr timeval kPatience = {kStallSeconds, 0};
+  for (const int direction : {SO_RCVTIMEO, SO_SNDTIMEO}) {
+    setsockopt(request.ipcFd, SOL_SOCKET, direction, &kPatience, sizeof kPatience);
+  }
+}
+
 void serveRequest(struct soap* ctx, FCGX_Request& request, bool firstRequest) {
   global_data_t* glptr = globalData(ctx);
+  limitStalls(request);
   const Caller caller = readCaller(request, firstRequest);
   AddUpdateConnectionMap(glptr, caller.remoteAddr.c_str(), caller.remoteUser.c_str(), caller.https,
                          caller.acceptLanguage.c_str());
   soap_process(ctx, firstRequest);
   unsetenv("REMOTE_USER");
   unsetenv("REMOTE_ADDR");
-  FCGX_Finish_r(&request);
+  endRequest(ctx, request);
 }
 
 // Waits until a connection is there or the time-out, which is counted down, has passed. Negative
@@ -298,7 +323,11 @@ int mysend(struct soap* ctx, const char* buf, size_t len) {
   if (buf == nullptr) {
     return -1;
   }
-  return FCGX_PutStr(buf, static_cast<int>(len), glptr->pReq->out) < 0 ? -1 : 0;
+  if (FCGX_PutStr(buf, static_cast<int>(len), glptr->pReq->out) >= 0) {
+    return 0;
+  }
+  shutdown(glptr->pReq->ipcFd, SHUT_RDWR);  // gone or stalled: nothing later waits for it again
+  return -1;
 }
 
 int soap_process(struct soap* ctx, bool /*firstRequest*/) {

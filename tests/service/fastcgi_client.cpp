@@ -109,22 +109,29 @@ std::string FastCgiReply::body() const {
   return end == std::string::npos ? std::string() : out.substr(end + 4);
 }
 
+std::string encodedRequest(const FastCgiParams& params, const std::string& body, bool whole) {
+  return record(FCGI_BEGIN_REQUEST, {"\0\1\0\0\0\0\0\0", 8}) +
+         stream(FCGI_PARAMS, encodedParams(params)) +
+         (whole ? stream(FCGI_STDIN, body) : record(FCGI_STDIN, body));
+}
+
 FastCgiReply fastCgiRequest(const std::string& socketPath, const FastCgiParams& params,
                             const std::string& body) {
   const int descriptor = connectTo(socketPath);
   if (descriptor < 0) {
     return {};
   }
-  const std::string begin = record(FCGI_BEGIN_REQUEST, {"\0\1\0\0\0\0\0\0", 8});
-  sendAll(descriptor,
-          begin + stream(FCGI_PARAMS, encodedParams(params)) + stream(FCGI_STDIN, body));
+  sendAll(descriptor, encodedRequest(params, body, true));
   FastCgiReply reply = decoded(readAll(descriptor));
   close(descriptor);
   return reply;
 }
 
-void sendRaw(const std::string& socketPath, const std::string& bytes) {
-  const int descriptor = connectTo(socketPath);
-  sendAll(descriptor, bytes);
-  close(descriptor);
+SilentPeer::SilentPeer(const std::string& socketPath, const std::string& bytes)
+    : descriptor_(connectTo(socketPath)) {
+  sendAll(descriptor_, bytes);
+}
+
+SilentPeer::~SilentPeer() {
+  close(descriptor_);
 }

@@ -19,5 +19,17 @@ struct FastCgiReply {
 FastCgiReply fastCgiRequest(const std::string& socketPath, const FastCgiParams& params,
                             const std::string& body);
 
-// Connects, sends the bytes as they are, and leaves.
-void sendRaw(const std::string& socketPath, const std::string& bytes);
+// The bytes of a request; without `whole`, its body goes on and nothing more comes.
+std::string encodedRequest(const FastCgiParams& params, const std::string& body, bool whole);
+
+// A peer that sends the bytes as they are and then stays, silent, until the object goes.
+class SilentPeer {
+ public:
+  SilentPeer(const std::string& socketPath, const std::string& bytes);
+  ~SilentPeer();
+  SilentPeer(const SilentPeer&) = delete;
+  SilentPeer& operator=(const SilentPeer&) = delete;
+
+ private:
+  int descriptor_;
+};

@@ -48,11 +48,24 @@ TEST_F(Process, APeerThatLeavesEarlyDelaysNobody) {
   import(testModel());
   start();
   for (const std::string& bytes : {std::string(), std::string("\1\1\0\1", 4)}) {
-    sendRaw(socketPath(), bytes);
+    { const SilentPeer left(socketPath(), bytes); }
     EXPECT_EQ(value("/M1/Count"), "42");
-    sendRaw(socketPath(), bytes);
+    { const SilentPeer left(socketPath(), bytes); }
   }
   EXPECT_EQ(stop(SIGTERM).status, 0) << "the signal is heard after such a peer";
+}
+
+TEST_F(Process, APeerThatStallsIsGivenUp) {
+  toolkit::admin::Model model = testModel();
+  model.leaves.push_back(
+      {"/M1/Large", "Value", toolkit::CElement(std::string(900000, 'x')), ELEMENT_NORMAL});
+  import(model);
+  start();
+  const std::string body = envelope("getValue", "<n:path>/M1/Large</n:path>");
+  const SilentPeer writer(socketPath(), encodedRequest({}, body.substr(0, 90), false));
+  EXPECT_EQ(value("/M1/Count"), "42") << "after a request that does not end";
+  const SilentPeer reader(socketPath(), encodedRequest({}, body, true));
+  EXPECT_EQ(value("/M1/Count"), "42") << "after a reply that nobody reads";
 }
 
 TEST_F(Process, AFailedAcceptEndsTheLoopInOrder) {
