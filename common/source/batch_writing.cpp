@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 
+#include "attribute_numbers.h"
 #include "error_strings.h"
 #include "toolkit/multistate.h"
 #include "writing.h"
@@ -13,8 +14,6 @@ namespace {
 
 constexpr int kBadPath = 1;           // CWritableLeaf::status
 constexpr int kCompanionHandled = 5;  // likewise
-constexpr int kPlainValue = 0;        // pcd_attr_str_to_enum
-constexpr int kAlarmOnValue = 50;     // likewise
 constexpr int kNoMatch = 1;           // as the look-up of a label gives it
 constexpr std::size_t kNoText = 2;    // texts up to this length count as none
 constexpr const char* kNoLabels = "null";

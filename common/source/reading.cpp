@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <exception>
 
+#include "attribute_numbers.h"
 #include "error_strings.h"
 #include "locales.h"
 #include "toolkit/multistate.h"
@@ -13,22 +14,6 @@
 using namespace toolkit::ws;
 
 namespace {
-
-// What pcd_attr_str_to_enum gives for the leaves whose text needs more than to_string().
-enum AttributeNumber {
-  kPlainValue = 0,
-  kDisplayName = 6,
-  kDescription = 7,
-  kUnits = 16,
-  kShortName = 18,
-  kGroupName = 26,
-  kAlarmHighMsg = 45,
-  kAlarmLowMsg = 46,
-  kAlarmHighHighMsg = 47,
-  kAlarmLowLowMsg = 48,
-  kAlarmOnValue = 50,
-  kAlarmOnValueMsg = 51,
-};
 
 constexpr const char* kValidArrayAttribs =
     "Attributes;Children;PossibleValues;WritableValues;.NotifyActions;.TrendTraits;.AlarmBatch";

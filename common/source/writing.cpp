@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "attribute_numbers.h"
 #include "error_strings.h"
 #include "toolkit/event.h"
 #include "toolkit/multistate.h"
@@ -17,24 +18,6 @@
 using namespace toolkit::ws;
 
 namespace {
-
-// Numbers of pcd_attr_str_to_enum that the rules of writing name.
-enum AttributeNumber {
-  kPlainValue = 0,
-  kAttributes = 1,
-  kValueType = 2,
-  kChildren = 3,
-  kAliases = 5,
-  kValueAge = 9,
-  kOverridden = 10,
-  kHasHistory = 17,
-  kReference = 19,
-  kHasDynamicChildren = 20,
-  kWritable = 21,
-  kAlarmHighLimit = 40,
-  kAlarmLowLowLimit = 43,
-  kAlarmOnValue = 50,
-};
 
 struct DataTypeRow {
   data_type_t type;

@@ -31,6 +31,25 @@ std::string tagOf(const std::string& ident, bool withPid) {
   return withPid ? ident + "[" + std::to_string(getpid()) + "]" : ident;
 }
 
+// The text of a time to the second, made once a second.
+class Stamp {
+ public:
+  // True when the second is another than the last.
+  bool update(std::time_t now, std::string (*text)(std::time_t)) {
+    if (now == second_) {
+      return false;
+    }
+    second_ = now;
+    text_ = text(now);
+    return true;
+  }
+  const std::string& text() const { return text_; }
+
+ private:
+  std::time_t second_ = -1;
+  std::string text_;
+};
+
 // To the local socket as syslog(3) does it, which however waits when the daemon is behind.
 class SyslogSink : public LogSink {
  public:
@@ -48,9 +67,11 @@ class SyslogSink : public LogSink {
   }
 
   void write(int severity, std::string_view message) override {
+    mayConnect_ = stamp_.update(std::time(nullptr), localText) || mayConnect_;
     const std::string line = lineOf(severity, message);
-    // A daemon that was started anew has a new socket.
-    if (!send(line) && errno != EAGAIN) {
+    // A daemon that was started anew has a new socket; one that is down is asked once a second.
+    if (!send(line) && errno != EAGAIN && mayConnect_) {
+      mayConnect_ = false;
       connect();
       send(line);
     }
@@ -61,17 +82,24 @@ class SyslogSink : public LogSink {
     return ::send(descriptor_.get(), line.data(), line.size(), MSG_NOSIGNAL) >= 0;
   }
 
-  std::string lineOf(int severity, std::string_view message) const {
-    const std::time_t now = std::time(nullptr);
+  static std::string localText(std::time_t now) {
     tm local = {};
     localtime_r(&now, &local);
-    char head[40];
-    std::snprintf(head, sizeof head, "<%d>%s %2d %02d:%02d:%02d ", LOG_DAEMON | severity,
+    char stamp[32];
+    std::snprintf(stamp, sizeof stamp, "%s %2d %02d:%02d:%02d ",
                   kMonths.at(static_cast<std::size_t>(local.tm_mon)), local.tm_mday, local.tm_hour,
                   local.tm_min, local.tm_sec);
-    return head + tagOf(ident_, withPid_) + ": " + std::string(message);
+    return stamp;
   }
 
+  std::string lineOf(int severity, std::string_view message) const {
+    std::string line = "<" + std::to_string(LOG_DAEMON | severity) + ">";
+    line.append(stamp_.text()).append(tagOf(ident_, withPid_)).append(": ").append(message);
+    return line;
+  }
+
+  Stamp stamp_;
+  bool mayConnect_ = true;
   std::string ident_;
   bool withPid_;
   UniqueFd descriptor_;
@@ -101,19 +129,25 @@ class FileSink : public LogSink {
   }
 
  private:
-  std::string lineOf(int severity, std::string_view message) const {
-    timespec now = {};
-    clock_gettime(CLOCK_REALTIME, &now);
+  static std::string utcText(std::time_t now) {
     tm utc = {};
-    gmtime_r(&now.tv_sec, &utc);
-    char day[32];
-    char milliseconds[24];
-    std::strftime(day, sizeof day, "%Y-%m-%dT%H:%M:%S", &utc);
-    std::snprintf(milliseconds, sizeof milliseconds, ".%03ldZ ", now.tv_nsec / 1000000);
-    return day + (milliseconds + tagOf(ident_, withPid_)) + " " +
-           kSeverities.at(static_cast<std::size_t>(severity)) + ": " + std::string(message) + "\n";
+    gmtime_r(&now, &utc);
+    char text[32];
+    return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc)};
   }
 
+  std::string lineOf(int severity, std::string_view message) {
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    stamp_.update(now.tv_sec, utcText);
+    char milliseconds[24];
+    std::snprintf(milliseconds, sizeof milliseconds, ".%03ldZ ", now.tv_nsec / 1000000);
+    std::string line = stamp_.text() + milliseconds + tagOf(ident_, withPid_);
+    line.append(" ").append(kSeverities.at(static_cast<std::size_t>(severity))).append(": ");
+    return line.append(message).append("\n");
+  }
+
+  Stamp stamp_;
   std::string file_;
   std::string ident_;
   bool withPid_;
