@@ -28,8 +28,8 @@ struct CWritableLeaf {
 // looks each other's up for every one of them.
 struct CWritableBatch {
   std::vector<CWritableLeaf> leaves;
-  std::unordered_map<std::string, std::size_t>
-      byLeafPath;  // whole leaves; the first of equal paths
+  // Of whole leaves, and the first of equal paths.
+  std::unordered_map<std::string, std::size_t> byLeafPath;
 };
 
 // True when both lists are there and match. Otherwise false, and `results` holds one error string.

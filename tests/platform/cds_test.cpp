@@ -152,6 +152,10 @@ TEST_F(Cds, OnlyPersistentWritesSurviveARestart) {
   set(cds_, "/Dev1/Va", CElement(1.5));
   set(cds_, "/Dev10", CElement(11), PCD_TRUE);
   set(cds_, "/New", CElement("x"), PCD_UNSET);
+  std::vector<api_status_t> statuses;
+  cds_.set_leaves({"/Mixed/A", "/Mixed/B"}, {CElement(1), CElement(2)}, {PCD_TRUE, PCD_FALSE},
+                  statuses, "test");
+  EXPECT_EQ(source("/Mixed/B"), ELEMENT_NORMAL);
   EXPECT_EQ(source("/Dev1/Va"), ELEMENT_NORMAL);
   EXPECT_EQ(source("/Dev10"), ELEMENT_PERSISTENT);
   EXPECT_EQ(clear("/Dev1/Va:Units"), API_SUCCESS);
@@ -161,7 +165,9 @@ TEST_F(Cds, OnlyPersistentWritesSurviveARestart) {
   EXPECT_EQ(text("/Dev1/Va"), "230.5");
   EXPECT_EQ(text("/Dev10"), "11");
   EXPECT_EQ(text("/New"), "status 2");
-  EXPECT_EQ(text("/:Children"), "Dev1;Dev1 b;Dev10;Software");
+  EXPECT_EQ(text("/Mixed/A"), "1");
+  EXPECT_EQ(text("/Mixed/B"), "status 2");
+  EXPECT_EQ(text("/:Children"), "Dev1;Dev1 b;Dev10;Mixed;Software");
   EXPECT_EQ(text("/Dev1/Va:Units"), "status 2");
 }
 

@@ -164,12 +164,4 @@ TEST_F(Process, AStoreThatCannotBeOpenedIsSaidAndEndsTheStart) {
   expectRefusal("rubbish in the persistent half");
 }
 
-TEST_F(Process, ReadOnlySwitchIsReadAtTheStart) {
-  toolkit::admin::Model model = testModel();
-  model.leaves.push_back({"/ReadOnlyCDS", "Value", toolkit::CElement(true), ELEMENT_NORMAL});
-  import(model);
-  start();
-  EXPECT_EQ(value("/M1/Count"), "42");
-}
-
 }  // namespace

@@ -94,7 +94,12 @@ TEST_F(Writing, RefusesAndChangesNothing) {
       {"/M1/List:PossibleValues", "x",
        "? 11 Illegal Attribute : Attribute PossibleValues is not Writable"},
       {"/M1/Va:.Time", "1", "? 11 Illegal Attribute : Attribute .Time is not Writable"},
+      {"/M1/List:PossibleValues[0]", "x",
+       "? 11 Illegal Attribute : Attribute PossibleValues is not Writable"},
       {"/M1/Va:.Foo", "1", "? 16 Write Failed : CDS write access failed"},
+      {"/M1/Va:Value.Time", "1", "? 11 Illegal Attribute : Attribute .Time is not Writable"},
+      {"/M1/Va:.AlarmHighLimit.Time", "1", "? 16 Write Failed : CDS write access failed"},
+      {"/M1/Count:Value[0]", "1", "? 16 Write Failed : CDS write access failed"},
       {"/M1/Gone", "1", "? 9 Node Not Found : Node does not exist"},
       {"/M1/", "1", "? 8 Bad Path Syntax : CDS Error in supplied path"},
       {"/M1/Count", "", "? 12 Bad Value Format : No Value provided"},
@@ -102,9 +107,14 @@ TEST_F(Writing, RefusesAndChangesNothing) {
   };
   for (const auto& c : kCases) {
     EXPECT_EQ(set(c.path, c.text), c.answer) << c.path;
+    if (*c.text != '\0') {
+      EXPECT_EQ(setMany({c.path}, {c.text}).at(0).substr(0, 2), "? ") << c.path;
+    }
   }
   EXPECT_EQ(value("/M1/Count"), "42");
   EXPECT_EQ(value("/M1/Va"), "230.123");
+  EXPECT_EQ(value("/M1/Va:.AlarmHighLimit"), "253");
+  EXPECT_EQ(value("/M1/List:PossibleValues"), "a;b;c;d;e;f;g;h;i;j");
   EXPECT_EQ(value("/M1/Locked"), "7");
 }
 
