@@ -3,6 +3,7 @@
 // at any time.
 //
 // KILL_ROUNDS says how often (8 unless set); KILL_SEED makes a run with its number again.
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <random>
@@ -17,7 +18,8 @@ namespace {
 using toolkit::CElement;
 
 constexpr int kPoints = 8;
-constexpr std::chrono::microseconds kLongestLife{40000};
+constexpr int kMostWrites = 20;                             // before a kill
+constexpr std::chrono::microseconds kLongestRespite{5000};  // from then to the kill
 
 unsigned setting(const char* name, unsigned fallback) {
   const char* text = std::getenv(name);
@@ -100,24 +102,31 @@ class Durability : public ServiceTest {
 TEST_F(Durability, NoAcknowledgedWriteIsLostAndNobodySeesHalfABatch) {
   const unsigned rounds = setting("KILL_ROUNDS", 8);
   std::mt19937 random(setting("KILL_SEED", 1));
-  std::uniform_int_distribution<std::int64_t> lifetime(0, kLongestLife.count());
+  std::uniform_int_distribution<int> writes(0, kMostWrites);
+  std::uniform_int_distribution<std::int64_t> respite(0, kLongestRespite.count());
   int sent = 0;
   int batchTold = 0;
   int singleTold = 0;
   for (unsigned round = 0; round < rounds; ++round) {
     start({"-d"});
     ChildProcess reader(watch);
-    std::thread killer([victim = pid(), life = std::chrono::microseconds(lifetime(random))] {
-      std::this_thread::sleep_for(life);
+    std::atomic<int> toGo = writes(random);
+    std::thread killer([&toGo, victim = pid(), rest = std::chrono::microseconds(respite(random))] {
+      for (int left = toGo; left > 0; left = toGo) {
+        toGo.wait(left);
+      }
+      std::this_thread::sleep_for(rest);
       kill(victim, SIGKILL);
     });
-    while (true) {
+    const auto told = [&](bool written, int& number) {
+      toGo = written ? toGo - 1 : 0;
+      toGo.notify_one();
+      number = written ? sent : number;
+      return written;
+    };
+    do {
       ++sent;
-      if (!writeBatch(sent)) break;
-      batchTold = sent;
-      if (!writeSingle(sent)) break;
-      singleTold = sent;
-    }
+    } while (told(writeBatch(sent), batchTold) && told(writeSingle(sent), singleTold));
     killer.join();
     ASSERT_EQ(stop(SIGKILL).status, 128 + SIGKILL);
     ASSERT_EQ(reader.kill(), 128 + SIGKILL) << "half a batch was there, round " << round;
