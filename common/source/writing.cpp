@@ -121,24 +121,21 @@ bool isState(data_type_t type, int attribute) {
          (attribute == kPlainValue || attribute == kAlarmOnValue);
 }
 
-// Turns the client's text in `element` into a value of the type. False with `reply` an error
-// string.
-bool convertText(_global_data_t* glptr, const toolkit::CPath& path, int attribute, data_type_t type,
-                 const std::string& value, toolkit::CElement& element, bool& mapped,
-                 std::string& reply, const _service_options_t* opts) {
-  mapped = false;
-  if (isState(type, attribute)) {
-    bool isMultistate = false;
-    mapped = toolkit::CCds_Multistate(glptr->cdsApi)
-                 .StringToMultiValue(path, type, value, element, isMultistate) == 0;
-    if (!mapped && isMultistate) {
-      __psyslog->info(1, "Cannot find PossibleValue match to write %s to %s", value.c_str(),
-                      path.str().c_str());
-      BnwsErrMsg(WS_VALUE_FORMAT, "Cannot find PossibleValue match to write", reply, opts);
-      return false;
-    }
+// Tries the client's text as a label. False, with `reply` an error string, where only a label would
+// do.
+bool mapLabel(_global_data_t* glptr, const toolkit::CPath& path, data_type_t type,
+              const std::string& value, toolkit::CElement& element, bool& mapped,
+              std::string& reply, const _service_options_t* opts) {
+  bool isMultistate = false;
+  mapped = toolkit::CCds_Multistate(glptr->cdsApi)
+               .StringToMultiValue(path, type, value, element, isMultistate) == 0;
+  if (!mapped && isMultistate) {
+    __psyslog->info(1, "Cannot find PossibleValue match to write %s to %s", value.c_str(),
+                    path.str().c_str());
+    BnwsErrMsg(WS_VALUE_FORMAT, "Cannot find PossibleValue match to write", reply, opts);
+    return false;
   }
-  return mapped || type == DATA_STRING || pcd_StrictConvertType(element, type, reply, opts) == 0;
+  return true;
 }
 
 void refuseWrite(const toolkit::CPath& path, std::string& reply, const _service_options_t* opts) {
@@ -170,10 +167,14 @@ void convertAndWrite(_global_data_t* glptr, bool testMode, const _service_option
   if (type == DATA_NONE) {
     type = typeOfNewLeaf(glptr, path);
   }
+  bool mapped = false;
+  if (isState(type, attribute) &&
+      !mapLabel(glptr, path, type, value, element, mapped, reply, opts)) {
+    return;
+  }
   __psyslog->info(2, "Will write to %s with type = %d, from %s", path.str().c_str(), type,
                   source.c_str());
-  bool mapped = false;
-  if (!convertText(glptr, path, attribute, type, value, element, mapped, reply, opts)) {
+  if (!mapped && type != DATA_STRING && pcd_StrictConvertType(element, type, reply, opts) != 0) {
     return;
   }
   if (testMode && attribute == kValueType) {
