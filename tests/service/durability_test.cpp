@@ -26,8 +26,12 @@ unsigned setting(const char* name, unsigned fallback) {
   return text == nullptr ? fallback : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
 }
 
-std::string pathOf(int point) {
-  return "/M1/P" + std::to_string(point);
+std::vector<std::string> points() {
+  std::vector<std::string> result(kPoints, "/M1/P");
+  for (int point = 0; point < kPoints; ++point) {
+    result[static_cast<std::size_t>(point)] += std::to_string(point);
+  }
+  return result;
 }
 
 class Durability : public ServiceTest {
@@ -39,55 +43,34 @@ class Durability : public ServiceTest {
       model.leaves.push_back({node, "Writable", CElement(true), ELEMENT_NORMAL});
     };
     add("/M1/Single");
-    for (int point = 0; point < kPoints; ++point) {
-      add(pathOf(point));
+    for (const std::string& point : points()) {
+      add(point);
     }
     import(model);
   }
 
   // True when the client was told that all points have the number.
   bool writeBatch(int number) const {
-    std::string children = "<n:options>persist</n:options>";
-    for (int point = 0; point < kPoints; ++point) {
-      children += "<n:paths>" + pathOf(point) + "</n:paths>";
-    }
-    for (int point = 0; point < kPoints; ++point) {
-      children += "<n:values>" + std::to_string(number) + "</n:values>";
-    }
-    return elements(call("setValues", children), "setValuesResult") ==
-           std::vector(kPoints, std::to_string(number));
+    const std::vector texts(kPoints, std::to_string(number));
+    return setMany(points(), texts, "persist") == texts;
   }
   bool writeSingle(int number) const {
-    return elements(call("setValue",
-                         "<n:options>persist</n:options><n:path>/M1/Single</n:path><n:value>" +
-                             std::to_string(number) + "</n:value>"),
-                    "setValueResult") == std::vector{std::to_string(number)};
+    return set("/M1/Single", std::to_string(number), "persist") == std::to_string(number);
   }
 
   // The points' common number; nothing when they differ.
   static std::optional<int> batchNumber(toolkit::CCds& cds) {
-    std::vector<toolkit::CPath> paths;
-    paths.reserve(kPoints);
-    for (int point = 0; point < kPoints; ++point) {
-      paths.emplace_back(pathOf(point));
-    }
-    std::vector<api_status_t> statuses;
-    std::vector<CElement> values;
-    std::vector<element_property_t> sources;
-    cds.get_leaves(paths, statuses, values, sources);
-    for (const CElement& value : values) {
-      if (value.type() != DATA_INTEGER || value.to_int() != values.front().to_int()) {
+    static const std::vector<std::string> kNames = points();
+    const auto found = StoreTest::read(cds, {kNames.begin(), kNames.end()});
+    for (const CElement& value : found.elements) {
+      if (value.type() != DATA_INTEGER || value.to_int() != found.elements.front().to_int()) {
         return std::nullopt;
       }
     }
-    return values.front().to_int();
+    return found.elements.front().to_int();
   }
   static int single(toolkit::CCds& cds) {
-    api_status_t status = API_NONE;
-    CElement value;
-    element_property_t source = ELEMENT_NORMAL;
-    cds.get_leaf("/M1/Single", status, value, source);
-    return value.to_int();
+    return StoreTest::read(cds, {"/M1/Single"}).elements.front().to_int();
   }
 
   // A process that ends with 1 when it sees points that differ.

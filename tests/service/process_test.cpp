@@ -7,7 +7,7 @@
 #include <regex>
 
 #include "service_fixture.h"
-#include "toolkit/cds.h"
+#include "store_fixture.h"
 
 namespace fs = std::filesystem;
 
@@ -17,11 +17,9 @@ class Process : public ServiceTest {
  protected:
   static int appStatus() {
     toolkit::CCds cds;
-    api_status_t status = API_NONE;
-    toolkit::CElement element;
-    element_property_t source = ELEMENT_NORMAL;
-    cds.get_leaf("/Software/Data Servers/BACnet WebServices/AppStatus", status, element, source);
-    return status == API_SUCCESS ? element.to_int() : -1;
+    const auto found =
+        StoreTest::read(cds, {"/Software/Data Servers/BACnet WebServices/AppStatus"});
+    return found.statuses.front() == API_SUCCESS ? found.elements.front().to_int() : -1;
   }
   static std::vector<toolkit::admin::Watchdog> watchdogs() {
     std::vector<toolkit::admin::Watchdog> result;

@@ -70,6 +70,15 @@ toolkit::admin::ModelLeaf leaf(const std::string& node, const std::string& name,
   return {node, name, std::move(element), ELEMENT_NORMAL};
 }
 
+std::string optionsAndPath(const std::string& options, const std::string& path) {
+  return "<n:options>" + options + "</n:options><n:path>" + path + "</n:path>";
+}
+
+std::string onlyElement(const std::string& xml, const std::string& name) {
+  const auto results = elements(xml, name);
+  return results.size() == 1 ? results.front() : "no single result in: " + xml;
+}
+
 }  // namespace
 
 ServiceTest::ServiceTest() {
@@ -189,10 +198,34 @@ std::string ServiceTest::call(const std::string& operation, const std::string& c
 
 std::string ServiceTest::value(const std::string& path, const std::string& options,
                                const std::string& user) const {
-  const std::string xml =
-      call("getValue", "<n:options>" + options + "</n:options><n:path>" + path + "</n:path>", user);
-  const auto results = elements(xml, "getValueResult");
-  return results.size() == 1 ? results.front() : "no single result in: " + xml;
+  return onlyElement(call("getValue", optionsAndPath(options, path), user), "getValueResult");
+}
+
+std::string ServiceTest::set(const std::string& path, const std::string& text,
+                             const std::string& options) const {
+  return onlyElement(
+      call("setValue", optionsAndPath(options, path) + "<n:value>" + text + "</n:value>"),
+      "setValueResult");
+}
+
+std::vector<std::string> ServiceTest::setMany(const std::vector<std::string>& paths,
+                                              const std::vector<std::string>& texts,
+                                              const std::string& options) const {
+  const std::string children =
+      "<n:options>" + options + "</n:options>" + pathsAndValues(paths, texts);
+  return elements(call("setValues", children), "setValuesResult");
+}
+
+std::string pathsAndValues(const std::vector<std::string>& paths,
+                           const std::vector<std::string>& texts) {
+  std::string children;
+  for (const std::string& path : paths) {
+    children += "<n:paths>" + path + "</n:paths>";
+  }
+  for (const std::string& text : texts) {
+    children += "<n:values>" + text + "</n:values>";
+  }
+  return children;
 }
 
 std::string envelope(const std::string& operation, const std::string& children) {

@@ -47,6 +47,12 @@ class ServiceTest : public testing::Test {
   // One SOAP 1.1 operation of the core namespace (prefix "n"); returns the reply's envelope.
   std::string call(const std::string& operation, const std::string& children,
                    const std::string& user = "operator", const FastCgiParams& more = {}) const;
+  // setValue: the result's text. setValues: the results' texts.
+  std::string set(const std::string& path, const std::string& text,
+                  const std::string& options = "") const;
+  std::vector<std::string> setMany(const std::vector<std::string>& paths,
+                                   const std::vector<std::string>& texts,
+                                   const std::string& options = "") const;
   // getValue of one path: the result's text.
   std::string value(const std::string& path, const std::string& options = "",
                     const std::string& user = "operator") const;
@@ -63,6 +69,10 @@ class ServiceTest : public testing::Test {
 
 // A SOAP 1.1 envelope around an element of the core namespace.
 std::string envelope(const std::string& operation, const std::string& children);
+
+// The paths and values of a setValues, each list as it stands.
+std::string pathsAndValues(const std::vector<std::string>& paths,
+                           const std::vector<std::string>& texts);
 
 // Texts of all elements of this local name, in order, with the references resolved.
 std::vector<std::string> elements(const std::string& xml, const std::string& name);

@@ -25,21 +25,11 @@ class StoreTrouble : public ServiceTest {
     import(model);
     start();
   }
-  std::string set(const std::string& path, const std::string& text, const std::string& options) {
-    return elements(call("setValue", "<n:options>" + options + "</n:options><n:path>" + path +
-                                         "</n:path><n:value>" + text + "</n:value>"),
-                    "setValueResult")
-        .at(0);
-  }
   // Neither a large text nor a small one beside it is taken.
   void expectNoRoom(const std::string& options) {
     const std::string large(1000000, 'x');
     EXPECT_EQ(set("/M1/Text", large, options), kFailed);
-    const std::string batch = "<n:options>" + options +
-                              "</n:options><n:paths>/M1/Count</n:paths><n:paths>/M1/Text</n:paths>"
-                              "<n:values>1</n:values><n:values>" +
-                              large + "</n:values>";
-    EXPECT_EQ(elements(call("setValues", batch), "setValuesResult"),
+    EXPECT_EQ(setMany({"/M1/Count", "/M1/Text"}, {"1", large}, options),
               (std::vector{kBatchFailed, kBatchFailed}));
     expectOldValues();
     ASSERT_EQ(toolkit::admin::boot(), "");
@@ -62,11 +52,9 @@ class StoreTrouble : public ServiceTest {
 
 TEST_F(StoreTrouble, AReadOnlyStoreIsOnlyRead) {
   begin(true);
-  EXPECT_EQ(set("/M1/Count", "1", ""), kFailed);
+  EXPECT_EQ(set("/M1/Count", "1"), kFailed);
   EXPECT_EQ(set("/M1/Count", "1", "persist"), kFailed);
-  EXPECT_EQ(elements(call("setValues", "<n:paths>/M1/Count</n:paths><n:values>1</n:values>"),
-                     "setValuesResult"),
-            std::vector{kFailed});
+  EXPECT_EQ(setMany({"/M1/Count"}, {"1"}), std::vector{kFailed});
   expectOldValues();
 }
 

@@ -42,11 +42,7 @@ class WriteRules : public StoreTest {
   }
   std::string present(const std::string& path) { return text(global_->cdsApi, path); }
   data_type_t typeOf(const std::string& path) {
-    api_status_t status = API_NONE;
-    CElement element;
-    element_property_t source = ELEMENT_NORMAL;
-    global_->cdsApi.get_leaf(path, status, element, source);
-    return element.type();
+    return read(global_->cdsApi, {path}).elements.front().type();
   }
 
   std::optional<_global_data_t> global_;

@@ -33,28 +33,6 @@ class Writing : public ServiceTest {
     import(model);
     start();
   }
-
-  std::string set(const std::string& path, const std::string& text,
-                  const std::string& options = "") const {
-    const Texts results =
-        elements(call("setValue", "<n:options>" + options + "</n:options><n:path>" + path +
-                                      "</n:path><n:value>" + text + "</n:value>"),
-                 "setValueResult");
-    return results.size() == 1 ? results.front() : "no single result";
-  }
-  static std::string batch(const Texts& paths, const Texts& values) {
-    std::string children;
-    for (const std::string& path : paths) {
-      children += "<n:paths>" + path + "</n:paths>";
-    }
-    for (const std::string& text : values) {
-      children += "<n:values>" + text + "</n:values>";
-    }
-    return children;
-  }
-  Texts setMany(const Texts& paths, const Texts& values) const {
-    return elements(call("setValues", batch(paths, values)), "setValuesResult");
-  }
 };
 
 TEST_F(Writing, AnswersWithWhatIsThenThere) {
@@ -123,7 +101,8 @@ TEST_F(Writing, WithoutTheRightIsHttp401AndWritesNothing) {
       post(envelope("setValue", "<n:path>/M1/Count</n:path><n:value>1</n:value>"), "stranger");
   EXPECT_EQ(one.status(), 401) << one.out;
   const FastCgiReply many =
-      post(envelope("setValues", batch({"/M1/Count", "/Secret/Value1"}, {"1", "x"})), "operator");
+      post(envelope("setValues", pathsAndValues({"/M1/Count", "/Secret/Value1"}, {"1", "x"})),
+           "operator");
   EXPECT_EQ(many.status(), 401) << many.out;
   EXPECT_EQ(value("/M1/Count"), "42");
 }

@@ -52,6 +52,16 @@ void expectSame(const toolkit::admin::Model& a, const toolkit::admin::Model& b);
 
 // Points $TOOLKIT_RUN and $TOOLKIT_STATE at folders of the test's own; the caller is anonymous.
 class StoreTest : public testing::Test {
+ public:
+  // What a batch read gives.
+  struct Read {
+    int result;
+    std::vector<api_status_t> statuses;
+    std::vector<toolkit::CElement> elements;
+    std::vector<element_property_t> sources;
+  };
+  static Read read(toolkit::CCds& cds, const std::vector<toolkit::CPath>& paths);
+
  protected:
   StoreTest();
   ~StoreTest() override;
@@ -63,15 +73,6 @@ class StoreTest : public testing::Test {
                                                        const toolkit::CElement& element);
   // Imports leaves, in place of what is there, with the right to everything for everybody.
   static void import(std::vector<toolkit::admin::ModelLeaf> leaves);
-
-  // What a batch read gives.
-  struct Read {
-    int result;
-    std::vector<api_status_t> statuses;
-    std::vector<toolkit::CElement> elements;
-    std::vector<element_property_t> sources;
-  };
-  static Read read(toolkit::CCds& cds, const std::vector<toolkit::CPath>& paths);
 
   // The text of a leaf; "status n" when it cannot be read.
   static std::string text(toolkit::CCds& cds, const std::string& path);
