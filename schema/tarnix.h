@@ -282,6 +282,109 @@ class _nsc1__acknowledgeAlarmResponse {
   struct soap* soap;
 };
 
+// ---- What is published to subscribers -----------------------------------------------------------
+
+//gsoap nss1 schema namespace:	http://tarnix.example/TarnixWSSubscriber
+//gsoap nss1 schema elementForm:	qualified
+//gsoap nss1 schema attributeForm:	unqualified
+
+class nss1__PublishedValue {
+ public:
+  std::string* Path 0;
+  std::string* Value 0;
+  std::string* NumericValue 0;
+  unsigned short Quality 1 = 0;
+  LONG64 Time 1 = 0;  // microseconds since 1970-01-01 UTC
+  bool RealTime 1 = false;
+  bool Trend 1 = false;
+  struct soap* soap;
+};
+
+class nss1__ArrayOfPublishedValue {
+ public:
+  std::vector<nss1__PublishedValue*> PublishedValue 0;
+  struct soap* soap;
+};
+
+class nss1__EventDetail {
+ public:
+  std::string* Key 0;
+  std::string* Value 0;
+  struct soap* soap;
+};
+
+class nss1__ArrayOfEventDetail {
+ public:
+  std::vector<nss1__EventDetail*> EventDetail 0;
+  struct soap* soap;
+};
+
+class nss1__ArrayOfString {
+ public:
+  std::vector<std::string> string 0;
+  struct soap* soap;
+};
+
+enum nss1__EventType {
+  nss1__EventType__Event = 0,
+  nss1__EventType__Alarm = 1,
+  nss1__EventType__StructureChanged = 2,
+  nss1__EventType__LostEvent = 3,
+};
+
+enum nss1__AckStatus {
+  nss1__AckStatus__NotAcked = 0,
+  nss1__AckStatus__Acked = 1,
+  nss1__AckStatus__Closed = 2,
+};
+
+class nss1__Event {
+ public:
+  ULONG64 EventId 1 = 0;
+  unsigned int SequenceIndex 1 = 0;
+  enum nss1__EventType EventType 1 = nss1__EventType__Event;
+  std::string* SourcePath 0;
+  LONG64 Time 1 = 0;  // microseconds since 1970-01-01 UTC
+  std::string* Description 0;
+  std::string* Value 0;
+  std::string* NumericValue 0;
+  std::string* Quality 0;  // a text here, a number in PublishedValue
+  nss1__ArrayOfString* ComtradeWaveformUrls 0;
+  nss1__ArrayOfEventDetail* Details 0;
+  struct soap* soap;
+};
+
+class nss1__ArrayOfEvent {
+ public:
+  std::vector<nss1__Event*> Event 0;
+  struct soap* soap;
+};
+
+class nss1__AlarmUpdate : public nss1__Event {
+ public:
+  std::string* BasePriority 0;
+  enum nss1__AckStatus AckStatus 1 = nss1__AckStatus__NotAcked;
+  bool AutoClosing 1 = false;
+  bool ConditionPresent 1 = false;
+  std::string* Note 0;
+  int VariationLevel 1 = 0;
+};
+
+// The message to a subscriber's replyUri, and its answer.
+class _nss1__publish {
+ public:
+  std::string subscriptionId 1;
+  ULONG64 sequence 1 = 0;  // number of the first record: values and events count alike, from 1
+  nss1__ArrayOfPublishedValue* values 0;
+  nss1__ArrayOfEvent* events 0;
+  struct soap* soap;
+};
+
+class _nss1__publishResponse {
+ public:
+  struct soap* soap;
+};
+
 // ---- Operations, in dispatch order --------------------------------------------------------------
 
 int __nsc1__getValue(_nsc1__getValue* nsc1__getValue,
@@ -305,3 +408,15 @@ int __nsc1__getDefaultLocale(_nsc1__getDefaultLocale* nsc1__getDefaultLocale,
 int __nsc1__getSupportedLocales(
     _nsc1__getSupportedLocales* nsc1__getSupportedLocales,
     _nsc1__getSupportedLocalesResponse* nsc1__getSupportedLocalesResponse);
+int __nsc1__createSubscription(
+    _nsc1__createSubscription* nsc1__createSubscription,
+    _nsc1__createSubscriptionResponse* nsc1__createSubscriptionResponse);
+int __nsc1__updateSubscriptionRealTimeNodes(
+    _nsc1__updateSubscriptionRealTimeNodes* nsc1__updateSubscriptionRealTimeNodes,
+    _nsc1__updateSubscriptionRealTimeNodesResponse* nsc1__updateSubscriptionRealTimeNodesResponse);
+int __nsc1__cancelSubscription(
+    _nsc1__cancelSubscription* nsc1__cancelSubscription,
+    _nsc1__cancelSubscriptionResponse* nsc1__cancelSubscriptionResponse);
+int __nsc1__acknowledgeAlarm(
+    _nsc1__acknowledgeAlarm* nsc1__acknowledgeAlarm,
+    _nsc1__acknowledgeAlarmResponse* nsc1__acknowledgeAlarmResponse);

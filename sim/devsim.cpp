@@ -9,12 +9,11 @@
 
 #include "installation.h"
 #include "toolkit/time.h"
+#include "toolkit/watchdog.h"
 
 namespace {
 
 constexpr const char* kName = "devsim";
-constexpr int kPingSeconds = 5;
-constexpr int kWatchdogSeconds = 30;
 
 struct Options {
   std::uint64_t seed = 1;
@@ -60,39 +59,13 @@ class Beat {
   std::int64_t next_;
 };
 
-class Watchdog {
- public:
-  explicit Watchdog(toolkit::CCds& cds) : cds_(cds), lastPing_(qel_GetMonoTime()) {
-    api_status_t status = API_NONE;
-    cds_.watchdog_register(status, kName, kWatchdogSeconds, 0);
-  }
-  ~Watchdog() {
-    api_status_t status = API_NONE;
-    cds_.watchdog_clear(status);
-  }
-  Watchdog(const Watchdog&) = delete;
-  Watchdog& operator=(const Watchdog&) = delete;
-
-  void pingWhenDue() {
-    const std::int32_t now = qel_GetMonoTime();
-    if (now - lastPing_ < kPingSeconds) return;
-    lastPing_ = now;
-    api_status_t status = API_NONE;
-    cds_.watchdog_ping(status);
-  }
-
- private:
-  toolkit::CCds& cds_;
-  std::int32_t lastPing_;
-};
-
 int fail(const std::string& why) {
   std::cerr << kName << ": " << why << '\n';
   return 1;
 }
 
 void simulate(toolkit::CCds& cds, sim::Installation& installation, const Options& options) {
-  Watchdog watchdog(cds);
+  toolkit::CWatchdog watchdog(cds, kName);
   Beat beat(options.rate);
   bool failing = false;
   std::uint64_t ticks = 0;

@@ -6,12 +6,12 @@
 
 #include <boost/locale/info.hpp>
 
-#include "TarnixH.h"
 #include "batch_writing.h"
 #include "error_strings.h"
 #include "global_data.h"
 #include "reading.h"
 #include "service_options.h"
+#include "soap_records.h"
 #include "writing.h"
 
 using namespace toolkit::ws;
@@ -22,23 +22,6 @@ namespace {
 // empty prefix, so without an errorPrefix a list of one answers with its entry.
 bool isSingle(const std::vector<std::string>& results, const _service_options_t& opts) {
   return results.size() == 1 && results.front().starts_with(opts.errorPrefix);
-}
-
-std::string* newString(struct soap* ctx, std::string text = {}) {
-  std::string* result = soap_new_std__string(ctx);
-  *result = std::move(text);
-  return result;
-}
-
-// The request's record; a nil or missing one counts as one without children.
-template <class Request>
-const Request& recordOf(const Request* request) {
-  static const Request kAbsent;
-  return request == nullptr ? kAbsent : *request;
-}
-
-std::string textOf(const std::string* optional) {
-  return optional == nullptr ? std::string() : *optional;
 }
 
 // Entries `index` to `index` + `count` - 1 in unsigned arithmetic that wraps: a count of 0 from 0

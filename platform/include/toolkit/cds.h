@@ -19,6 +19,7 @@
 // One thread per process. A client may be opened before fork(): the child notices and opens anew.
 #pragma once
 
+#include <cassert>
 #include <functional>
 #include <memory>
 #include <string>
@@ -26,6 +27,7 @@
 #include <vector>
 
 #include "toolkit/element.h"
+#include "toolkit/event.h"
 #include "toolkit/path.h"
 #include "toolkit/types.h"
 
@@ -77,6 +79,13 @@ class CCds {
   int set_leaves(const std::vector<CPath>& paths, const std::vector<CElement>& elements,
                  const std::vector<pcd_tribool_t>& persist, std::vector<api_status_t>& statuses,
                  const std::string& source);
+  // Adds to the Integer at `path` in one transaction, so that no count is lost between processes. A
+  // missing leaf counts as 0, and a sum that is too large goes on from the smallest number. Writes
+  // to the live half. `sum`, unless null, receives the new value.
+  int add_to_leaf(const CPath& path, int delta, int* sum, api_status_t& status,
+                  const std::string& source);
+  // Who wrote a leaf: the `source` of its last write. Outcomes as get_leaf's.
+  int get_writer(const CPath& path, api_status_t& status, std::string& writer);
   // Removes one leaf from both halves.
   int clear_leaf(const CPath& path, api_status_t& status, const std::string& source);
 
@@ -88,6 +97,26 @@ class CCds {
   // Removes a node with all below it, from both halves, in one transaction. API_NOT_AUTHORIZED for
   // "/", "/Software", "/Alarms", "/Software/Data Servers" and "/Software/Commands".
   int remove_node(const std::string& nodePath, api_status_t& status, const std::string& source);
+  // The same, but only while the leaf at `leaf` is still `expected`, time stamp included; else
+  // API_NOT_FOUND and nothing changes.
+  int remove_node_if(const std::string& nodePath, const CPath& leaf, const CElement& expected,
+                     api_status_t& status, const std::string& source);
+
+  // Hands events over, in one transaction: acknowledgements to the alarm engine, all others to
+  // whoever reads events (see CEventStream). API_NOT_FOUND for an acknowledgement of an alarm that
+  // does not stand under /Alarms, API_STORE_FULL when 1,000 of them wait already.
+  int events_send(const std::vector<CEvent>& events, std::vector<api_status_t>& statuses);
+  int event_send(const CEvent& event, api_status_t& status) {
+    std::vector<api_status_t> retcodes;
+    const int result = events_send({event}, retcodes);
+    assert(retcodes.size() == 1);
+    status = retcodes.front();
+    return result;
+  }
+
+  // A number that every write to the live half changes, in whatever process. 0 when the store
+  // cannot be read.
+  std::size_t state();
 
   // Watchdog: a process says its name and at most how many seconds will pass between two pings;
   // `devctl status` tells who is overdue. `action` is kept for the supervisor.

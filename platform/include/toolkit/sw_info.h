@@ -8,6 +8,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "toolkit/cds.h"
 
@@ -16,10 +17,19 @@ namespace toolkit {
 // Life of a program.
 enum AppStatuses {
   APP_UNKNOWN = 0,
-  APP_STARTING = 1,
+  APP_PUBLISHING = 1,  // running, and has taken a subscription
   APP_STOPPED = 2,
   APP_FAILED = 3,
   APP_RUNNING = 4,
+};
+
+// A row of the template of one node; `const tagnval node[]` is a template:
+//   {group path, the node's name below a program's path, with its "/", or ""}
+//   {leaf, text}...    "/Value" follows the "/ValueType" given before it
+//   {nullptr, nullptr}
+struct tagnval {
+  const char* tag;
+  const char* val;
 };
 
 class CCds_SwInfo {
@@ -32,6 +42,11 @@ class CCds_SwInfo {
 
   // Writes an Integer to the Value of the node at base + suffix.
   int SetIntValue(const std::string& base, const char* suffix, int value);
+  // Adds to the Integer there, see CCds::add_to_leaf. `newValue` may be null.
+  int UpdateIntValue(const std::string& base, const char* suffix, int delta, int* newValue);
+
+  // Writes the leaves of a template's node below this object's path, in one transaction.
+  int FillSwInfoNode(const tagnval* record);
 
  private:
   CCds& cds_;

@@ -138,6 +138,40 @@ int CCds::get_leaves(const std::vector<CPath>& paths, std::vector<api_status_t>&
   return 1;
 }
 
+int CCds::get_writer(const CPath& path, api_status_t& status, std::string& writer) {
+  status = API_FAILED;
+  writer.clear();
+  if (store_ == nullptr) {
+    return 1;
+  }
+  CPath leaf = path;
+  if (!leaf.is_normalized() && leaf.normalize() != 0) {
+    status = API_BAD_PATH;
+    return 0;
+  }
+  store::ReadTransaction transaction(store_->live());
+  const auto record =
+      transaction.get(store::Table::kLeaf, store::leafKey(leaf.getNodePath(), leaf.getLeafName()));
+  if (transaction.status() != 0) {
+    noteFailure(transaction.status());
+    return 1;
+  }
+  if (!record) {
+    status = API_NOT_FOUND;
+  } else if (store::decodeWriter(*record, writer)) {
+    status = API_SUCCESS;
+  }
+  return 0;
+}
+
+std::size_t CCds::state() {
+  if (store_ == nullptr) {
+    return 0;
+  }
+  const store::ReadTransaction transaction(store_->live());
+  return transaction.status() == 0 ? transaction.id() : 0;
+}
+
 int CCds::test_node(const std::string& nodePath, api_status_t& status) {
   status = API_FAILED;
   if (store_ == nullptr) {

@@ -8,6 +8,7 @@
 #include "store/store.h"
 #include "store/tree.h"
 #include "toolkit/cds.h"
+#include "toolkit/time.h"
 
 namespace toolkit {
 
@@ -86,6 +87,32 @@ int CCds::set_leaves(const std::vector<CPath>& paths, const std::vector<CElement
   return written == API_SUCCESS ? 0 : 1;
 }
 
+int CCds::add_to_leaf(const CPath& path, int delta, int* sum, api_status_t& status,
+                      const std::string& source) {
+  const auto leaf = asWritable(path);
+  return change(leaf.has_value(), status, [&](store::Change& change) {
+    const auto record = change.live().get(store::Table::kLeaf,
+                                          store::leafKey(leaf->getNodePath(), leaf->getLeafName()));
+    CElement element;
+    element_property_t property = ELEMENT_NORMAL;
+    if (record) {
+      store::decodeLeaf(*record, element, property);
+    }
+    const auto value = static_cast<std::int32_t>(static_cast<std::uint32_t>(element.to_int()) +
+                                                 static_cast<std::uint32_t>(delta));
+    element = CElement(value);
+    timeval now = {};
+    qel_QELtoUNIXtime64(qel_UTCtime64(), &now);
+    element.set_time(now);
+    store::putLeaf(change.live(), leaf->getNodePath(), leaf->getLeafName(), element,
+                   store::encodeLeaf(element, ELEMENT_NORMAL, source));
+    if (sum != nullptr) {
+      *sum = value;
+    }
+    return API_SUCCESS;
+  });
+}
+
 int CCds::clear_leaf(const CPath& path, api_status_t& status, const std::string& /*source*/) {
   const auto leaf = asWritable(path);
   return change(leaf.has_value(), status, [&](store::Change& change) {
@@ -111,22 +138,44 @@ int CCds::add_node(const std::string& nodePath, api_status_t& status,
   });
 }
 
+namespace {
+
+api_status_t removeFromBoth(store::Change& change, const std::string& node) {
+  if (std::find(kProtectedNodes.begin(), kProtectedNodes.end(), node) != kProtectedNodes.end()) {
+    return API_NOT_AUTHORIZED;
+  }
+  const bool persistent = change.isPersistent(store::Table::kNode, store::nodeKey(node));
+  if (!persistent && !store::nodeExists(change.live(), node)) {
+    return API_NOT_FOUND;
+  }
+  store::removeNode(change.live(), node);
+  if (persistent) {
+    store::removeNode(change.persistent(), node);
+  }
+  return API_SUCCESS;
+}
+
+}  // namespace
+
 int CCds::remove_node(const std::string& nodePath, api_status_t& status,
                       const std::string& /*source*/) {
   const auto node = asNodePath(nodePath);
-  return change(node.has_value(), status, [&](store::Change& change) {
-    if (std::find(kProtectedNodes.begin(), kProtectedNodes.end(), *node) != kProtectedNodes.end()) {
-      return API_NOT_AUTHORIZED;
-    }
-    const bool persistent = change.isPersistent(store::Table::kNode, store::nodeKey(*node));
-    if (!persistent && !store::nodeExists(change.live(), *node)) {
-      return API_NOT_FOUND;
-    }
-    store::removeNode(change.live(), *node);
-    if (persistent) {
-      store::removeNode(change.persistent(), *node);
-    }
-    return API_SUCCESS;
+  return change(node.has_value(), status,
+                [&](store::Change& change) { return removeFromBoth(change, *node); });
+}
+
+int CCds::remove_node_if(const std::string& nodePath, const CPath& leaf, const CElement& expected,
+                         api_status_t& status, const std::string& /*source*/) {
+  const auto node = asNodePath(nodePath);
+  const auto condition = asWritable(leaf);
+  return change(node && condition, status, [&](store::Change& change) {
+    const auto record = change.live().get(
+        store::Table::kLeaf, store::leafKey(condition->getNodePath(), condition->getLeafName()));
+    CElement element;
+    element_property_t property = ELEMENT_NORMAL;
+    const bool asExpected =
+        record && store::decodeLeaf(*record, element, property) && element == expected;
+    return asExpected ? removeFromBoth(change, *node) : API_NOT_FOUND;
   });
 }
 

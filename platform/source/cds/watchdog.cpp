@@ -4,6 +4,8 @@
 #include "store/layout.h"
 #include "store/store.h"
 #include "toolkit/cds.h"
+#include "toolkit/time.h"
+#include "toolkit/watchdog.h"
 
 namespace toolkit {
 
@@ -70,6 +72,25 @@ int CCds::watchdog_clear(api_status_t& status) {
     watchdogName_.clear();
   }
   return status == API_SUCCESS ? 0 : 1;
+}
+
+CWatchdog::CWatchdog(CCds& cds, const std::string& name) : cds_(cds), lastPing_(qel_GetMonoTime()) {
+  api_status_t status = API_NONE;
+  cds_.watchdog_register(status, name, kOverdueSeconds, 0);
+}
+
+CWatchdog::~CWatchdog() {
+  api_status_t status = API_NONE;
+  cds_.watchdog_clear(status);
+}
+
+void CWatchdog::pingWhenDue() {
+  const std::int32_t now = qel_GetMonoTime();
+  if (now - lastPing_ >= kPingSeconds) {
+    lastPing_ = now;
+    api_status_t status = API_NONE;
+    cds_.watchdog_ping(status);
+  }
 }
 
 }  // namespace toolkit

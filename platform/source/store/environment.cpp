@@ -20,7 +20,7 @@ namespace toolkit::store {
 
 namespace {
 
-constexpr std::array kTableNames = {"leaf", "node", "device", "right", "watchdog", "meta"};
+constexpr std::array kTableNames = {"leaf", "node", "device", "right", "watchdog", "meta", "event"};
 constexpr std::size_t kInitialMap = std::size_t{16} << 20;
 constexpr std::size_t kDefaultLimit = std::size_t{4} << 30;
 constexpr std::size_t kSmallestLimit = std::size_t{64} << 10;
@@ -172,9 +172,11 @@ std::string Environment::openTables(Handle& handle, IfMissing ifMissing) const {
     transaction.reset();
     code = createTables(handle);
   } else {
-    code = lookUpTables(handle, raw, 0);
+    code = lookUpTables(handle, raw, 0, kTableCount, 0);
     // Only a commit keeps the table handles.
     code = code == MDB_SUCCESS ? mdb_txn_commit(transaction.release()) : code;
+    transaction.reset();
+    code = code == MDB_NOTFOUND ? addTables(handle) : code;
   }
   if (code != MDB_SUCCESS) {
     return openFailure(code == MDB_NOTFOUND ? MDB_INVALID : code);
@@ -182,9 +184,10 @@ std::string Environment::openTables(Handle& handle, IfMissing ifMissing) const {
   return checkVersion(handle);
 }
 
-int Environment::lookUpTables(Handle& handle, MDB_txn* transaction, unsigned flags) {
+int Environment::lookUpTables(Handle& handle, MDB_txn* transaction, std::size_t first,
+                              std::size_t end, unsigned flags) {
   int code = MDB_SUCCESS;
-  for (std::size_t i = 0; i < kTableCount && code == MDB_SUCCESS; ++i) {
+  for (std::size_t i = first; i < end && code == MDB_SUCCESS; ++i) {
     code = mdb_dbi_open(transaction, kTableNames[i], flags, &handle.tables[i]);
   }
   return code;
@@ -197,7 +200,7 @@ int Environment::createTables(Handle& handle) {
     return code;
   }
   TransactionHandle transaction(raw);
-  int code = lookUpTables(handle, raw, MDB_CREATE);
+  int code = lookUpTables(handle, raw, 0, kTableCount, MDB_CREATE);
   if (code == MDB_SUCCESS) {
     MDB_val key = {std::strlen(kVersionKey), const_cast<char*>(kVersionKey)};
     MDB_val value = {std::strlen(kFormatVersion), const_cast<char*>(kFormatVersion)};
@@ -206,6 +209,20 @@ int Environment::createTables(Handle& handle) {
   }
   // Another process may have made them meanwhile: its version is checked next.
   code = code == MDB_KEYEXIST ? MDB_SUCCESS : code;
+  return code == MDB_SUCCESS ? mdb_txn_commit(transaction.release()) : code;
+}
+
+int Environment::addTables(Handle& handle) {
+  MDB_txn* raw = nullptr;
+  int code = mdb_txn_begin(handle.environment.get(), nullptr, 0, &raw);
+  if (code != MDB_SUCCESS) {
+    return code;
+  }
+  TransactionHandle transaction(raw);
+  code = lookUpTables(handle, raw, 0, kFirstTables, 0);
+  if (code == MDB_SUCCESS) {
+    code = lookUpTables(handle, raw, kFirstTables, kTableCount, MDB_CREATE);
+  }
   return code == MDB_SUCCESS ? mdb_txn_commit(transaction.release()) : code;
 }
 

@@ -16,7 +16,7 @@
 
 namespace toolkit::store {
 
-enum class Table : std::size_t { kLeaf, kNode, kDevice, kRight, kWatchdog, kMeta };
+enum class Table : std::size_t { kLeaf, kNode, kDevice, kRight, kWatchdog, kMeta, kEvent };
 
 // Keys and value of the table kMeta.
 inline constexpr const char* kVersionKey = "version";
@@ -48,7 +48,9 @@ class Environment {
   friend class Transaction;
   friend class ReadTransaction;
   friend class WriteTransaction;
-  static constexpr std::size_t kTableCount = 6;
+  static constexpr std::size_t kTableCount = 7;
+  // A file of an earlier program has only so many: the others are added to it.
+  static constexpr std::size_t kFirstTables = 6;
 
   // The reader goes before the environment.
   struct Handle {
@@ -62,8 +64,10 @@ class Environment {
   std::string connect(IfMissing ifMissing);
   int openFile(Handle& handle) const;
   std::string openTables(Handle& handle, IfMissing ifMissing) const;
-  static int lookUpTables(Handle& handle, MDB_txn* transaction, unsigned flags);
+  static int lookUpTables(Handle& handle, MDB_txn* transaction, std::size_t first, std::size_t end,
+                          unsigned flags);
   static int createTables(Handle& handle);
+  static int addTables(Handle& handle);
   std::string checkVersion(const Handle& handle) const;
   std::string missing() const;
   std::string openFailure(int code) const;

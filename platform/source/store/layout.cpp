@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <limits>
+#include <type_traits>
 
 namespace toolkit::store {
 
@@ -47,6 +48,7 @@ class Unpacker {
     bytes_.remove_prefix(size);
     return head;
   }
+  std::string_view rest() const { return bytes_; }
   bool isGood() const { return good_; }
 
  private:
@@ -66,6 +68,15 @@ timeval unpackTime(Unpacker& unpacker) {
   return {seconds, unpacker.number<std::int32_t>()};
 }
 
+void packText(Packer& packer, std::string_view text) {
+  packer.number(static_cast<std::uint32_t>(text.size()));
+  packer.text(text);
+}
+
+std::string unpackText(Unpacker& unpacker) {
+  return std::string(unpacker.take(unpacker.number<std::uint32_t>()));
+}
+
 void packValue(Packer& packer, const CElement& element) {
   switch (element.type()) {
     case DATA_BOOLEAN:
@@ -79,11 +90,8 @@ void packValue(Packer& packer, const CElement& element) {
       return packTime(packer, element.to_timeval());
     case DATA_INTEGER64:
       return packer.number(element.to_int64());
-    case DATA_STRING: {
-      const std::string text = element.to_string();
-      packer.number(static_cast<std::uint32_t>(text.size()));
-      return packer.text(text);
-    }
+    case DATA_STRING:
+      return packText(packer, element.to_string());
     case DATA_NONE:
     case DATA_SAME_AS_VALUE:
       return;
@@ -110,7 +118,7 @@ bool unpackValue(Unpacker& unpacker, data_type_t type, CElement& element) {
       element = CElement(unpackTime(unpacker));
       return true;
     case DATA_STRING:
-      element = CElement(std::string(unpacker.take(unpacker.number<std::uint32_t>())));
+      element = CElement(unpackText(unpacker));
       return true;
     case DATA_INTEGER64:
       element = CElement(unpacker.number<std::int64_t>());
@@ -169,6 +177,47 @@ std::string join(std::string_view node, std::string_view name) {
   return path += name;
 }
 
+namespace {
+
+bool unpackLeaf(Unpacker& unpacker, CElement& element, element_property_t& property) {
+  const auto type = unpacker.number<std::uint8_t>();
+  const auto source = unpacker.number<std::uint8_t>();
+  const timeval time = unpackTime(unpacker);
+  CElement value;
+  if (!unpackValue(unpacker, static_cast<data_type_t>(type), value) || !unpacker.isGood() ||
+      source > ELEMENT_MPL) {
+    return false;
+  }
+  element = std::move(value);
+  element.set_time(time);
+  property = static_cast<element_property_t>(source);
+  return true;
+}
+
+// Every field of an event in the order of its record, for reading and for writing.
+template <class Event, class Number, class Text, class Time>
+void eachField(Event& event, Number number, Text text, Time time) {
+  number(event.type);
+  number(event.priority);
+  number(event.severity);
+  number(event.flag);
+  number(event.quality);
+  number(event.id);
+  number(event.sequence);
+  number(event.ack);
+  number(event.variation);
+  number(event.condition);
+  number(event.autoClosing);
+  time(event.raised);
+  time(event.time);
+  text(event.path);
+  text(event.note);
+  text(event.source);
+  text(event.message);
+}
+
+}  // namespace
+
 std::string encodeLeaf(const CElement& element, element_property_t property,
                        std::string_view source) {
   Packer packer;
@@ -182,18 +231,44 @@ std::string encodeLeaf(const CElement& element, element_property_t property,
 
 bool decodeLeaf(std::string_view bytes, CElement& element, element_property_t& property) {
   Unpacker unpacker(bytes);
-  const auto type = unpacker.number<std::uint8_t>();
-  const auto source = unpacker.number<std::uint8_t>();
-  const timeval time = unpackTime(unpacker);
-  CElement value;
-  if (!unpackValue(unpacker, static_cast<data_type_t>(type), value) || !unpacker.isGood() ||
-      source > ELEMENT_MPL) {
-    return false;
-  }
-  element = std::move(value);
-  element.set_time(time);
-  property = static_cast<element_property_t>(source);
-  return true;
+  return unpackLeaf(unpacker, element, property);
+}
+
+bool decodeWriter(std::string_view bytes, std::string& writer) {
+  Unpacker unpacker(bytes);
+  CElement element;
+  element_property_t property = ELEMENT_NORMAL;
+  const bool good = unpackLeaf(unpacker, element, property);
+  writer = good ? unpacker.rest() : std::string_view();
+  return good;
+}
+
+std::string encodeEvent(const CEvent& event) {
+  Packer packer;
+  eachField(
+      event, [&](auto value) { packer.number(value); },
+      [&](const std::string& text) { packText(packer, text); },
+      [&](timeval time) { packTime(packer, time); });
+  packer.text(encodeLeaf(event.value, ELEMENT_NORMAL, {}));
+  return packer.take();
+}
+
+std::optional<CEvent> decodeEvent(std::string_view bytes) {
+  Unpacker unpacker(bytes);
+  CEvent event;
+  eachField(
+      event,
+      [&]<class Value>(Value& value) {
+        if constexpr (std::is_same_v<Value, bool>) {
+          value = unpacker.number<std::uint8_t>() != 0;
+        } else {
+          value = unpacker.number<Value>();
+        }
+      },
+      [&](std::string& text) { text = unpackText(unpacker); },
+      [&](timeval& time) { time = unpackTime(unpacker); });
+  element_property_t property = ELEMENT_NORMAL;
+  return unpackLeaf(unpacker, event.value, property) ? std::optional(event) : std::nullopt;
 }
 
 std::string encodeWatchdog(const WatchdogRecord& record) {

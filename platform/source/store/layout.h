@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "toolkit/element.h"
+#include "toolkit/event.h"
 #include "toolkit/types.h"
 
 namespace toolkit::store {
@@ -51,6 +52,12 @@ std::string encodeLeaf(const CElement& element, element_property_t property,
                        std::string_view source);
 // False for bytes that are no record; the outputs then stay.
 bool decodeLeaf(std::string_view bytes, CElement& element, element_property_t& property);
+
+// The record's part that tells who wrote. False for bytes that are no record.
+bool decodeWriter(std::string_view bytes, std::string& writer);
+
+std::string encodeEvent(const CEvent& event);
+std::optional<CEvent> decodeEvent(std::string_view bytes);
 
 struct WatchdogRecord {
   std::int32_t periodSeconds = 0;

@@ -1,0 +1,349 @@
+// Subscriptions and the acknowledgement of alarms. The service delivers nothing itself: it leaves a
+// subscription in the store for the publisher, and hands an acknowledgement to the alarm engine.
+#include <cstdlib>
+#include <exception>
+#include <stdexcept>
+
+#include "error_strings.h"
+#include "global_data.h"
+#include "reading.h"
+#include "service_options.h"
+#include "soap_records.h"
+#include "subscription_nodes.h"
+#include "toolkit/event.h"
+#include "toolkit/time.h"
+#include "writing.h"
+
+using namespace toolkit::ws;
+
+namespace {
+
+using Results = nsc1__ArrayOfRealTimeNodeSubscriptionResult;
+
+constexpr std::size_t kMaxPath = 255;  // bytes of a path below the subscriptions
+constexpr int kNoSuchSubscription = 1;
+constexpr int kEmptyRequest = -1;
+constexpr int kAcknowledgeFailed = 44;
+
+// The text's first bytes, without half a character at the end.
+std::string cut(const std::string& text, std::size_t size) {
+  if (text.size() <= size) {
+    return text;
+  }
+  while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) {
+    --size;
+  }
+  return text.substr(0, size);
+}
+
+// Writes a value below a subscription, live only. A store that refuses has failed the templates
+// already.
+void writeLeaf(_global_data_t* glptr, const std::string& path, toolkit::CElement element) {
+  element.set_time(writeTime());
+  api_status_t status = API_NONE;
+  glptr->cdsApi.set_leaf(path, element, status, PCD_FALSE, writeSource());
+}
+
+void setInteger(_global_data_t* glptr, const std::string& base, const char* suffix, int value) {
+  toolkit::CCds_SwInfo(glptr->cdsApi, base).SetIntValue(base, suffix, value);
+}
+
+void removeNode(_global_data_t* glptr, const std::string& path) {
+  api_status_t status = API_NONE;
+  glptr->cdsApi.remove_node(path, status, writeSource());
+}
+
+// Tells the publisher to look. 0, or non-zero when the store refused.
+int countChange(_global_data_t* glptr) {
+  return toolkit::CCds_SwInfo(glptr->cdsApi, kSubscriptionsPath)
+      .UpdateIntValue("", kSubscriptionCounter, 1, nullptr);
+}
+
+// The node of one point in a subscription, made when it is not there. Empty when it cannot be: a
+// path without a name of its own, or one too long for the publisher to read back.
+std::string realTimeNode(_global_data_t* glptr, const std::string& base, const std::string* path) {
+  std::string name;
+  if (path != nullptr) {
+    toolkit::CPath::PathToNodeName(*path, name);
+  }
+  const std::string node = base + "/RTNodes/" + name;
+  if (name.empty() || node.size() > kMaxPath) {
+    __psyslog->info(1, "No node for %s in a subscription", textOf(path).c_str());
+    return {};
+  }
+  const bool ready =
+      glptr->cdsApi.node_exists(node) || LoadNodeLeaves(glptr, node, SwSubscrptnRTNodes) == 0;
+  return ready ? node : std::string();
+}
+
+// Fills value, quality and time as a reading of `path` would give them. False when it failed.
+bool readPoint(struct soap* ctx, _service_options_t* opts, toolkit::CPath& path,
+               nsc1__RealTimeNodeSubscriptionResult& result) {
+  _global_data_t* glptr = globalData(ctx);
+  api_status_t status = API_NONE;
+  toolkit::CElement element;
+  element_property_t source = ELEMENT_NORMAL;
+  const int rc = glptr->cdsApi.get_leaf(path, status, element, source);
+  bool isMultistate = false;
+  pcd_ProcessValue(glptr, opts, rc, path, status, element, source, isMultistate, *result.Value);
+  if (isMultistate) {
+    result.NumericValue =
+        newString(ctx, element.type() == DATA_BOOLEAN ? (element.to_bool() ? "1" : "0")
+                                                      : element.to_string());
+  }
+  if (rc != 0 || status != API_SUCCESS) {
+    return false;
+  }
+  const timeval time = element.time();
+  result.Time = qel_UNIXtoQELtime64(&time);
+  glptr->cdsUtils.CheckDeviceQuality(path.getNodePath(), &element);
+  result.Quality = static_cast<unsigned short>(element.to_uint());
+  return true;
+}
+
+nsc1__RealTimeNodeSubscriptionResult* firstResult(struct soap* ctx, _service_options_t* opts,
+                                                  const std::string& requested) {
+  auto* result = soap_new_nsc1__RealTimeNodeSubscriptionResult(ctx);
+  result->Value = newString(ctx);
+  toolkit::CPath path(requested);
+  bool good = path.normalize() == 0;
+  if (good) {
+    good = readPoint(ctx, opts, path, *result);
+  } else {
+    __psyslog->info(1, "Error in supplied path %s", requested.c_str());
+    BnwsErrMsg(WS_PATH_SYNTAX, "CDS Error in supplied path", *result->Value, opts);
+  }
+  if (!good) {
+    __psyslog->info(1, "Register_realTimeNodes: Bad node request for %s", result->Value->c_str());
+    result->Time = qel_UTCtime64();
+    result->Quality = 0;
+  }
+  return result;
+}
+
+// Enters the points into the subscription at `base` and answers with their values: one result a
+// point, in order, without those that cannot be entered. Null for no points.
+Results* Register_realTimeNodes(struct soap* ctx, const nsc1__ArrayOfNodeSubscription* nodes,
+                                const std::string& base) {
+  if (nodes == nullptr || nodes->NodeSubscription.empty()) {
+    return nullptr;
+  }
+  _global_data_t* glptr = globalData(ctx);
+  const std::string noOptions;
+  _service_options_t opts;
+  parseServiceOptions(glptr, &noOptions, &opts);
+  Results* results = soap_new_nsc1__ArrayOfRealTimeNodeSubscriptionResult(ctx);
+  for (const nsc1__NodeSubscription* wanted : nodes->NodeSubscription) {
+    const std::string node =
+        wanted == nullptr ? std::string() : realTimeNode(glptr, base, wanted->Path);
+    if (node.empty()) {
+      continue;
+    }
+    setInteger(glptr, node, "/RqstdFreshness", wanted->RequestedFreshness);
+    writeLeaf(glptr, node + "/Deadband/Value", toolkit::CElement(wanted->DeadbandPercent));
+    results->RealTimeNodeSubscriptionResult.push_back(firstResult(ctx, &opts, *wanted->Path));
+  }
+  return results;
+}
+
+void logOptional(const char* format, const char* text) {
+  if (text != nullptr) {
+    __psyslog->info(2, format, text);
+  }
+}
+
+// Enters everything but the points. Returns the operation's status, and true in `complete` when the
+// publisher has been told.
+int writeSubscription(_global_data_t* glptr, const _nsc1__createSubscription& in,
+                      const std::string& base, bool& complete) {
+  complete = false;
+  timeval since = {};
+  qel_QELtoUNIXtime64(in.logSinceTime, &since);
+  if (glptr->cdsApi.node_exists(base)) {
+    __psyslog->info(2, "Removing previous subscriptionId = %s", in.subscriptionId->c_str());
+    removeNode(glptr, base);
+  }
+  if (const int failure = LoadNodeLeaves(glptr, base, SwSubscriptionNodes); failure != 0) {
+    return failure;
+  }
+  logOptional("New subscription from remote address of %s", std::getenv("REMOTE_ADDR"));
+  writeLeaf(glptr, base + "/ReplyURI/Value", toolkit::CElement(textOf(in.replyUri)));
+  setInteger(glptr, base, "/LeaseDuration", in.leaseDuration);
+  const toolkit::CElement sinceElement(since);
+  writeLeaf(glptr, base + "/LogSinceTime/Value", sinceElement);
+  __psyslog->info(2, "timeSince set into CDS as %s", sinceElement.to_string().c_str());
+  setInteger(glptr, base, "/LogOptions", static_cast<int>(in.subscribeLogOptions));
+  complete = countChange(glptr) == 0;
+  return SOAP_OK;
+}
+
+int createFrom(struct soap* ctx, const _nsc1__createSubscription& in, Results*& results) {
+  _global_data_t* glptr = globalData(ctx);
+  const std::string& id = *in.subscriptionId;
+  __psyslog->info(2, "createSubscription for subscriptionId = %s", id.c_str());
+  if (glptr->swInfo) {
+    glptr->swInfo->SetAppStatus(toolkit::APP_PUBLISHING);
+  }
+  if (!isSubscriptionId(id)) {
+    __psyslog->info(1, "createSubscription: %s is no subscriptionId", id.c_str());
+    return kNoSuchSubscription;
+  }
+  const std::string base = cut(std::string(kSubscriptionsPath) + "/" + id, kMaxPath);
+  bool complete = false;
+  if (const int failure = writeSubscription(glptr, in, base, complete); failure != 0 || !complete) {
+    return failure;
+  }
+  results = Register_realTimeNodes(ctx, in.realTimeNodes, base);
+  if (results != nullptr) {
+    setInteger(glptr, base, "/RTNodeCount",
+               static_cast<int>(results->RealTimeNodeSubscriptionResult.size()));
+  }
+  return SOAP_OK;
+}
+
+Results* noSuchSubscription(struct soap* ctx, const std::string& id) {
+  __psyslog->info(1, "No such Subscription (%s) to update", id.c_str());
+  Results* results = soap_new_nsc1__ArrayOfRealTimeNodeSubscriptionResult(ctx);
+  auto* result = soap_new_nsc1__RealTimeNodeSubscriptionResult(ctx);
+  result->Value = newString(ctx);
+  BnwsErrMsg(WS_NO_SUCH_SUBSCRIPTION, "updateSubscriptionRealTimeNodes() failed", *result->Value);
+  results->RealTimeNodeSubscriptionResult.push_back(result);
+  return results;
+}
+
+void unregister(_global_data_t* glptr, const nsc1__ArrayOfString* paths, const std::string& base) {
+  for (const std::string& path : recordOf(paths).string) {
+    std::string name;
+    toolkit::CPath::PathToNodeName(path, name);
+    removeNode(glptr, base + "/RTNodes/" + name);
+  }
+}
+
+void recount(_global_data_t* glptr, const std::string& base) {
+  std::vector<std::string> children;
+  toolkit::CPath nodes(base + "/RTNodes");
+  nodes.normalize();
+  nodes.getChildPaths(glptr->cdsApi, children);
+  setInteger(glptr, base, "/RTNodeCount", static_cast<int>(children.size()));
+}
+
+std::string requiredVariable(const char* name) {
+  const char* value = std::getenv(name);
+  if (value == nullptr) {
+    throw std::logic_error("__sso_string_base::_M_construct null not valid");
+  }
+  return value;
+}
+
+toolkit::CEvent acknowledgement(const nsc1__AckRequest& request) {
+  toolkit::CEvent event;
+  event.type = toolkit::EVENT_ACKNOWLEDGE;
+  event.path = "/";
+  event.priority = toolkit::CEvent::kAcknowledgePriority;
+  event.severity = toolkit::SEVERITY_INFORMATION;
+  event.flag = true;
+  event.id = request.EventId;
+  event.ack = request.Status;
+  event.variation = request.VariationLevel;
+  event.note = textOf(request.Note);
+  toolkit::CEvent::format_source_string(event.source, "Web-Services",
+                                        requiredVariable("REMOTE_USER"),
+                                        requiredVariable("REMOTE_ADDR"));
+  event.time = writeTime();
+  return event;
+}
+
+void logAcknowledgement(const nsc1__AckRequest& request) {
+  const auto id = static_cast<unsigned long>(request.EventId);
+  if (request.Note == nullptr) {
+    __psyslog->info(2, "Ack'ing Alarm #%lu (AckStatus=%d, varLevel=%d). ", id, request.Status,
+                    request.VariationLevel);
+  } else {
+    __psyslog->info(2, "Ack'ing Alarm #%lu (AckStatus=%d, varLevel=%d). Note = %s", id,
+                    request.Status, request.VariationLevel, request.Note->c_str());
+  }
+}
+
+std::string acknowledge(_global_data_t* glptr, const nsc1__AckRequest& request) {
+  logAcknowledgement(request);
+  api_status_t status = API_NONE;
+  std::string reply;
+  if (glptr->cdsApi.event_send(acknowledgement(request), status) != 0 || status != API_SUCCESS) {
+    BnwsErrMsg(WS_EVENT_NOT_SENT, "CDS event_send failed", reply);
+  }
+  return reply;
+}
+
+}  // namespace
+
+int __nsc1__createSubscription(struct soap* ctx, _nsc1__createSubscription* request,
+                               _nsc1__createSubscriptionResponse* response) {
+  const auto& in = recordOf(request);
+  if (textOf(in.subscriptionId).empty()) {
+    __psyslog->info(1, "createSubscription: No SubscriptionID provided");
+    return SOAP_OK;
+  }
+  try {
+    return createFrom(ctx, in, response->createSubscriptionResult);
+  } catch (const std::exception& e) {
+    __psyslog->info(1, "Exception: %s", e.what());
+    return SOAP_OK;
+  }
+}
+
+int __nsc1__updateSubscriptionRealTimeNodes(
+    struct soap* ctx, _nsc1__updateSubscriptionRealTimeNodes* request,
+    _nsc1__updateSubscriptionRealTimeNodesResponse* response) {
+  const auto& in = recordOf(request);
+  global_data_t* glptr = globalData(ctx);
+  const std::string id = textOf(in.subscriptionId);
+  if (id.empty()) {
+    __psyslog->info(1, "updateSubscriptionRealTimeNodes: NULL Subscription ID provided");
+    return kNoSuchSubscription;
+  }
+  std::string base;
+  GetSubscrptBasePath(in.subscriptionId, base);
+  Results*& results = response->updateSubscriptionRealTimeNodesResult;
+  if (!subscriptionExists(glptr, in.subscriptionId) ||
+      !glptr->cdsApi.node_exists(base + "/RTNodes")) {
+    results = noSuchSubscription(ctx, id);
+    return SOAP_OK;
+  }
+  results = Register_realTimeNodes(ctx, in.realTimeNodesToAdd, base);
+  unregister(glptr, in.realTimeNodesToRemove, base);
+  recount(glptr, base);
+  return SOAP_OK;
+}
+
+int __nsc1__cancelSubscription(struct soap* ctx, _nsc1__cancelSubscription* request,
+                               _nsc1__cancelSubscriptionResponse* /*response*/) {
+  const auto& in = recordOf(request);
+  global_data_t* glptr = globalData(ctx);
+  const std::string id = textOf(in.subscriptionId);
+  std::string base;
+  GetSubscrptBasePath(in.subscriptionId, base);
+  if (!subscriptionExists(glptr, in.subscriptionId)) {
+    __psyslog->info(1, "cancelSubscription: No such Subscription ID to cancel as %s", id.c_str());
+    __psyslog->info(2, "The Missing Subscription's Path is %s", base.c_str());
+    return kNoSuchSubscription;
+  }
+  __psyslog->info(2, "Canceling subscriptionId = %s", id.c_str());
+  removeNode(glptr, base);
+  countChange(glptr);
+  return SOAP_OK;
+}
+
+int __nsc1__acknowledgeAlarm(struct soap* ctx, _nsc1__acknowledgeAlarm* request,
+                             _nsc1__acknowledgeAlarmResponse* response) {
+  int result = kEmptyRequest;
+  try {
+    for (const nsc1__AckRequest* wanted : recordOf(recordOf(request).requests).AckRequest) {
+      response->acknowledgeAlarmResult.push_back(acknowledge(globalData(ctx), recordOf(wanted)));
+      result = SOAP_OK;
+    }
+  } catch (const std::exception& e) {
+    __psyslog->info(1, "Exception in __nsc1__acknowledgeAlarm(): %s", e.what());
+    return kAcknowledgeFailed;
+  }
+  return result;
+}
