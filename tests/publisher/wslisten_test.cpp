@@ -75,8 +75,8 @@ TEST_F(Wslisten, PrintsALineARecordAndRefusesEverythingElse) {
   const std::string uri = listen({"--count", "4"});
   const std::string greeting = out();
   int refused = 0;
-  for (const std::string& body : {std::string(), std::string("nonsense\x1B[2J"), soap("<other/>"),
-                                  soap(""), soap("<publish><sequence>x</sequence></publish>"),
+  for (const std::string& body : {std::string("nonsense\x1B[2J"), soap("<other/>"), soap(""),
+                                  soap("<publish><sequence>x</sequence></publish>"),
                                   soap(kTwoRecords).substr(0, soap(kTwoRecords).size() - 30)}) {
     EXPECT_FALSE(post(uri, body).accepted) << body;
     ++refused;
