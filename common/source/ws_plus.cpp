@@ -59,21 +59,37 @@ int countChange(_global_data_t* glptr) {
       .UpdateIntValue("", kSubscriptionCounter, 1, nullptr);
 }
 
-// The node of one point in a subscription, made when it is not there. Empty when it cannot be: a
-// path without a name of its own, or one too long for the publisher to read back.
-std::string realTimeNode(_global_data_t* glptr, const std::string& base, const std::string* path) {
+// Path of a point's node in the subscription. Empty for a name that the store keeps for leaves, and
+// where it would be too long for the publisher to read the point's path back.
+std::string realTimeNode(const std::string& base, const std::string& name) {
+  std::string node = base + "/RTNodes/" + name;
+  if (node.size() > kMaxPath || toolkit::CPath(node + "/Deadband").normalize() != 0) {
+    __psyslog->info(1, "No node for %s in the subscription", name.c_str());
+    node.clear();
+  }
+  return node;
+}
+
+// Adds a point's leaves to the batch. False when it has to be left out of the answer too. A path
+// outside the grammar has no name to stand under: only the answer tells of it.
+bool enterPoint(_global_data_t* glptr, const std::string& base,
+                const nsc1__NodeSubscription& wanted, toolkit::CLeafBatch& batch) {
+  const std::string path = textOf(wanted.Path);
   std::string name;
-  if (path != nullptr) {
-    toolkit::CPath::PathToNodeName(*path, name);
+  toolkit::CPath::PathToNodeName(path, name);
+  if (name.empty()) {
+    return !path.empty() && path != "/";
   }
-  const std::string node = base + "/RTNodes/" + name;
-  if (name.empty() || node.size() > kMaxPath) {
-    __psyslog->info(1, "No node for %s in a subscription", textOf(path).c_str());
-    return {};
+  const std::string node = realTimeNode(base, name);
+  if (node.empty()) {
+    return false;
   }
-  const bool ready =
-      glptr->cdsApi.node_exists(node) || LoadNodeLeaves(glptr, node, SwSubscrptnRTNodes) == 0;
-  return ready ? node : std::string();
+  if (!glptr->cdsApi.node_exists(node)) {
+    addNodeLeaves(node, SwSubscrptnRTNodes, batch);
+  }
+  batch.add(node + "/RqstdFreshness/Value", toolkit::CElement(wanted.RequestedFreshness));
+  batch.add(node + "/Deadband/Value", toolkit::CElement(wanted.DeadbandPercent));
+  return true;
 }
 
 // Fills value, quality and time as a reading of `path` would give them. False when it failed.
@@ -121,8 +137,8 @@ nsc1__RealTimeNodeSubscriptionResult* firstResult(struct soap* ctx, _service_opt
   return result;
 }
 
-// Enters the points into the subscription at `base` and answers with their values: one result a
-// point, in order, without those that cannot be entered. Null for no points.
+// Enters the points into the subscription at `base`, all at once, and answers with their values:
+// one result a point, in order, without those that cannot be entered. Null for no points.
 Results* Register_realTimeNodes(struct soap* ctx, const nsc1__ArrayOfNodeSubscription* nodes,
                                 const std::string& base) {
   if (nodes == nullptr || nodes->NodeSubscription.empty()) {
@@ -132,16 +148,20 @@ Results* Register_realTimeNodes(struct soap* ctx, const nsc1__ArrayOfNodeSubscri
   const std::string noOptions;
   _service_options_t opts;
   parseServiceOptions(glptr, &noOptions, &opts);
-  Results* results = soap_new_nsc1__ArrayOfRealTimeNodeSubscriptionResult(ctx);
+  std::vector<const std::string*> entered;
+  toolkit::CLeafBatch batch;
   for (const nsc1__NodeSubscription* wanted : nodes->NodeSubscription) {
-    const std::string node =
-        wanted == nullptr ? std::string() : realTimeNode(glptr, base, wanted->Path);
-    if (node.empty()) {
-      continue;
+    if (enterPoint(glptr, base, recordOf(wanted), batch)) {
+      entered.push_back(wanted->Path);
     }
-    setInteger(glptr, node, "/RqstdFreshness", wanted->RequestedFreshness);
-    writeLeaf(glptr, node + "/Deadband/Value", toolkit::CElement(wanted->DeadbandPercent));
-    results->RealTimeNodeSubscriptionResult.push_back(firstResult(ctx, &opts, *wanted->Path));
+  }
+  Results* results = soap_new_nsc1__ArrayOfRealTimeNodeSubscriptionResult(ctx);
+  if (!batch.empty() && !batch.write(glptr->cdsApi, writeSource())) {
+    __psyslog->info(1, "No point entered: %s", glptr->cdsApi.last_error().c_str());
+    return results;
+  }
+  for (const std::string* path : entered) {
+    results->RealTimeNodeSubscriptionResult.push_back(firstResult(ctx, &opts, *path));
   }
   return results;
 }
@@ -164,6 +184,7 @@ int writeSubscription(_global_data_t* glptr, const _nsc1__createSubscription& in
     removeNode(glptr, base);
   }
   if (const int failure = LoadNodeLeaves(glptr, base, SwSubscriptionNodes); failure != 0) {
+    removeNode(glptr, base);
     return failure;
   }
   logOptional("New subscription from remote address of %s", std::getenv("REMOTE_ADDR"));
