@@ -1,5 +1,6 @@
 // Subscriptions and the acknowledgement of alarms. The service delivers nothing itself: it leaves a
 // subscription in the store for the publisher, and hands an acknowledgement to the alarm engine.
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <stdexcept>
@@ -20,7 +21,8 @@ namespace {
 
 using Results = nsc1__ArrayOfRealTimeNodeSubscriptionResult;
 
-constexpr std::size_t kMaxPath = 255;  // bytes of a path below the subscriptions
+constexpr std::size_t kMaxPath = 255;       // bytes of a path below the subscriptions
+constexpr std::size_t kPointsAtOnce = 256;  // entered in one transaction
 constexpr int kNoSuchSubscription = 1;
 constexpr int kEmptyRequest = -1;
 constexpr int kAcknowledgeFailed = 44;
@@ -137,8 +139,22 @@ nsc1__RealTimeNodeSubscriptionResult* firstResult(struct soap* ctx, _service_opt
   return result;
 }
 
-// Enters the points into the subscription at `base`, all at once, and answers with their values:
-// one result a point, in order, without those that cannot be entered. Null for no points.
+// Writes what was gathered of some points, and answers for them. When the store refuses, they are
+// left out.
+void finishPoints(struct soap* ctx, _service_options_t* opts, const toolkit::CLeafBatch& batch,
+                  const std::vector<const std::string*>& entered, Results* results) {
+  _global_data_t* glptr = globalData(ctx);
+  if (!batch.empty() && !batch.write(glptr->cdsApi, writeSource())) {
+    __psyslog->info(1, "Points not entered: %s", glptr->cdsApi.last_error().c_str());
+    return;
+  }
+  for (const std::string* path : entered) {
+    results->RealTimeNodeSubscriptionResult.push_back(firstResult(ctx, opts, *path));
+  }
+}
+
+// Enters the points into the subscription at `base` and answers with their values: one result a
+// point, in order, without those that cannot be entered. Null for no points.
 Results* Register_realTimeNodes(struct soap* ctx, const nsc1__ArrayOfNodeSubscription* nodes,
                                 const std::string& base) {
   if (nodes == nullptr || nodes->NodeSubscription.empty()) {
@@ -148,20 +164,17 @@ Results* Register_realTimeNodes(struct soap* ctx, const nsc1__ArrayOfNodeSubscri
   const std::string noOptions;
   _service_options_t opts;
   parseServiceOptions(glptr, &noOptions, &opts);
-  std::vector<const std::string*> entered;
-  toolkit::CLeafBatch batch;
-  for (const nsc1__NodeSubscription* wanted : nodes->NodeSubscription) {
-    if (enterPoint(glptr, base, recordOf(wanted), batch)) {
-      entered.push_back(wanted->Path);
-    }
-  }
   Results* results = soap_new_nsc1__ArrayOfRealTimeNodeSubscriptionResult(ctx);
-  if (!batch.empty() && !batch.write(glptr->cdsApi, writeSource())) {
-    __psyslog->info(1, "No point entered: %s", glptr->cdsApi.last_error().c_str());
-    return results;
-  }
-  for (const std::string* path : entered) {
-    results->RealTimeNodeSubscriptionResult.push_back(firstResult(ctx, &opts, *path));
+  const auto& wanted = nodes->NodeSubscription;
+  for (std::size_t first = 0; first < wanted.size(); first += kPointsAtOnce) {
+    toolkit::CLeafBatch batch;
+    std::vector<const std::string*> entered;
+    for (std::size_t i = first; i < std::min(first + kPointsAtOnce, wanted.size()); ++i) {
+      if (enterPoint(glptr, base, recordOf(wanted[i]), batch)) {
+        entered.push_back(wanted[i]->Path);
+      }
+    }
+    finishPoints(ctx, &opts, batch, entered, results);
   }
   return results;
 }
@@ -180,7 +193,7 @@ int writeSubscription(_global_data_t* glptr, const _nsc1__createSubscription& in
   timeval since = {};
   qel_QELtoUNIXtime64(in.logSinceTime, &since);
   if (glptr->cdsApi.node_exists(base)) {
-    __psyslog->info(2, "Removing previous subscriptionId = %s", in.subscriptionId->c_str());
+    __psyslog->info(2, "Removing previous subscriptionId = %s", textOf(in.subscriptionId).c_str());
     removeNode(glptr, base);
   }
   if (const int failure = LoadNodeLeaves(glptr, base, SwSubscriptionNodes); failure != 0) {
@@ -198,9 +211,9 @@ int writeSubscription(_global_data_t* glptr, const _nsc1__createSubscription& in
   return SOAP_OK;
 }
 
-int createFrom(struct soap* ctx, const _nsc1__createSubscription& in, Results*& results) {
+int createFrom(struct soap* ctx, const std::string& id, const _nsc1__createSubscription& in,
+               Results*& results) {
   _global_data_t* glptr = globalData(ctx);
-  const std::string& id = *in.subscriptionId;
   __psyslog->info(2, "createSubscription for subscriptionId = %s", id.c_str());
   if (glptr->swInfo) {
     glptr->swInfo->SetAppStatus(toolkit::APP_PUBLISHING);
@@ -236,7 +249,7 @@ void unregister(_global_data_t* glptr, const nsc1__ArrayOfString* paths, const s
   for (const std::string& path : recordOf(paths).string) {
     std::string name;
     toolkit::CPath::PathToNodeName(path, name);
-    removeNode(glptr, base + "/RTNodes/" + name);
+    removeNode(glptr, std::string(base).append("/RTNodes/").append(name));
   }
 }
 
@@ -300,12 +313,13 @@ std::string acknowledge(_global_data_t* glptr, const nsc1__AckRequest& request) 
 int __nsc1__createSubscription(struct soap* ctx, _nsc1__createSubscription* request,
                                _nsc1__createSubscriptionResponse* response) {
   const auto& in = recordOf(request);
-  if (textOf(in.subscriptionId).empty()) {
+  const std::string id = textOf(in.subscriptionId);
+  if (id.empty()) {
     __psyslog->info(1, "createSubscription: No SubscriptionID provided");
     return SOAP_OK;
   }
   try {
-    return createFrom(ctx, in, response->createSubscriptionResult);
+    return createFrom(ctx, id, in, response->createSubscriptionResult);
   } catch (const std::exception& e) {
     __psyslog->info(1, "Exception: %s", e.what());
     return SOAP_OK;
