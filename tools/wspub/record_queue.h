@@ -1,0 +1,53 @@
+// RecordQueue: what one subscriber is still to be told, in order, each record with its number.
+//
+// Numbers count from 1 and are never used twice. A full queue drops its oldest record, but none of
+// a message that is on its way. Pure: knows neither store nor network.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <vector>
+
+#include "records.h"
+
+namespace wspub {
+
+// The next message. `records` stay valid until the queue is changed.
+struct Batch {
+  std::uint64_t sequence = 0;  // number of the first record
+  std::uint64_t lost = 0;      // records dropped between the last accepted one and the first here
+  std::vector<const Record*> records;
+};
+
+class RecordQueue {
+ public:
+  explicit RecordQueue(std::size_t bound) : bound_(bound) {}
+
+  bool isEmpty() const { return records_.empty(); }
+  std::size_t room() const { return bound_ - records_.size(); }
+
+  void add(Record record);
+
+  // At most `limit` records with consecutive numbers: they are on their way until accepted() or
+  // refused() is called. Not on an empty queue.
+  Batch begin(std::size_t limit);
+  // Forgets the records on their way. Returns the highest place in the stream of events among
+  // them, 0 without events.
+  std::uint64_t accepted();
+  // They wait for the next begin().
+  void refused() { sending_ = 0; }
+
+ private:
+  struct Numbered {
+    std::uint64_t number;
+    Record record;
+  };
+
+  std::size_t bound_;
+  std::deque<Numbered> records_;
+  std::size_t sending_ = 0;       // that many at the front are on their way
+  std::uint64_t lastNumber_ = 0;  // of the newest record
+  std::uint64_t lastAccepted_ = 0;
+};
+
+}  // namespace wspub

@@ -1,0 +1,159 @@
+#include "sampler.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "element_texts.h"
+#include "read_right.h"
+#include "toolkit/time.h"
+
+namespace wspub {
+
+using toolkit::CElement;
+
+namespace {
+
+// A change of the rights takes effect within this time. It is a change of the store's state too.
+constexpr std::chrono::seconds kRightLasts(1);
+
+bool isRightOld(const Point& point, State state, Clock::time_point now) {
+  return point.allowedIn == kNeverSeen ||
+         (point.allowedIn != state && now >= point.allowedAt + kRightLasts);
+}
+
+void renewRight(Point& point, State state, Clock::time_point now) {
+  if (isRightOld(point, state, now)) {
+    point.allowed = mayRead(point.user, point.path);
+    point.allowedIn = state;
+    point.allowedAt = now;
+  }
+}
+
+Sample sampleOf(const Point& point, const std::optional<Texts>& texts) {
+  Sample sample;
+  sample.isReadable = texts.has_value();
+  if (texts) {
+    sample.text = texts->value;
+    sample.quality = point.quality;
+    if (!texts->numeric && point.element.type() != DATA_STRING &&
+        point.element.type() != DATA_TIMEVAL) {
+      sample.number = point.element.to_double();
+    }
+  }
+  return sample;
+}
+
+Value valueOf(const Point& point, std::optional<Texts> texts) {
+  const timeval time = point.element.time();
+  Value value;
+  value.path = point.path.str();
+  value.quality = texts ? point.quality : 0;
+  value.time = texts ? qel_UNIXtoQELtime64(&time) : qel_UTCtime64();
+  value.texts = std::move(texts);
+  return value;
+}
+
+}  // namespace
+
+void Qualities::look(State state) {
+  if (state_ == state) {
+    return;
+  }
+  state_ = state;
+  devices_.clear();
+  std::vector<std::string> paths;
+  toolkit::CCds_Utils::GetDeviceList(cds_, paths);
+  for (const std::string& path : paths) {
+    CElement quality;
+    utils_.CheckDeviceQuality(path, &quality);
+    devices_[path] = static_cast<std::uint16_t>(quality.to_uint());
+  }
+}
+
+std::uint16_t Qualities::of(const std::string& node) {
+  std::string_view above = node;
+  while (!above.empty()) {
+    if (const auto found = devices_.find(above); found != devices_.end()) {
+      return found->second;
+    }
+    above = above.substr(0, above.rfind('/'));
+  }
+  const auto root = devices_.find("/");
+  return root == devices_.end() ? toolkit::CEvent::kGoodQuality : root->second;
+}
+
+bool Sampler::look(std::map<std::string, Subscription>& subscriptions, State state,
+                   Clock::time_point now) {
+  due_.clear();
+  for (auto& [id, subscription] : subscriptions) {
+    collect(subscription, state, now);
+  }
+  if (due_.empty()) {
+    return true;
+  }
+  listPaths();
+  std::vector<api_status_t> statuses;
+  std::vector<CElement> elements;
+  std::vector<element_property_t> sources;
+  if (cds_.get_leaves(paths_, statuses, elements, sources) != 0) {
+    return false;
+  }
+  qualities_.look(state);
+  for (std::size_t i = 0; i < due_.size(); ++i) {
+    renewRight(*due_[i].point, state, now);
+    due_[i].point->seen = state;
+    take(due_[i], statuses[i], elements[i], now);
+  }
+  return true;
+}
+
+void Sampler::collect(Subscription& subscription, State state, Clock::time_point now) {
+  // First values are no changes: they wait until they find room instead of driving each other out.
+  std::size_t room = subscription.isReachable ? subscription.queue.room() : 0;
+  for (auto& [name, point] : subscription.points) {
+    const bool isNew = !point.filter.hasStarted();
+    if ((isNew && room == 0) || !point.filter.isDue(now) ||
+        (point.seen == state && !isRightOld(point, state, now))) {
+      continue;
+    }
+    room -= isNew ? 1 : 0;
+    due_.push_back({&subscription, &point});
+  }
+}
+
+void Sampler::listPaths() {
+  const auto isSame = [](const Due& due, const toolkit::CPath& path) {
+    return due.point->path.str() == path.str();
+  };
+  if (std::ranges::equal(due_, paths_, isSame)) {
+    return;
+  }
+  paths_.clear();
+  for (const Due& due : due_) {
+    paths_.push_back(due.point->path);
+  }
+}
+
+void Sampler::take(const Due& due, api_status_t status, const CElement& element,
+                   Clock::time_point now) {
+  Point& point = *due.point;
+  const bool allowed = point.allowed && point.path.getSubAttribute().empty();
+  const bool readable = status == API_SUCCESS && element.type() != DATA_NONE && allowed;
+  const std::uint16_t quality = readable ? qualities_.of(point.path.getNodePath()) : 0;
+  if (point.filter.hasStarted() && readable == point.readable && quality == point.quality &&
+      element == point.element) {
+    return;
+  }
+  point.readable = readable;
+  point.quality = quality;
+  point.element = element;
+  std::optional<Texts> texts;
+  if (readable) {
+    texts = textsOf(cds_, point.path, element);
+  }
+  if (point.filter.takes(sampleOf(point, texts), now)) {
+    due.subscription->queue.add({valueOf(point, std::move(texts))});
+  }
+}
+
+}  // namespace wspub

@@ -1,0 +1,140 @@
+#include "subscription_tree.h"
+
+#include "toolkit/sw_info.h"
+#include "toolkit/time.h"
+
+namespace wspub {
+
+using toolkit::CElement;
+using toolkit::CPath;
+
+namespace {
+
+constexpr const char* kSource = "wspub";
+constexpr const char* kSubscriptions = "/Software/Data Servers/WS-Publisher/Subscriptions";
+constexpr const char* kCounter = "/Software/Data Servers/WS-Publisher/SubUpdateCount";
+constexpr std::int64_t kLeftoverAge = 60'000'000;
+
+std::string baseOf(const std::string& id) {
+  return std::string(kSubscriptions) + "/" + id;
+}
+
+std::vector<std::string> childNames(toolkit::CCds& cds, const std::string& node) {
+  CPath path(node);
+  std::vector<std::string> names;
+  if (path.normalize() == 0 && path.getChildPaths(cds, names) == 0) {
+    for (std::string& name : names) {
+      name.erase(0, node.size() + 1);
+    }
+  }
+  return names;
+}
+
+}  // namespace
+
+std::vector<std::string> SubscriptionTree::ids() {
+  return childNames(cds_, kSubscriptions);
+}
+
+std::optional<Terms> SubscriptionTree::terms(const std::string& id) {
+  const std::string base = baseOf(id);
+  const std::vector<CElement> leaves =
+      read({base + "/ReplyURI", base + "/LeaseDuration", base + "/LogSinceTime",
+            base + "/LogOptions", base + "/RTNodeCount", base + "/LastEvent"});
+  Terms terms = {leaves[0], leaves[1], leaves[2], leaves[3], leaves[4], std::nullopt, {}};
+  if (terms.replyUri.type() == DATA_NONE || terms.nodeCount.type() == DATA_NONE) {
+    return std::nullopt;
+  }
+  if (leaves[5].type() != DATA_NONE) {
+    terms.lastEvent = static_cast<std::uint64_t>(leaves[5].to_int64());
+  }
+  terms.user = userOf(base + "/ReplyURI");
+  return terms;
+}
+
+std::map<std::string, PointTerms> SubscriptionTree::points(const std::string& id) {
+  const std::string nodes = baseOf(id) + "/RTNodes";
+  const std::vector<std::string> names = childNames(cds_, nodes);
+  std::vector<CPath> paths;
+  paths.reserve(2 * names.size());
+  for (const std::string& name : names) {
+    paths.emplace_back(nodes + "/" + name + "/RqstdFreshness");
+    paths.emplace_back(nodes + "/" + name + "/Deadband");
+  }
+  const std::vector<CElement> leaves = read(paths);
+  std::map<std::string, PointTerms> points;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    points[names[i]] = {leaves[2 * i].to_int(), leaves[2 * i + 1].to_double(),
+                        userOf(paths[2 * i + 1].str())};
+  }
+  return points;
+}
+
+bool SubscriptionTree::marks(const std::vector<std::string>& ids, std::vector<CElement>& marks) {
+  std::vector<CPath> paths = {kCounter};
+  for (const std::string& id : ids) {
+    paths.emplace_back(baseOf(id) + "/RTNodeCount");
+  }
+  std::vector<api_status_t> statuses;
+  std::vector<element_property_t> sources;
+  return cds_.get_leaves(paths, statuses, marks, sources) == 0;
+}
+
+bool SubscriptionTree::removeLapsed(const std::string& id, const Terms& terms) {
+  const std::string base = baseOf(id);
+  api_status_t status = API_NONE;
+  if (cds_.remove_node_if(base, base + "/RTNodeCount", terms.nodeCount, status, kSource) != 0 ||
+      status != API_SUCCESS) {
+    return false;
+  }
+  toolkit::CCds_SwInfo(cds_, kSource).UpdateIntValue("", kCounter, 1, nullptr);
+  return true;
+}
+
+void SubscriptionTree::removeLeftover(const std::string& id) {
+  const std::string base = baseOf(id);
+  const std::vector<CPath> paths = {base + "/ReplyURI", base + "/RTNodeCount", base + "/LastEvent"};
+  const std::vector<CElement> leaves = read(paths);
+  if (leaves[0].type() != DATA_NONE) {
+    return;
+  }
+  const std::size_t newest = leaves[1].type() != DATA_NONE ? 1 : 2;
+  const timeval written = leaves[newest].time();
+  if (leaves[newest].type() != DATA_NONE &&
+      qel_UTCtime64() - qel_UNIXtoQELtime64(&written) > kLeftoverAge) {
+    api_status_t status = API_NONE;
+    cds_.remove_node_if(base, paths[newest], leaves[newest], status, kSource);
+  }
+}
+
+void SubscriptionTree::noteLastEvent(const std::string& id, const Terms& terms,
+                                     std::uint64_t number) {
+  const std::string base = baseOf(id);
+  const std::vector<CElement> leaves = read({base + "/ReplyURI", base + "/RTNodeCount"});
+  if (!(leaves[0] == terms.replyUri) || leaves[1].type() == DATA_NONE) {
+    return;
+  }
+  timeval now = {};
+  qel_QELtoUNIXtime64(qel_UTCtime64(), &now);
+  CElement element(static_cast<std::int64_t>(number));
+  element.set_time(now);
+  api_status_t status = API_NONE;
+  cds_.set_leaf(base + "/LastEvent", element, status, PCD_FALSE, kSource);
+}
+
+std::vector<CElement> SubscriptionTree::read(const std::vector<CPath>& paths) {
+  std::vector<api_status_t> statuses;
+  std::vector<CElement> elements;
+  std::vector<element_property_t> sources;
+  cds_.get_leaves(paths, statuses, elements, sources);
+  return elements;
+}
+
+std::string SubscriptionTree::userOf(const std::string& leaf) {
+  api_status_t status = API_NONE;
+  std::string writer;
+  cds_.get_writer(leaf, status, writer);
+  return toolkit::CEvent::user_of_source(writer);
+}
+
+}  // namespace wspub

@@ -1,0 +1,117 @@
+#include "subscriptions.h"
+
+#include <algorithm>
+#include <set>
+
+namespace wspub {
+
+Subscriptions::Subscriptions(toolkit::CCds& cds, toolkit::CSysLog& log, const Options& options)
+    : tree_(cds), events_(cds, toolkit::CEventStream::kEvents), log_(log), options_(options) {}
+
+Subscription* Subscriptions::find(const std::string& id) {
+  const auto found = subscriptions_.find(id);
+  return found == subscriptions_.end() ? nullptr : &found->second;
+}
+
+std::vector<std::string> Subscriptions::refresh(Clock::time_point now) {
+  std::vector<std::string> gone;
+  if (!hasChanged()) {
+    return gone;
+  }
+  std::set<std::string> ids;
+  for (std::string& id : tree_.ids()) {
+    ids.insert(std::move(id));
+  }
+  for (const auto& [id, subscription] : subscriptions_) {
+    ids.insert(id);
+  }
+  for (const std::string& id : ids) {
+    if (reload(id, now)) {
+      gone.push_back(id);
+    }
+  }
+  return gone;
+}
+
+bool Subscriptions::hasChanged() {
+  std::vector<std::string> ids;
+  for (const auto& [id, subscription] : subscriptions_) {
+    ids.push_back(id);
+  }
+  std::vector<toolkit::CElement> marks;
+  if (!tree_.marks(ids, marks)) {
+    return false;
+  }
+  bool changed = marks_.empty() || !(marks.front() == marks_.front());
+  std::size_t i = 1;
+  for (const auto& [id, subscription] : subscriptions_) {
+    changed = changed || !(marks[i++] == subscription.terms.nodeCount);
+  }
+  marks_.assign(1, marks.front());
+  return changed;
+}
+
+bool Subscriptions::reload(const std::string& id, Clock::time_point now) {
+  const auto terms = tree_.terms(id);
+  Subscription* const known = find(id);
+  const bool gone = known != nullptr && (!terms || terms->isOther(known->terms));
+  if (gone) {
+    subscriptions_.erase(id);
+  }
+  if (terms) {
+    load(id, *terms, now);
+  } else {
+    tree_.removeLeftover(id);
+  }
+  if (gone && !terms) {
+    log_.info(2, "Subscription %s is cancelled", id.c_str());
+  }
+  return gone;
+}
+
+void Subscriptions::load(const std::string& id, const Terms& terms, Clock::time_point now) {
+  const auto [place, isNew] =
+      subscriptions_.try_emplace(id, id, options_.queueBound, options_.firstBackoff);
+  Subscription& subscription = place->second;
+  const bool samePoints = !isNew && terms.nodeCount == subscription.terms.nodeCount;
+  subscription.apply(terms, now);
+  if (isNew) {
+    if (terms.lastEvent) {
+      subscription.eventsSeen = *terms.lastEvent;
+    } else {
+      events_.last(subscription.streamAtLoad);
+    }
+    subscription.isReachable = isDeliverable(subscription.replyUri());
+    if (!subscription.isReachable) {
+      log_.warn(1, "Subscription %s gets nothing: its address is not http or https", id.c_str());
+    }
+  }
+  if (!samePoints) {
+    subscription.apply(tree_.points(id));
+    log_.info(2, "Subscription %s has %zu points", id.c_str(), subscription.points.size());
+  }
+}
+
+std::vector<std::string> Subscriptions::removeLapsed(Clock::time_point now) {
+  std::vector<std::string> ids;
+  for (const auto& [id, subscription] : subscriptions_) {
+    if (subscription.hasLapsed(now)) {
+      ids.push_back(id);
+    }
+  }
+  std::erase_if(ids,
+                [&](const std::string& id) { return !tree_.removeLapsed(id, find(id)->terms); });
+  for (const std::string& id : ids) {
+    log_.notice(0, "The lease of subscription %s has run out", id.c_str());
+    subscriptions_.erase(id);
+  }
+  return ids;
+}
+
+void Subscriptions::noteAccepted(Subscription& subscription) {
+  if (const std::uint64_t number = subscription.queue.accepted(); number != 0) {
+    tree_.noteLastEvent(subscription.id, subscription.terms, number);
+  }
+}
+
+}  // namespace wspub
