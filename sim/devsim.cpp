@@ -1,5 +1,5 @@
-// devsim: the simulated power meter. Moves the values of the store's devices until it is told to
-// stop.
+// devsim: the simulated power meter. Moves the values of the store's devices and raises their
+// alarms until it is told to stop.
 #include <csignal>
 #include <ctime>
 
@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <iostream>
 
+#include "alarm_engine.h"
 #include "installation.h"
 #include "toolkit/time.h"
 #include "toolkit/watchdog.h"
@@ -64,17 +65,35 @@ int fail(const std::string& why) {
   return 1;
 }
 
+// Complains when a step begins to fail, and not again while it does.
+class Complaint {
+ public:
+  explicit Complaint(const char* what) : what_(what) {}
+
+  void note(bool failed, const toolkit::CCds& cds) {
+    if (failed && !failing_)
+      fail(std::string("the store refuses the ") + what_ + ": " + cds.last_error());
+    failing_ = failed;
+  }
+
+ private:
+  const char* what_;
+  bool failing_ = false;
+};
+
 void simulate(toolkit::CCds& cds, sim::Installation& installation, const Options& options) {
   toolkit::CWatchdog watchdog(cds, kName);
   Beat beat(options.rate);
-  bool failing = false;
+  sim::AlarmEngine alarms(cds);
+  Complaint values("values");
+  Complaint changes("alarms");
   std::uint64_t ticks = 0;
   do {
     timeval stamp{};
     qel_QELtoUNIXtime64(qel_UTCtime64(), &stamp);
-    const bool failed = !installation.step(options.speed / options.rate, stamp);
-    if (failed && !failing) fail("the store refuses the values: " + cds.last_error());
-    failing = failed;
+    const double seconds = options.speed / options.rate;
+    values.note(!installation.step(seconds, stamp), cds);
+    changes.note(!alarms.step(seconds, stamp), cds);
     watchdog.pingWhenDue();
     if (++ticks == options.ticks) return;
   } while (beat.wait());

@@ -79,6 +79,13 @@ int LoadNodeLeaves(_global_data_t* glptr, const std::string& path, const tagnval
   }
 }
 
+void addNodeLeaves(const std::string& path, const tagnval* const* records,
+                   toolkit::CLeafBatch& batch) {
+  for (; *records != nullptr; ++records) {
+    toolkit::CCds_SwInfo::AddSwInfoNode(path, *records, batch);
+  }
+}
+
 void GetSubscrptBasePath(const std::string* subscriptionId, std::string& out) {
   out = std::string(kSubscriptionsPath) + "/";
   if (subscriptionId != nullptr) {

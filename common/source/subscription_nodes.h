@@ -22,6 +22,10 @@ extern const toolkit::tagnval* const SwSubscrptnRTNodes[];
 int LoadNodeLeaves(_global_data_t* glptr, const std::string& path,
                    const toolkit::tagnval* const* records);
 
+// Adds them to a batch instead.
+void addNodeLeaves(const std::string& path, const toolkit::tagnval* const* records,
+                   toolkit::CLeafBatch& batch);
+
 // Path of the subscription with this id.
 void GetSubscrptBasePath(const std::string* subscriptionId, std::string& out);
 

@@ -1,5 +1,6 @@
 // Subscriptions and the acknowledgement of alarms. The service delivers nothing itself: it leaves a
 // subscription in the store for the publisher, and hands an acknowledgement to the alarm engine.
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <stdexcept>
@@ -20,7 +21,8 @@ namespace {
 
 using Results = nsc1__ArrayOfRealTimeNodeSubscriptionResult;
 
-constexpr std::size_t kMaxPath = 255;  // bytes of a path below the subscriptions
+constexpr std::size_t kMaxPath = 255;       // bytes of a path below the subscriptions
+constexpr std::size_t kPointsAtOnce = 256;  // entered in one transaction
 constexpr int kNoSuchSubscription = 1;
 constexpr int kEmptyRequest = -1;
 constexpr int kAcknowledgeFailed = 44;
@@ -59,21 +61,37 @@ int countChange(_global_data_t* glptr) {
       .UpdateIntValue("", kSubscriptionCounter, 1, nullptr);
 }
 
-// The node of one point in a subscription, made when it is not there. Empty when it cannot be: a
-// path without a name of its own, or one too long for the publisher to read back.
-std::string realTimeNode(_global_data_t* glptr, const std::string& base, const std::string* path) {
+// Path of a point's node in the subscription. Empty for a name that the store keeps for leaves, and
+// where it would be too long for the publisher to read the point's path back.
+std::string realTimeNode(const std::string& base, const std::string& name) {
+  std::string node = base + "/RTNodes/" + name;
+  if (node.size() > kMaxPath || toolkit::CPath(node + "/Deadband").normalize() != 0) {
+    __psyslog->info(1, "No node for %s in the subscription", name.c_str());
+    node.clear();
+  }
+  return node;
+}
+
+// Adds a point's leaves to the batch. False when it has to be left out of the answer too. A path
+// outside the grammar has no name to stand under: only the answer tells of it.
+bool enterPoint(_global_data_t* glptr, const std::string& base,
+                const nsc1__NodeSubscription& wanted, toolkit::CLeafBatch& batch) {
+  const std::string path = textOf(wanted.Path);
   std::string name;
-  if (path != nullptr) {
-    toolkit::CPath::PathToNodeName(*path, name);
+  toolkit::CPath::PathToNodeName(path, name);
+  if (name.empty()) {
+    return !path.empty() && path != "/";
   }
-  const std::string node = base + "/RTNodes/" + name;
-  if (name.empty() || node.size() > kMaxPath) {
-    __psyslog->info(1, "No node for %s in a subscription", textOf(path).c_str());
-    return {};
+  const std::string node = realTimeNode(base, name);
+  if (node.empty()) {
+    return false;
   }
-  const bool ready =
-      glptr->cdsApi.node_exists(node) || LoadNodeLeaves(glptr, node, SwSubscrptnRTNodes) == 0;
-  return ready ? node : std::string();
+  if (!glptr->cdsApi.node_exists(node)) {
+    addNodeLeaves(node, SwSubscrptnRTNodes, batch);
+  }
+  batch.add(node + "/RqstdFreshness/Value", toolkit::CElement(wanted.RequestedFreshness));
+  batch.add(node + "/Deadband/Value", toolkit::CElement(wanted.DeadbandPercent));
+  return true;
 }
 
 // Fills value, quality and time as a reading of `path` would give them. False when it failed.
@@ -121,6 +139,20 @@ nsc1__RealTimeNodeSubscriptionResult* firstResult(struct soap* ctx, _service_opt
   return result;
 }
 
+// Writes what was gathered of some points, and answers for them. When the store refuses, they are
+// left out.
+void finishPoints(struct soap* ctx, _service_options_t* opts, const toolkit::CLeafBatch& batch,
+                  const std::vector<const std::string*>& entered, Results* results) {
+  _global_data_t* glptr = globalData(ctx);
+  if (!batch.empty() && !batch.write(glptr->cdsApi, writeSource())) {
+    __psyslog->info(1, "Points not entered: %s", glptr->cdsApi.last_error().c_str());
+    return;
+  }
+  for (const std::string* path : entered) {
+    results->RealTimeNodeSubscriptionResult.push_back(firstResult(ctx, opts, *path));
+  }
+}
+
 // Enters the points into the subscription at `base` and answers with their values: one result a
 // point, in order, without those that cannot be entered. Null for no points.
 Results* Register_realTimeNodes(struct soap* ctx, const nsc1__ArrayOfNodeSubscription* nodes,
@@ -133,15 +165,16 @@ Results* Register_realTimeNodes(struct soap* ctx, const nsc1__ArrayOfNodeSubscri
   _service_options_t opts;
   parseServiceOptions(glptr, &noOptions, &opts);
   Results* results = soap_new_nsc1__ArrayOfRealTimeNodeSubscriptionResult(ctx);
-  for (const nsc1__NodeSubscription* wanted : nodes->NodeSubscription) {
-    const std::string node =
-        wanted == nullptr ? std::string() : realTimeNode(glptr, base, wanted->Path);
-    if (node.empty()) {
-      continue;
+  const auto& wanted = nodes->NodeSubscription;
+  for (std::size_t first = 0; first < wanted.size(); first += kPointsAtOnce) {
+    toolkit::CLeafBatch batch;
+    std::vector<const std::string*> entered;
+    for (std::size_t i = first; i < std::min(first + kPointsAtOnce, wanted.size()); ++i) {
+      if (enterPoint(glptr, base, recordOf(wanted[i]), batch)) {
+        entered.push_back(wanted[i]->Path);
+      }
     }
-    setInteger(glptr, node, "/RqstdFreshness", wanted->RequestedFreshness);
-    writeLeaf(glptr, node + "/Deadband/Value", toolkit::CElement(wanted->DeadbandPercent));
-    results->RealTimeNodeSubscriptionResult.push_back(firstResult(ctx, &opts, *wanted->Path));
+    finishPoints(ctx, &opts, batch, entered, results);
   }
   return results;
 }
@@ -160,10 +193,11 @@ int writeSubscription(_global_data_t* glptr, const _nsc1__createSubscription& in
   timeval since = {};
   qel_QELtoUNIXtime64(in.logSinceTime, &since);
   if (glptr->cdsApi.node_exists(base)) {
-    __psyslog->info(2, "Removing previous subscriptionId = %s", in.subscriptionId->c_str());
+    __psyslog->info(2, "Removing previous subscriptionId = %s", textOf(in.subscriptionId).c_str());
     removeNode(glptr, base);
   }
   if (const int failure = LoadNodeLeaves(glptr, base, SwSubscriptionNodes); failure != 0) {
+    removeNode(glptr, base);
     return failure;
   }
   logOptional("New subscription from remote address of %s", std::getenv("REMOTE_ADDR"));
@@ -177,9 +211,9 @@ int writeSubscription(_global_data_t* glptr, const _nsc1__createSubscription& in
   return SOAP_OK;
 }
 
-int createFrom(struct soap* ctx, const _nsc1__createSubscription& in, Results*& results) {
+int createFrom(struct soap* ctx, const std::string& id, const _nsc1__createSubscription& in,
+               Results*& results) {
   _global_data_t* glptr = globalData(ctx);
-  const std::string& id = *in.subscriptionId;
   __psyslog->info(2, "createSubscription for subscriptionId = %s", id.c_str());
   if (glptr->swInfo) {
     glptr->swInfo->SetAppStatus(toolkit::APP_PUBLISHING);
@@ -215,7 +249,7 @@ void unregister(_global_data_t* glptr, const nsc1__ArrayOfString* paths, const s
   for (const std::string& path : recordOf(paths).string) {
     std::string name;
     toolkit::CPath::PathToNodeName(path, name);
-    removeNode(glptr, base + "/RTNodes/" + name);
+    removeNode(glptr, std::string(base).append("/RTNodes/").append(name));
   }
 }
 
@@ -279,12 +313,13 @@ std::string acknowledge(_global_data_t* glptr, const nsc1__AckRequest& request) 
 int __nsc1__createSubscription(struct soap* ctx, _nsc1__createSubscription* request,
                                _nsc1__createSubscriptionResponse* response) {
   const auto& in = recordOf(request);
-  if (textOf(in.subscriptionId).empty()) {
+  const std::string id = textOf(in.subscriptionId);
+  if (id.empty()) {
     __psyslog->info(1, "createSubscription: No SubscriptionID provided");
     return SOAP_OK;
   }
   try {
-    return createFrom(ctx, in, response->createSubscriptionResult);
+    return createFrom(ctx, id, in, response->createSubscriptionResult);
   } catch (const std::exception& e) {
     __psyslog->info(1, "Exception: %s", e.what());
     return SOAP_OK;

@@ -45,7 +45,7 @@ TEST_F(BadInput, IsAnsweredWithAFault) {
   expectFault(valid.substr(0, valid.size() / 2));
   expectFault(valid.substr(0, valid.size() - 5));
   expectFault(envelope("GetValue", ""), "GetValue");
-  expectFault(envelope("createSubscription", ""), "createSubscription");
+  expectFault(envelope("cancelSubscription", ""));
   expectFault("<E:Envelope xmlns:E=\"urn:other\"><E:Body/></E:Envelope>");
   expectFault(
       "<E:Envelope xmlns:E=\"http://schemas.xmlsoap.org/soap/envelope/\"><E:Body/>"

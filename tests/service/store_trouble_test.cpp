@@ -55,6 +55,8 @@ TEST_F(StoreTrouble, AReadOnlyStoreIsOnlyRead) {
   EXPECT_EQ(set("/M1/Count", "1"), kFailed);
   EXPECT_EQ(set("/M1/Count", "1", "persist"), kFailed);
   EXPECT_EQ(setMany({"/M1/Count"}, {"1"}), std::vector{kFailed});
+  EXPECT_NE(call("createSubscription", "<n:subscriptionId>a</n:subscriptionId>").find("Fault"),
+            std::string::npos);
   expectOldValues();
 }
 

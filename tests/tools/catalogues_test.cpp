@@ -1,4 +1,5 @@
-// Every text of the delivered model that a client may see in his language has a translation.
+// Every text of the delivered model and of the simulation that a client may see in his language has
+// a translation.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "alarm_rules.h"
 #include "model_file.h"
 
 namespace {
@@ -31,7 +33,8 @@ std::set<std::string> translatableTexts() {
       ".AlarmHighHighMsg", ".AlarmLowLowMsg", ".AlarmOnValueMsg"};
   toolkit::admin::Model model;
   EXPECT_EQ(model_file::load(FEEDER_MODEL, model), "");
-  std::set<std::string> texts;
+  std::set<std::string> texts = {"Circuit breaker opened", "Circuit breaker closed"};
+  for (const sim::LimitKind& kind : sim::kLimitKinds) texts.insert(kind.message);
   for (const auto& leaf : model.leaves) {
     if (kLeaves.contains(leaf.name)) texts.insert(leaf.element.to_string());
   }

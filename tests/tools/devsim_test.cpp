@@ -29,6 +29,11 @@ class Devsim : public Sandbox {
   }
   static double number(const std::string& name) { return read(name).to_double(); }
 
+  static std::string alarm(const std::string& name) {
+    toolkit::CCds cds;
+    return text(cds, "/Alarms/" + name);
+  }
+
   static std::string allValues() {
     toolkit::admin::Model model;
     EXPECT_EQ(toolkit::admin::exportModel("/Feeder1", model), "");
@@ -118,6 +123,16 @@ TEST_F(Devsim, MovesUntilItIsToldToStop) {
   EXPECT_EQ(watched[0].name, "devsim");
   EXPECT_EQ(toolkit::admin::watchdogs(watched), "");
   EXPECT_TRUE(watched.empty());
+}
+
+TEST_F(Devsim, RaisesAlarmsInSimulatedTimeAndTakesThemOver) {
+  ASSERT_EQ(devctl({"store", "set", "/Feeder1/VoltageA:.AlarmHighLimit", "100"}).status, 0);
+  // A delay of 3 s, and a second each tick.
+  for (const auto& [ticks, alarms] : {std::pair("3", "0"), {"4", "1"}, {"1", "1"}}) {
+    simulate(ticks);
+    EXPECT_EQ(alarm("AlarmCount"), alarms) << ticks;
+  }
+  EXPECT_EQ(alarm("1/SourcePath"), "/Feeder1/VoltageA/Value");
 }
 
 TEST_F(Devsim, LeavesMissingPointsAlone) {

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "toolkit/cds.h"
+#include "toolkit/leaf_batch.h"
 
 namespace toolkit {
 
@@ -47,6 +48,8 @@ class CCds_SwInfo {
 
   // Writes the leaves of a template's node below this object's path, in one transaction.
   int FillSwInfoNode(const tagnval* record);
+  // Adds them to a batch instead, below `path`.
+  static void AddSwInfoNode(const std::string& path, const tagnval* record, CLeafBatch& batch);
 
  private:
   CCds& cds_;

@@ -1,8 +1,8 @@
 #include "toolkit/connxns.h"
 
 #include <algorithm>
-#include <vector>
 
+#include "toolkit/leaf_batch.h"
 #include "toolkit/time.h"
 
 namespace toolkit {
@@ -15,26 +15,6 @@ timeval wallTime(std::int64_t secondsAgo) {
   qel_QELtoUNIXtime64(qel_UTCtime64() - secondsAgo * kMicroseconds, &time);
   return time;
 }
-
-// Values written together, all at the present time.
-class Batch {
- public:
-  void add(const std::string& node, CElement element) {
-    element.set_time(now_);
-    paths_.emplace_back(node);
-    elements_.push_back(std::move(element));
-  }
-  void write(CCds& cds, const std::string& source) const {
-    std::vector<api_status_t> statuses;
-    const std::vector<pcd_tribool_t> persist(paths_.size(), PCD_FALSE);
-    cds.set_leaves(paths_, elements_, persist, statuses, source);
-  }
-
- private:
-  timeval now_ = wallTime(0);
-  std::vector<CPath> paths_;
-  std::vector<CElement> elements_;
-};
 
 }  // namespace
 
@@ -79,7 +59,7 @@ std::uint32_t CCDS_Connxns::AddConnxn(const std::string& protocol, const std::st
 
 void CCDS_Connxns::CheckAllConnxns() {
   const std::int32_t now = clock_();
-  Batch batch;
+  CLeafBatch batch;
   for (auto client = clients_.begin(); client != clients_.end();) {
     const std::int32_t silent = now - client->second.lastSeen;
     if (silent >= kStaleSeconds) {
@@ -109,7 +89,7 @@ void CCDS_Connxns::publish(std::uint32_t id, const std::string& protocol,
                            const std::string& address, const std::string& host,
                            const std::string& user) {
   const std::string node = nodePath(id);
-  Batch batch;
+  CLeafBatch batch;
   batch.add(node + "/Protocol", CElement(protocol));
   batch.add(node + "/Address", CElement(address));
   batch.add(node + "/HostName", CElement(host));

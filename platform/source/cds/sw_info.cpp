@@ -1,20 +1,10 @@
 #include "toolkit/sw_info.h"
 
-#include <algorithm>
 #include <string_view>
-#include <vector>
-
-#include "toolkit/time.h"
 
 namespace toolkit {
 
 namespace {
-
-timeval presentTime() {
-  timeval now = {};
-  qel_QELtoUNIXtime64(qel_UTCtime64(), &now);
-  return now;
-}
 
 data_type_t typeOf(std::string_view leaf, data_type_t valueType) {
   return leaf == "/Value" ? valueType : leaf == "/HasDynamicChildren" ? DATA_BOOLEAN : DATA_STRING;
@@ -31,11 +21,9 @@ int CCds_SwInfo::SetAppError(int error) {
 }
 
 int CCds_SwInfo::SetIntValue(const std::string& base, const char* suffix, int value) {
-  CElement element(value);
-  element.set_time(presentTime());
-  api_status_t status = API_NONE;
-  const int result = cds_.set_leaf(base + suffix, element, status, PCD_FALSE, path_);
-  return result == 0 && status == API_SUCCESS ? 0 : 1;
+  CLeafBatch batch;
+  batch.add(base + suffix, CElement(value));
+  return batch.write(cds_, path_) ? 0 : 1;
 }
 
 int CCds_SwInfo::UpdateIntValue(const std::string& base, const char* suffix, int delta,
@@ -46,27 +34,23 @@ int CCds_SwInfo::UpdateIntValue(const std::string& base, const char* suffix, int
 }
 
 int CCds_SwInfo::FillSwInfoNode(const tagnval* record) {
-  const std::string node = path_ + record->val;
-  const timeval now = presentTime();
-  std::vector<CPath> paths;
-  std::vector<CElement> elements;
+  CLeafBatch batch;
+  AddSwInfoNode(path_, record, batch);
+  return batch.write(cds_, path_) ? 0 : 1;
+}
+
+void CCds_SwInfo::AddSwInfoNode(const std::string& path, const tagnval* record, CLeafBatch& batch) {
+  const std::string node = path + record->val;
   data_type_t valueType = DATA_STRING;
   for (++record; record->tag != nullptr; ++record) {
     const std::string_view leaf = record->tag;
     if (leaf == "/ValueType") {
       valueType = pcd_human_str_to_enum(record->val);
     }
-    CElement& element = elements.emplace_back(record->val);
+    CElement element(record->val);
     element.convert_type(typeOf(leaf, valueType));
-    element.set_time(now);
-    paths.emplace_back(node + record->tag);
+    batch.add(node + record->tag, std::move(element));
   }
-  const std::vector<pcd_tribool_t> persist(paths.size(), PCD_FALSE);
-  std::vector<api_status_t> statuses;
-  const int result = cds_.set_leaves(paths, elements, persist, statuses, path_);
-  const auto failed = std::find_if(statuses.begin(), statuses.end(),
-                                   [](api_status_t status) { return status != API_SUCCESS; });
-  return result == 0 && failed == statuses.end() ? 0 : 1;
 }
 
 }  // namespace toolkit

@@ -1,0 +1,254 @@
+// Subscriptions and acknowledgements over the real socket: what other processes then find in the
+// store.
+#include "service_fixture.h"
+#include "store_fixture.h"
+#include "toolkit/cds.h"
+#include "toolkit/event_stream.h"
+
+namespace {
+
+using toolkit::CEvent;
+using toolkit::CEventStream;
+using Texts = std::vector<std::string>;
+
+constexpr const char* kPublisher = "/Software/Data Servers/WS-Publisher";
+const std::string kFolder = std::string(kPublisher) + "/Subscriptions";
+
+std::string point(const std::string& path, const std::string& more = "") {
+  return "<n:NodeSubscription><n:Path>" + path + "</n:Path>" + more + "</n:NodeSubscription>";
+}
+
+std::string id(const std::string& text) {
+  return "<n:subscriptionId>" + text + "</n:subscriptionId>";
+}
+
+class Subscriptions : public ServiceTest {
+ protected:
+  Subscriptions() {
+    import(testModel());
+    start();
+    EXPECT_EQ(cds_.init(), 0) << cds_.last_error();
+  }
+
+  std::string create(const std::string& name, const std::string& points,
+                     const std::string& more = "") const {
+    return call("createSubscription",
+                id(name) + more + "<n:realTimeNodes>" + points + "</n:realTimeNodes>");
+  }
+  std::string update(const std::string& name, const Texts& add, const Texts& remove) const {
+    std::string children = id(name) + "<n:realTimeNodesToAdd>";
+    for (const std::string& path : add) children += point(path);
+    children += "</n:realTimeNodesToAdd><n:realTimeNodesToRemove>";
+    for (const std::string& path : remove) children += "<n:string>" + path + "</n:string>";
+    return call("updateSubscriptionRealTimeNodes", children + "</n:realTimeNodesToRemove>");
+  }
+  FastCgiReply cancel(const std::string& name) const {
+    return post(envelope("cancelSubscription", id(name)));
+  }
+
+  // A value below the publisher's folder; "none" when it is not there.
+  std::string stored(const std::string& path) {
+    api_status_t status = API_NONE;
+    toolkit::CElement element;
+    element_property_t source = ELEMENT_NORMAL;
+    cds_.get_leaf(kPublisher + path, status, element, source);
+    return status == API_SUCCESS ? element.to_string() : "none";
+  }
+  std::string inDemo(const std::string& path) { return stored("/Subscriptions/demo" + path); }
+  std::string points(const std::string& name) {
+    return stored("/Subscriptions/" + name + "/RTNodes:Children");
+  }
+
+  toolkit::CCds cds_;
+};
+
+TEST_F(Subscriptions, CreateLeavesTheWholeTree) {
+  const std::string reply =
+      create("demo",
+             point("/M1/Va",
+                   "<n:RequestedFreshness>500</n:RequestedFreshness>"
+                   "<n:DeadbandPercent>0.5</n:DeadbandPercent>"),
+             "<n:replyUri>http://192.0.2.1/x?a=1&amp;b=2</n:replyUri><n:leaseDuration>60000"
+             "</n:leaseDuration><n:logSinceTime>1700000000250000</n:logSinceTime>"
+             "<n:subscribeLogOptions>Alarm Trend</n:subscribeLogOptions>");
+  EXPECT_EQ(elements(reply, "Value"), Texts{"230.123"});
+  const std::pair<const char*, const char*> kTree[] = {
+      {"/ReplyURI", "http://192.0.2.1/x?a=1&b=2"},
+      {"/ReplyURI:ValueType", "String"},
+      {"/LeaseDuration", "60000"},
+      {"/LeaseDuration:Units", "milliseconds"},
+      {"/LogSinceTime", "1700000000.250000"},
+      {"/LogOptions", "5"},
+      {"/RTNodeCount", "1"},
+      {"/RTNodes:NodeType", "Collection"},
+      {"/RTNodes:HasDynamicChildren", "true"},
+      {"/RTNodes:Children", "M1.Va"},
+      {"/RTNodes/M1.Va:NodeType", "Collection"},
+      {"/RTNodes/M1.Va/RqstdFreshness", "500"},
+      {"/RTNodes/M1.Va/RqstdFreshness:ValueType", "Integer"},
+      {"/RTNodes/M1.Va/Deadband", "0.5"},
+      {"/RTNodes/M1.Va/Deadband:Units", "percent"}};
+  for (const auto& [path, text] : kTree) {
+    EXPECT_EQ(inDemo(path), text) << path;
+  }
+  EXPECT_EQ(stored("/SubUpdateCount"), "1");
+  std::string writer;
+  api_status_t status = API_NONE;
+  cds_.get_writer(kFolder + "/demo/RTNodes/M1.Va/Deadband", status, writer);
+  EXPECT_EQ(CEvent::user_of_source(writer), "operator") << writer;
+}
+
+TEST_F(Subscriptions, AbsentElementsTakeDefaults) {
+  EXPECT_NE(call("createSubscription", id("demo")).find("xsi:nil=\"true\""), std::string::npos);
+  for (const auto& [path, text] : {std::pair("/ReplyURI", ""),
+                                   {"/LeaseDuration", "0"},
+                                   {"/LogSinceTime", "0.000000"},
+                                   {"/LogOptions", "0"},
+                                   {"/RTNodeCount", "0"},
+                                   {"/RTNodes:Children", ""}}) {
+    EXPECT_EQ(inDemo(path), text) << path;
+  }
+}
+
+TEST_F(Subscriptions, AnswersWithAReadingOfEachPoint) {
+  const std::string reply =
+      create("demo", point("/M1/Breaker") + point("") + point("/M1/Enabled") + point("/") +
+                         "<n:NodeSubscription/>" + point("/No/Such") + point("/Bad//path") +
+                         point("/Units") + point("/M1/Count:.Time") + point("/Secret/Value1") +
+                         point("/M1/" + std::string(300, 'x')));
+  EXPECT_EQ(elements(reply, "Value"),
+            (Texts{"Closed", "Enabled", "? 9 Node Not Found : CDS access failed",
+                   "? 8 Bad Path Syntax : CDS Error in supplied path", "1700000000500000",
+                   "? 2 Not Authorized : Unauthorized read"}));
+  EXPECT_EQ(elements(reply, "NumericValue"), (Texts{"1", "1"}));
+  EXPECT_EQ(elements(reply, "Quality"), (Texts{"192", "192", "0", "0", "192", "192"}));
+  const Texts times = elements(reply, "Time");
+  ASSERT_EQ(times.size(), 6U);
+  EXPECT_EQ(times[0], "1700000000500000");
+  EXPECT_GT(times[2], "1790000000000000") << "a failed reading has the present time";
+  EXPECT_EQ(inDemo("/RTNodeCount"), "6");
+  EXPECT_EQ(points("demo"), "M1.Breaker;M1.Count!..Time;M1.Enabled;No.Such;Secret.Value1");
+}
+
+TEST_F(Subscriptions, CreateReplacesUpdateChangesCancelRemoves) {
+  create("demo", point("/M1/Va") + point("/M1/Count"));
+  create("other", point("/M1/Va"));
+  create("demo", point("/M1/Text") + point("/M1/Text", "<n:DeadbandPercent>3</n:DeadbandPercent>"));
+  EXPECT_EQ(points("demo"), "M1.Text");
+  EXPECT_EQ(inDemo("/RTNodeCount"), "2") << "a create counts results";
+  EXPECT_EQ(inDemo("/RTNodes/M1.Text/Deadband"), "3");
+
+  EXPECT_EQ(
+      elements(update("demo", {"/M1/Count", "/M1/Va"}, {"/M1/Text", "/", "", "/M1/No"}), "Value"),
+      (Texts{"42", "230.123"}));
+  EXPECT_EQ(points("demo"), "M1.Count;M1.Va");
+  EXPECT_EQ(inDemo("/RTNodeCount"), "2");
+  EXPECT_EQ(stored("/SubUpdateCount"), "3") << "an update does not count";
+  EXPECT_NE(update("demo", {}, {"/M1/Count", "/M1/Va"}).find("xsi:nil"), std::string::npos);
+  EXPECT_EQ(inDemo("/RTNodeCount"), "0");
+
+  const FastCgiReply cancelled = cancel("demo");
+  EXPECT_EQ(cancelled.status(), 200);
+  EXPECT_NE(cancelled.body().find("cancelSubscriptionResponse"), std::string::npos);
+  EXPECT_EQ(stored("/Subscriptions:Children"), "other");
+  EXPECT_EQ(stored("/SubUpdateCount"), "4");
+  EXPECT_EQ(cancel("demo").status(), 500);
+  EXPECT_EQ(stored("/SubUpdateCount"), "4");
+  EXPECT_EQ(elements(update("demo", {"/M1/Va"}, {}), "Value"),
+            Texts{"? 28 No match for SubscriberId : updateSubscriptionRealTimeNodes() failed"});
+  EXPECT_EQ(stored("/Subscriptions:Children"), "other");
+}
+
+TEST_F(Subscriptions, AnIdReachesNothingButItsOwnNode) {
+  create("demo", point("/M1/Va"));
+  toolkit::admin::Model before;
+  ASSERT_EQ(toolkit::admin::exportModel(kFolder, before), "");
+  for (const char* bad :
+       {"", "/", "//", ".", "..", "../..", "demo/", "demo/RTNodes", "a/b", "/demo",
+        "demo/RTNodes/M1.Va", "Value", "demo:Value", "demo:", "a&#10;b"}) {
+    EXPECT_EQ(cancel(bad).status(), 500) << bad;
+    if (*bad != '\0') {
+      const std::string reply = create(bad, point("/M1/Count"));
+      EXPECT_NE(reply.find("Fault"), std::string::npos) << bad << ": " << reply;
+      EXPECT_EQ(elements(update(bad, {"/M1/Count"}, {"/M1/Va"}), "Value").front().substr(0, 4),
+                "? 28")
+          << bad;
+    }
+  }
+  EXPECT_EQ(elements(create("", point("/M1/Count")), "Value"), Texts{});
+  EXPECT_NE(update("", {"/M1/Count"}, {}).find("Fault"), std::string::npos);
+  toolkit::admin::Model after;
+  ASSERT_EQ(toolkit::admin::exportModel(kFolder, after), "");
+  expectSame(before, after);
+}
+
+TEST_F(Subscriptions, LongIdsAreCutBetweenCharacters) {
+  const std::size_t room = 255 - kFolder.size() - 1;
+  std::string name(room - 1, 'x');
+  EXPECT_EQ(create(name + "é" + std::string(600, 'y'), point("/M1/Va")).find("Fault"),
+            std::string::npos);
+  EXPECT_EQ(stored("/Subscriptions:Children"), name);
+  EXPECT_EQ(cancel(name).status(), 200);
+  EXPECT_EQ(cancel(std::string(600, 'y')).status(), 500);
+}
+
+class Acknowledgements : public Subscriptions {
+ protected:
+  Acknowledgements() {
+    api_status_t status = API_NONE;
+    cds_.add_node("/Alarms/7", status, "test");
+  }
+  static std::string request(const std::string& number, const std::string& more = "") {
+    return "<n:AckRequest><n:EventId>" + number + "</n:EventId>" + more + "</n:AckRequest>";
+  }
+  static std::string list(const std::string& requests) {
+    return "<n:requests>" + requests + "</n:requests>";
+  }
+  std::vector<CEventStream::Entry> queue() {
+    std::vector<CEventStream::Entry> entries;
+    EXPECT_EQ(CEventStream(cds_, CEventStream::kAcknowledgements).read(0, entries), 0);
+    return entries;
+  }
+};
+
+TEST_F(Acknowledgements, AreQueuedForTheAlarmEngine) {
+  const std::string reply =
+      call("acknowledgeAlarm", list(request("8") +
+                                    request("7",
+                                            "<n:Note>fuse &amp; relay</n:Note><n:VariationLevel>-2"
+                                            "</n:VariationLevel><n:Status>Acked</n:Status>") +
+                                    request("18446744073709551615") + request("7")));
+  const std::string refused = "? 20 Write Failed : CDS event_send failed";
+  EXPECT_EQ(elements(reply, "acknowledgeAlarmResult"), (Texts{refused, "", refused, ""}));
+  const auto entries = queue();
+  ASSERT_EQ(entries.size(), 2U);
+  CEvent expected;
+  expected.type = toolkit::EVENT_ACKNOWLEDGE;
+  expected.path = "/";
+  expected.priority = 10;
+  expected.severity = 1;
+  expected.flag = true;
+  expected.id = 7;
+  expected.ack = toolkit::ACK_ACKED;
+  expected.variation = -2;
+  expected.note = "fuse & relay";
+  expected.source = "Web-Services: operator@192.0.2.1";
+  expected.time = entries[0].event.time;
+  EXPECT_GT(expected.time.tv_sec, 1790000000);
+  EXPECT_EQ(entries[0].event, expected);
+  EXPECT_EQ(entries[1].event.note, "");
+  awaitLog("Ack'ing Alarm #7 (AckStatus=1, varLevel=-2). Note = fuse & relay");
+}
+
+TEST_F(Acknowledgements, WithoutACallerOrARequestAreFaults) {
+  const std::string fault = "</faultcode>";
+  EXPECT_NE(call("acknowledgeAlarm", "").find(fault), std::string::npos);
+  EXPECT_NE(call("acknowledgeAlarm", list("")).find(fault), std::string::npos);
+  const std::string anonymous = call("acknowledgeAlarm", list(request("7")), "");
+  EXPECT_NE(anonymous.find(fault), std::string::npos) << anonymous;
+  awaitLog("Exception in __nsc1__acknowledgeAlarm(): __sso_string_base::_M_construct null");
+  EXPECT_TRUE(queue().empty());
+  EXPECT_EQ(value("/M1/Count"), "42");
+}
+
+}  // namespace
