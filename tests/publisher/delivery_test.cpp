@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <set>
 #include <thread>
 
 #include "publisher_fixture.h"
@@ -86,7 +87,8 @@ TEST_F(Publisher, DropsTheOldestAndTellsHowManyAreMissing) {
     Message message = parsed(request);
     if (const auto missing = message.sequence - next; missing > 0) {
       const std::string number = std::to_string(missing);
-      EXPECT_EQ(message.records.back(), "Lost 0 /: " + number + " records lost = " + number);
+      EXPECT_EQ(message.records.back(),
+                std::string("Lost 0 /: ").append(number) + " records lost = " + number);
       message.records.pop_back();
       lost += missing;
     }
@@ -110,10 +112,9 @@ TEST_F(Publisher, SendsMoreFirstValuesThanTheQueueHolds) {
   start({"--queue", "10"});
   create("one", {client.uri(), points});
   ASSERT_TRUE(await([&] { return records(client).size() >= points.size(); }));
-  auto all = records(client);
-  std::ranges::sort(all);
-  EXPECT_EQ(std::ranges::unique(all).begin(), all.end());
+  const auto all = records(client);
   EXPECT_EQ(all.size(), points.size());
+  EXPECT_EQ(std::set(all.begin(), all.end()).size(), points.size());
 }
 
 TEST_F(Publisher, ASilentClientDelaysNobody) {
@@ -206,15 +207,15 @@ TEST_F(Publisher, AnEmptyUpdateRenewsTheLease) {
 }
 
 TEST_F(Publisher, CancellingStopsAtOnceAndANewSubscriptionStartsAnew) {
-  Receiver client(Manner::kSilent);
-  start();
-  create("one", {client.uri(), {{"/A"}}});
-  ASSERT_TRUE(await([&] { return client.attempts() == 1; }));
+  Receiver silent(Manner::kSilent);
+  Receiver client;
+  start({"--timeout", "600"});
+  create("one", {silent.uri(), {{"/A"}}});
+  ASSERT_TRUE(await([&] { return silent.attempts() == 1; }));
   cancel("one");
-  client.behave(Manner::kAccept);
   put("/A", 2);
-  settle(client);
-  EXPECT_EQ(client.attempts(), 1U);
+  settle(silent);
+  EXPECT_EQ(silent.attempts(), 1U);
   for (int i = 0; i < 2; ++i) {
     create("one", {client.uri(), {{"/A"}}});
     ASSERT_TRUE(await([&] { return client.taken().size() == i + 1U; }));

@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "backoff.h"
 #include "change_filter.h"
 #include "record_queue.h"
 
@@ -75,6 +76,20 @@ TEST(ChangeFilter, RestsForItsFreshnessAfterAValueSent) {
   EXPECT_TRUE(filter.isDue(start + 1001ms)) << "nothing was sent, so it need not rest";
   filter.configure(-5ms, 0);
   EXPECT_TRUE(filter.isDue(start));
+}
+
+TEST(Backoff, WaitsTwiceAsLongEachTimeUpToAMinute) {
+  const Clock::time_point start;
+  wspub::Backoff backoff(1000ms);
+  EXPECT_TRUE(backoff.isOver(start));
+  for (const auto wait : {1000ms, 2000ms, 4000ms, 8000ms, 16000ms, 32000ms, 60000ms, 60000ms}) {
+    backoff.fail(start);
+    EXPECT_FALSE(backoff.isOver(start + wait - 1ms)) << wait.count();
+    EXPECT_TRUE(backoff.isOver(start + wait * 11 / 10)) << wait.count();
+  }
+  backoff.succeed();
+  backoff.fail(start);
+  EXPECT_TRUE(backoff.isOver(start + 1100ms));
 }
 
 class RecordQueue : public testing::Test {
