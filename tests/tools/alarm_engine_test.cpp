@@ -113,6 +113,7 @@ class Alarms : public StoreTest {
     std::vector<CEventStream::Entry> entries;
     CEventStream(cds_, CEventStream::kEvents).read(seen_, entries);
     std::vector<CEvent> events;
+    events.reserve(entries.size());
     for (const auto& entry : entries) events.push_back(entry.event);
     seen_ += entries.size();
     return events;
