@@ -181,6 +181,11 @@ TEST_F(Alarms, TakeTheirCourse) {
       EXPECT_EQ(newest(), pair[1]) << course.what << ": " << pair[0];
     }
   }
+  for (const char* action : {"V 1", "V 255"}) {
+    act(action);
+    step();
+  }
+  EXPECT_EQ(text("/Alarms/9/SourceValue"), "255") << "what crossed when it came back";
   for (const auto& [enabled, inAlarm] : {std::pair("0", "false"), {"1", "true"}}) {
     act(std::string("V:.AlarmEnable ") + enabled);
     step();
