@@ -23,6 +23,8 @@ inline constexpr const char* kAlarmsNode = "/Alarms";
 inline constexpr const char* kCountPath = "/Alarms/AlarmCount/Value";
 inline constexpr const char* kTotalPath = "/Alarms/AlarmCountTotal/Value";
 inline constexpr const char* kSimulationSource = "devsim";
+// What is beyond was not given by an engine, and nothing is counted on from there.
+inline constexpr std::int64_t kLargestNumber = 1'000'000'000'000'000;
 
 // The numbers are stored: they never change.
 enum class Level : std::int32_t { kNew = 1, kCleared = 2, kAcknowledged = 3, kClosed = 5 };

@@ -28,10 +28,7 @@ bool AlarmEngine::step(double seconds, timeval stamp) {
       acknowledgements_.read(0, acknowledgements) != 0) {
     return false;
   }
-  const CElement* given = leaves_.at(kTotal);
-  if (given != nullptr && given->to_int64() > 0) {
-    state_.last = std::max(state_.last, static_cast<std::uint64_t>(given->to_int64()));
-  }
+  countOn();
   Tick tick{state_, seconds, stamp};
   for (const auto& entry : acknowledgements) acknowledge(tick, entry.event);
   closeOrphans(tick);
@@ -43,6 +40,15 @@ bool AlarmEngine::step(double seconds, timeval stamp) {
   const bool taken =
       acknowledgements.empty() || acknowledgements_.remove(acknowledgements.back().number) == 0;
   return removeOldest(stamp) && sent && taken;
+}
+
+// Numbers go on from what the persistent half has kept.
+void AlarmEngine::countOn() {
+  const CElement* total = leaves_.at(kTotal);
+  const std::int64_t given = total == nullptr ? 0 : total->to_int64();
+  if (given > 0 && given <= kLargestNumber) {
+    state_.last = std::max(state_.last, static_cast<std::uint64_t>(given));
+  }
 }
 
 void AlarmEngine::change(Tick& tick, Alarm& alarm, const AlarmPoint* point,

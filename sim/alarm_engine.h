@@ -7,7 +7,7 @@
 //
 // Alarms that a former run has left are taken over. Limits are read anew once a second, by the
 // stamps of the steps. An alarm whose limit is gone is closed, and one whose node somebody removed
-// is forgotten.
+// is forgotten. Besides, a breaker that moves is told as an event.
 #pragma once
 
 #include <map>
@@ -53,6 +53,7 @@ class AlarmEngine {
   void linkAlarms();
   void takeOver();
   void planReads();
+  void countOn();
 
   void acknowledge(Tick& tick, const toolkit::CEvent& acknowledgement) const;
   void closeOrphans(Tick& tick) const;
