@@ -148,7 +148,7 @@ bool readAlarm(toolkit::CCds& cds, std::uint64_t number, Alarm& alarm) {
   return true;
 }
 
-void writeAlarm(WriteBatch& batch, const Alarm* before, const Alarm& alarm) {
+void writeAlarm(toolkit::CLeafBatch& batch, const Alarm* before, const Alarm& alarm) {
   const std::vector<Leaf> leaves = leavesOf(alarm);
   const std::vector<Leaf> old = before == nullptr ? std::vector<Leaf>() : leavesOf(*before);
   for (std::size_t i = 0; i < leaves.size(); ++i) {

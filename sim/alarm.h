@@ -14,8 +14,9 @@
 #include <vector>
 
 #include "alarm_points.h"
-#include "leaf_batch.h"
+#include "read_batch.h"
 #include "toolkit/event.h"
+#include "toolkit/leaf_batch.h"
 
 namespace sim {
 
@@ -65,6 +66,6 @@ std::uint64_t alarmNumber(const std::string& node);
 // The alarm at a node. One whose leaves are missing is closed.
 bool readAlarm(toolkit::CCds& cds, std::uint64_t number, Alarm& alarm);
 // Writes what differs from `before`, or everything when that is null.
-void writeAlarm(WriteBatch& batch, const Alarm* before, const Alarm& alarm);
+void writeAlarm(toolkit::CLeafBatch& batch, const Alarm* before, const Alarm& alarm);
 
 }  // namespace sim

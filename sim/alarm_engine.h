@@ -63,8 +63,8 @@ class AlarmEngine {
   void change(Tick& tick, Alarm& alarm, const AlarmPoint* point, const std::string& source) const;
 
   bool write(const Tick& tick);
-  void writeCounters(WriteBatch& batch, const State& next) const;
-  void writeInAlarm(WriteBatch& batch, const State& next) const;
+  void writeCounters(toolkit::CLeafBatch& batch, const State& next) const;
+  void writeInAlarm(toolkit::CLeafBatch& batch, const State& next) const;
   bool sendEvents();
   bool removeOldest(timeval stamp);
 
