@@ -111,7 +111,8 @@ PublisherTest::~PublisherTest() {
 void PublisherTest::start(const std::vector<std::string>& more) {
   std::vector<std::string> arguments = {"--poll", "20", "--backoff", "50", "--log-level", "9"};
   arguments.insert(arguments.end(), more.begin(), more.end());
-  pid_ = startProcess(folder(), WSPUB, arguments, [this] {
+  std::filesystem::create_directory(folder() / "wspub");
+  pid_ = startProcess(folder() / "wspub", WSPUB, arguments, [this] {
     setenv("TOOLKIT_LOG", (folder() / "log").c_str(), 1);
     for (const char* proxy : {"http_proxy", "HTTP_PROXY", "all_proxy", "ALL_PROXY"}) {
       unsetenv(proxy);
@@ -121,7 +122,7 @@ void PublisherTest::start(const std::vector<std::string>& more) {
 
 int PublisherTest::stop(int signal) {
   kill(pid_, signal);
-  const Outcome outcome = waitForProcess(pid_, folder());
+  const Outcome outcome = waitForProcess(pid_, folder() / "wspub");
   pid_ = -1;
   return outcome.status;
 }

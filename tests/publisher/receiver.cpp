@@ -19,6 +19,11 @@ void send(int connection, const std::string& text) {
   ::send(connection, text.data(), text.size(), MSG_NOSIGNAL);
 }
 
+bool hasGone(int connection) {
+  pollfd end = {connection, POLLRDHUP, 0};
+  return poll(&end, 1, 0) == 1;
+}
+
 std::size_t bodyLength(const std::string& header) {
   const std::size_t at = header.find("Content-Length: ");
   return at == std::string::npos ? 0 : std::strtoul(header.c_str() + at + 16, nullptr, 10);
@@ -83,6 +88,7 @@ void Receiver::serve() {
       continue;
     }
     if (const int connection = accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC); connection >= 0) {
+      ++connections_;
       talk(connection);
       close(connection);
     }
@@ -110,7 +116,8 @@ void Receiver::talk(int connection) {
 }
 
 void Receiver::answer(int connection, const std::string& request) {
-  const Manner manner = manner_;
+  const bool isMoved = request.substr(0, request.find('\r')).find("/moved") != std::string::npos;
+  const Manner manner = isMoved ? Manner::kAccept : manner_.load();
   switch (manner) {
     case Manner::kHangUp:
       return;
@@ -123,7 +130,7 @@ void Receiver::answer(int connection, const std::string& request) {
            "Connection: close\r\n\r\n");
       return;
     case Manner::kSilent:
-      while (pause(kTurn, manner)) {
+      while (!hasGone(connection) && pause(kTurn, manner)) {
       }
       return;
     case Manner::kSlow:

@@ -10,7 +10,7 @@
 enum class Manner {
   kAccept,    // 200
   kFail,      // 500
-  kRedirect,  // 302 to itself, under "/moved"
+  kRedirect,  // 302 to itself, under "/moved", where everything is taken
   kFlood,     // 200 with an answer that does not end
   kHangUp,    // closes the connection when it has the message
   kSlow,      // 200 after a while
@@ -24,18 +24,21 @@ class Receiver {
   Receiver(const Receiver&) = delete;
   Receiver& operator=(const Receiver&) = delete;
 
-  // From the next message on; a silent connection ends.
+  // From the next message on; a connection in silence ends.
   void behave(Manner manner) { manner_ = manner; }
   // Nobody listens any more, or again at the same port.
   void goDown();
   void comeUp();
 
-  std::string uri() const { return "http://127.0.0.1:" + std::to_string(port_) + "/notify"; }
+  std::string uri(const std::string& scheme = "http") const {
+    return scheme + "://127.0.0.1:" + std::to_string(port_) + "/notify";
+  }
 
   // Requests in full, with headers; those that were answered with 200.
   std::vector<std::string> taken() const;
   // Number of requests, however they were answered.
   std::size_t attempts() const { return attempts_; }
+  std::size_t connections() const { return connections_; }
 
  private:
   void listen();
@@ -48,6 +51,7 @@ class Receiver {
   std::atomic<Manner> manner_;
   std::atomic<bool> ends_{false};
   std::atomic<std::size_t> attempts_{0};
+  std::atomic<std::size_t> connections_{0};
   int port_ = 0;
   int socket_ = -1;
   mutable std::mutex mutex_;

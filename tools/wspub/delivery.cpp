@@ -114,8 +114,7 @@ class Delivery::Transfer {
     curl_easy_setopt(easy_.get(), option, argument);
   }
 
-  static std::size_t discard(const char* /*data*/, std::size_t size, std::size_t count,
-                             void* transfer) {
+  static std::size_t discard(char* /*data*/, std::size_t size, std::size_t count, void* transfer) {
     std::size_t& received = static_cast<Transfer*>(transfer)->received_;
     received += size * count;
     return received > kMaxAnswer ? 0 : size * count;

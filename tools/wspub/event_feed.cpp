@@ -24,8 +24,7 @@ struct Route {
 };
 
 bool isBelowSoftware(const std::string& path) {
-  return path.starts_with(kSoftware) &&
-         (path.size() == std::string(kSoftware).size() || path.find('/', 1) == 9);
+  return path == kSoftware || path.starts_with(std::string(kSoftware) + "/");
 }
 
 // Nothing for an event that nobody gets.

@@ -31,7 +31,13 @@ bool isDeliverable(const std::string& uri) {
 }
 
 void Subscription::apply(const Terms& newTerms, Clock::time_point now) {
+  const bool isRenewed =
+      !(newTerms.leaseDuration == terms.leaseDuration) || !(newTerms.nodeCount == terms.nodeCount);
   terms = newTerms;
+  // What runs already is not counted anew: the wall clock may have been set since.
+  if (!isRenewed) {
+    return;
+  }
   leaseEnd_.reset();
   const std::chrono::milliseconds lease(terms.leaseDuration.to_int());
   if (lease.count() > 0) {

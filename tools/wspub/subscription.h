@@ -49,7 +49,7 @@ class Subscription {
   Subscription(std::string id, std::size_t queueBound, std::chrono::milliseconds firstBackoff)
       : id(std::move(id)), queue(queueBound), backoff(firstBackoff) {}
 
-  // Takes the terms as they stand now: the lease counts from their time.
+  // Takes the terms as they stand now: the lease of new ones counts from their time.
   void apply(const Terms& newTerms, Clock::time_point now);
   // Takes up new points, forgets those that have gone, and lets the others go on.
   void apply(const std::map<std::string, PointTerms>& newPoints);

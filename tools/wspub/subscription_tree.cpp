@@ -19,6 +19,13 @@ std::string baseOf(const std::string& id) {
   return std::string(kSubscriptions) + "/" + id;
 }
 
+std::string pointNode(const std::string& id, const std::string& name) {
+  std::string node = baseOf(id);
+  node += "/RTNodes/";
+  node += name;
+  return node;
+}
+
 std::vector<std::string> childNames(toolkit::CCds& cds, const std::string& node) {
   CPath path(node);
   std::vector<std::string> names;
@@ -53,13 +60,13 @@ std::optional<Terms> SubscriptionTree::terms(const std::string& id) {
 }
 
 std::map<std::string, PointTerms> SubscriptionTree::points(const std::string& id) {
-  const std::string nodes = baseOf(id) + "/RTNodes";
-  const std::vector<std::string> names = childNames(cds_, nodes);
+  const std::vector<std::string> names = childNames(cds_, baseOf(id) + "/RTNodes");
   std::vector<CPath> paths;
   paths.reserve(2 * names.size());
   for (const std::string& name : names) {
-    paths.emplace_back(nodes + "/" + name + "/RqstdFreshness");
-    paths.emplace_back(nodes + "/" + name + "/Deadband");
+    const std::string node = pointNode(id, name);
+    paths.emplace_back(node + "/RqstdFreshness");
+    paths.emplace_back(node + "/Deadband");
   }
   const std::vector<CElement> leaves = read(paths);
   std::map<std::string, PointTerms> points;

@@ -93,19 +93,26 @@ void Subscriptions::load(const std::string& id, const Terms& terms, Clock::time_
 }
 
 std::vector<std::string> Subscriptions::removeLapsed(Clock::time_point now) {
-  std::vector<std::string> ids;
+  std::vector<std::string> gone;
   for (const auto& [id, subscription] : subscriptions_) {
     if (subscription.hasLapsed(now)) {
-      ids.push_back(id);
+      gone.push_back(id);
     }
   }
-  std::erase_if(ids,
-                [&](const std::string& id) { return !tree_.removeLapsed(id, find(id)->terms); });
-  for (const std::string& id : ids) {
-    log_.notice(0, "The lease of subscription %s has run out", id.c_str());
-    subscriptions_.erase(id);
+  // It may be one that was not complete when it was loaded.
+  std::erase_if(gone, [&](const std::string& id) { return !reload(id, now) && !remove(id, now); });
+  return gone;
+}
+
+bool Subscriptions::remove(const std::string& id, Clock::time_point now) {
+  Subscription* const subscription = find(id);
+  if (subscription == nullptr || !subscription->hasLapsed(now) ||
+      !tree_.removeLapsed(id, subscription->terms)) {
+    return false;
   }
-  return ids;
+  log_.notice(0, "The lease of subscription %s has run out", id.c_str());
+  subscriptions_.erase(id);
+  return true;
 }
 
 void Subscriptions::noteAccepted(Subscription& subscription) {

@@ -25,7 +25,7 @@ class Subscriptions {
   // Takes over what clients have made, updated, replaced or cancelled. Returns the ids whose
   // former subscription has gone.
   std::vector<std::string> refresh(Clock::time_point now);
-  // Removes those whose lease has run out; returns their ids.
+  // Removes those whose lease has run out. Returns ids as above.
   std::vector<std::string> removeLapsed(Clock::time_point now);
 
   std::map<std::string, Subscription>& all() { return subscriptions_; }
@@ -38,6 +38,7 @@ class Subscriptions {
   bool hasChanged();
   // True when the id no longer stands for the subscription that it stood for.
   bool reload(const std::string& id, Clock::time_point now);
+  bool remove(const std::string& id, Clock::time_point now);
   void load(const std::string& id, const Terms& terms, Clock::time_point now);
 
   SubscriptionTree tree_;
