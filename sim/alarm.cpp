@@ -131,7 +131,8 @@ std::uint64_t alarmNumber(const std::string& node) {
   const std::string name = node.substr(node.rfind('/') + 1);
   std::int64_t number = 0;
   std::from_chars(name.data(), name.data() + name.size(), number);
-  return number > 0 && name == std::to_string(number) ? static_cast<std::uint64_t>(number) : 0;
+  const bool good = number > 0 && number <= kLargestNumber && name == std::to_string(number);
+  return good ? static_cast<std::uint64_t>(number) : 0;
 }
 
 bool readAlarm(toolkit::CCds& cds, std::uint64_t number, Alarm& alarm) {
@@ -147,7 +148,7 @@ bool readAlarm(toolkit::CCds& cds, std::uint64_t number, Alarm& alarm) {
   return true;
 }
 
-void writeAlarm(WriteBatch& batch, const Alarm* before, const Alarm& alarm) {
+void writeAlarm(toolkit::CLeafBatch& batch, const Alarm* before, const Alarm& alarm) {
   const std::vector<Leaf> leaves = leavesOf(alarm);
   const std::vector<Leaf> old = before == nullptr ? std::vector<Leaf>() : leavesOf(*before);
   for (std::size_t i = 0; i < leaves.size(); ++i) {

@@ -14,8 +14,9 @@
 #include <vector>
 
 #include "alarm_points.h"
-#include "leaf_batch.h"
+#include "read_batch.h"
 #include "toolkit/event.h"
+#include "toolkit/leaf_batch.h"
 
 namespace sim {
 
@@ -23,6 +24,8 @@ inline constexpr const char* kAlarmsNode = "/Alarms";
 inline constexpr const char* kCountPath = "/Alarms/AlarmCount/Value";
 inline constexpr const char* kTotalPath = "/Alarms/AlarmCountTotal/Value";
 inline constexpr const char* kSimulationSource = "devsim";
+// What is beyond was not given by an engine, and nothing is counted on from there.
+inline constexpr std::int64_t kLargestNumber = 1'000'000'000'000'000;
 
 // The numbers are stored: they never change.
 enum class Level : std::int32_t { kNew = 1, kCleared = 2, kAcknowledged = 3, kClosed = 5 };
@@ -63,6 +66,6 @@ std::uint64_t alarmNumber(const std::string& node);
 // The alarm at a node. One whose leaves are missing is closed.
 bool readAlarm(toolkit::CCds& cds, std::uint64_t number, Alarm& alarm);
 // Writes what differs from `before`, or everything when that is null.
-void writeAlarm(WriteBatch& batch, const Alarm* before, const Alarm& alarm);
+void writeAlarm(toolkit::CLeafBatch& batch, const Alarm* before, const Alarm& alarm);
 
 }  // namespace sim

@@ -7,7 +7,7 @@
 //
 // Alarms that a former run has left are taken over. Limits are read anew once a second, by the
 // stamps of the steps. An alarm whose limit is gone is closed, and one whose node somebody removed
-// is forgotten.
+// is forgotten. Besides, a breaker that moves is told as an event.
 #pragma once
 
 #include <map>
@@ -53,6 +53,7 @@ class AlarmEngine {
   void linkAlarms();
   void takeOver();
   void planReads();
+  void countOn();
 
   void acknowledge(Tick& tick, const toolkit::CEvent& acknowledgement) const;
   void closeOrphans(Tick& tick) const;
@@ -62,8 +63,8 @@ class AlarmEngine {
   void change(Tick& tick, Alarm& alarm, const AlarmPoint* point, const std::string& source) const;
 
   bool write(const Tick& tick);
-  void writeCounters(WriteBatch& batch, const State& next) const;
-  void writeInAlarm(WriteBatch& batch, const State& next) const;
+  void writeCounters(toolkit::CLeafBatch& batch, const State& next) const;
+  void writeInAlarm(toolkit::CLeafBatch& batch, const State& next) const;
   bool sendEvents();
   bool removeOldest(timeval stamp);
 

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <set>
 
-#include "leaf_batch.h"
+#include "read_batch.h"
 #include "toolkit/multistate.h"
 #include "toolkit/utils.h"
 

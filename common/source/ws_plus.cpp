@@ -144,7 +144,7 @@ nsc1__RealTimeNodeSubscriptionResult* firstResult(struct soap* ctx, _service_opt
 void finishPoints(struct soap* ctx, _service_options_t* opts, const toolkit::CLeafBatch& batch,
                   const std::vector<const std::string*>& entered, Results* results) {
   _global_data_t* glptr = globalData(ctx);
-  if (!batch.empty() && !batch.write(glptr->cdsApi, writeSource())) {
+  if (batch.write(glptr->cdsApi, writeSource()) != API_SUCCESS) {
     __psyslog->info(1, "Points not entered: %s", glptr->cdsApi.last_error().c_str());
     return;
   }

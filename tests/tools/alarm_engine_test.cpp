@@ -31,6 +31,8 @@ class Alarms : public StoreTest {
               "Value=230 .AlarmEnable=1 .AlarmHighLimit=250 .AlarmHighHighLimit=260 "
               ".AlarmHysteresis=2 .AlarmHighMsg=High .BasePriority=5000"},
              {"/Dev/Group/T", "Value=20 .AlarmEnable=1 .AlarmLowLimit=10 .AutoClosing=1"},
+             {"/Dev/Sub", "NodeType=Device"},
+             {"/Dev/Sub/W", "Value=1 .AlarmEnable=1 .AlarmHighLimit=5 .AlarmClearDelay=1"},
              {"/Dev/Off", "Value=999 .AlarmHighLimit=1"},
              {"/Dev/Breaker",
               "Value=1 PossibleValues=Open;Closed;Tripped .AlarmEnable=1 "
@@ -105,7 +107,7 @@ class Alarms : public StoreTest {
     } else {
       CElement value(words[1]);
       value.convert_type(words[0] == "V" ? DATA_REAL : DATA_INTEGER);
-      set(cds_, "/Dev/" + words[0], value);
+      set(cds_, (words[0][0] == '/' ? "" : "/Dev/") + words[0], value);
     }
   }
   // What has come since the last call.
@@ -113,6 +115,7 @@ class Alarms : public StoreTest {
     std::vector<CEventStream::Entry> entries;
     CEventStream(cds_, CEventStream::kEvents).read(seen_, entries);
     std::vector<CEvent> events;
+    events.reserve(entries.size());
     for (const auto& entry : entries) events.push_back(entry.event);
     seen_ += entries.size();
     return events;
@@ -155,12 +158,17 @@ const Course kCourses[] = {
      "V 230>none|V:.AlarmHighLimit 225>1: 1 true 1|"
      "V:.AlarmEnable 0>1: 5 false 2|V:.AlarmEnable 1>2: 1 true 1|"
      "rm /Dev/V>2: 5 false 2"},
+    {"of a device below",
+     "Sub/W 9>1: 1 true 1|Sub/W 1>1: 1 true 1|Sub/W 1>1: 2 false 2|AlarmsEnabled 0>1: 2 false 2|"
+     "Sub/W 9>1: 1 true 3"},
     {"taken over",
      "V 251>1: 1 true 1|restart>1: 1 true 1|V 1>1: 2 false 2|"
      "restart>1: 2 false 2|V 251>1: 1 true 3"},
     {"no number twice",
      "V 251>1: 1 true 1|boot>none|restart>none|V 251>2: 1 true 1|rm /Alarms/2>3: 1 true 1|"
      "restart>3: 1 true 1"},
+    {"behind somebody's node",
+     "V 230>none|/Alarms/8:Else 1>8: status 2 status 2 status 2 status 2|V 251>9: 1 true 1"},
 };
 
 TEST_F(Alarms, TakeTheirCourse) {
@@ -173,6 +181,11 @@ TEST_F(Alarms, TakeTheirCourse) {
       EXPECT_EQ(newest(), pair[1]) << course.what << ": " << pair[0];
     }
   }
+  for (const char* action : {"V 1", "V 255"}) {
+    act(action);
+    step();
+  }
+  EXPECT_EQ(text("/Alarms/9/SourceValue"), "255") << "what crossed when it came back";
   for (const auto& [enabled, inAlarm] : {std::pair("0", "false"), {"1", "true"}}) {
     act(std::string("V:.AlarmEnable ") + enabled);
     step();

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -13,7 +13,8 @@ using sim::Rule;
 
 namespace {
 
-constexpr double kNaN = std::nan("");
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // Values a second apart; "^" where the condition is raised after one, "." where not.
 struct Course {
@@ -38,7 +39,7 @@ const Course kCourses[] = {
     {"NaN raises nothing", {Direction::kBelow, 10}, {kNaN, kNaN, 9}, "..^"},
     {"NaN clears nothing", {Direction::kAbove, 10}, {11, kNaN, kNaN, 9}, "^^^."},
     {"NaN takes no time", {Direction::kAbove, 10, 0, 2}, {11, kNaN, kNaN, 11, 11}, "....^"},
-    {"infinity is above", {Direction::kAbove, 10}, {INFINITY, -INFINITY}, "^."},
+    {"infinity is above", {Direction::kAbove, 10}, {kInfinity, -kInfinity}, "^."},
 };
 
 TEST(AlarmRules, FollowTheirCourse) {

@@ -16,12 +16,11 @@ class CLeafBatch {
   CLeafBatch();
   explicit CLeafBatch(timeval stamp) : stamp_(stamp) {}
 
-  bool empty() const { return paths_.empty(); }
   void add(CPath path, CElement element, pcd_tribool_t persist = PCD_FALSE);
 
-  // Writes everything. True when all of it is in the store; else a path was bad and the others are
-  // written, or the store refused and nothing is. See CCds::set_leaves.
-  bool write(CCds& cds, const std::string& source) const;
+  // API_SUCCESS when everything is in the store; an empty batch asks nobody. API_BAD_PATH when bad
+  // paths were left out; anything else when the store refused, and nothing is written.
+  api_status_t write(CCds& cds, const std::string& source) const;
 
  private:
   timeval stamp_;

@@ -1,7 +1,5 @@
 #include "toolkit/leaf_batch.h"
 
-#include <algorithm>
-
 #include "toolkit/time.h"
 
 namespace toolkit {
@@ -17,11 +15,18 @@ void CLeafBatch::add(CPath path, CElement element, pcd_tribool_t persist) {
   persist_.push_back(persist);
 }
 
-bool CLeafBatch::write(CCds& cds, const std::string& source) const {
+api_status_t CLeafBatch::write(CCds& cds, const std::string& source) const {
   std::vector<api_status_t> statuses;
-  return cds.set_leaves(paths_, elements_, persist_, statuses, source) == 0 &&
-         std::all_of(statuses.begin(), statuses.end(),
-                     [](api_status_t status) { return status == API_SUCCESS; });
+  if (!paths_.empty()) {
+    cds.set_leaves(paths_, elements_, persist_, statuses, source);
+  }
+  api_status_t worst = API_SUCCESS;
+  for (const api_status_t status : statuses) {
+    if (status != API_SUCCESS && (worst == API_SUCCESS || worst == API_BAD_PATH)) {
+      worst = status;
+    }
+  }
+  return worst;
 }
 
 }  // namespace toolkit

@@ -23,7 +23,7 @@ int CCds_SwInfo::SetAppError(int error) {
 int CCds_SwInfo::SetIntValue(const std::string& base, const char* suffix, int value) {
   CLeafBatch batch;
   batch.add(base + suffix, CElement(value));
-  return batch.write(cds_, path_) ? 0 : 1;
+  return batch.write(cds_, path_) == API_SUCCESS ? 0 : 1;
 }
 
 int CCds_SwInfo::UpdateIntValue(const std::string& base, const char* suffix, int delta,
@@ -36,7 +36,7 @@ int CCds_SwInfo::UpdateIntValue(const std::string& base, const char* suffix, int
 int CCds_SwInfo::FillSwInfoNode(const tagnval* record) {
   CLeafBatch batch;
   AddSwInfoNode(path_, record, batch);
-  return batch.write(cds_, path_) ? 0 : 1;
+  return batch.write(cds_, path_) == API_SUCCESS ? 0 : 1;
 }
 
 void CCds_SwInfo::AddSwInfoNode(const std::string& path, const tagnval* record, CLeafBatch& batch) {

@@ -1,4 +1,4 @@
-// Batches of leaves, read or written in one transaction.
+// What the simulation reads of the store.
 #pragma once
 
 #include <optional>
@@ -28,22 +28,6 @@ class ReadBatch {
   std::vector<api_status_t> statuses_;
   std::vector<toolkit::CElement> elements_;
   std::vector<element_property_t> sources_;
-};
-
-class WriteBatch {
- public:
-  // All leaves get this time.
-  explicit WriteBatch(timeval stamp) : stamp_(stamp) {}
-
-  void add(const std::string& path, toolkit::CElement element, pcd_tribool_t persist = PCD_FALSE);
-  // False when the store refused; nothing is then written. An empty batch asks nobody.
-  bool write(toolkit::CCds& cds, const std::string& source) const;
-
- private:
-  timeval stamp_;
-  std::vector<toolkit::CPath> paths_;
-  std::vector<toolkit::CElement> elements_;
-  std::vector<pcd_tribool_t> persist_;
 };
 
 // Node paths of the children, none for a node that is not there. False when the store cannot be

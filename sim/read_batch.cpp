@@ -1,6 +1,4 @@
-#include "leaf_batch.h"
-
-#include <algorithm>
+#include "read_batch.h"
 
 namespace sim {
 
@@ -43,20 +41,6 @@ std::string ReadBatch::text(std::size_t place) const {
 bool ReadBatch::flag(std::size_t place, bool otherwise) const {
   const CElement* element = at(place);
   return element == nullptr ? otherwise : element->to_bool();
-}
-
-void WriteBatch::add(const std::string& path, CElement element, pcd_tribool_t persist) {
-  element.set_time(stamp_);
-  paths_.emplace_back(path);
-  elements_.push_back(std::move(element));
-  persist_.push_back(persist);
-}
-
-bool WriteBatch::write(toolkit::CCds& cds, const std::string& source) const {
-  if (paths_.empty()) return true;
-  std::vector<api_status_t> statuses;
-  return cds.set_leaves(paths_, elements_, persist_, statuses, source) == 0 &&
-         std::find(statuses.begin(), statuses.end(), API_READ_ONLY) == statuses.end();
 }
 
 bool childrenOf(toolkit::CCds& cds, const std::string& node, std::vector<std::string>& children) {
