@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "element_texts.h"
-#include "read_right.h"
 #include "toolkit/time.h"
 
 namespace wspub {
@@ -101,7 +100,7 @@ void EventFeed::offer(Subscription& subscription, const toolkit::CEventStream::E
   }
   CPath path(route->kind == EventKind::kStructureChanged ? "/" : event.path);
   path.normalize();
-  if (!mayRead(subscription.terms.user, path)) {
+  if (!path.is_read_authorized(subscription.terms.user)) {
     return;
   }
   std::optional<Texts> texts = textsOfEvent(cds_, path, event);

@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "element_texts.h"
-#include "read_right.h"
 #include "toolkit/time.h"
 
 namespace wspub {
@@ -23,7 +22,7 @@ bool isRightOld(const Point& point, State state, Clock::time_point now) {
 
 void renewRight(Point& point, State state, Clock::time_point now) {
   if (isRightOld(point, state, now)) {
-    point.allowed = mayRead(point.user, point.path);
+    point.allowed = point.path.is_read_authorized(point.user);
     point.allowedIn = state;
     point.allowedAt = now;
   }

@@ -80,6 +80,8 @@ class CPath {
   bool is_write_authorized() const;
   bool is_remove_authorized() const;
   bool is_reset_authorized() const;
+  // The right to read of another user, who is anonymous when empty.
+  bool is_read_authorized(const std::string& user) const;
 
   // Node paths of the children, in the store's order. 0, or non-zero when the node is missing or
   // the store failed; `out` is then empty.

@@ -83,8 +83,8 @@ std::string_view caller() {
   return user == nullptr ? "" : user;
 }
 
-bool isAllowed(const CPath& path, store::Right right) {
-  return !path.getNodePath().empty() && store::isAllowed(path.getNodePath(), caller(), right);
+bool isAllowed(const CPath& path, store::Right right, std::string_view user = caller()) {
+  return !path.getNodePath().empty() && store::isAllowed(path.getNodePath(), user, right);
 }
 
 }  // namespace
@@ -170,6 +170,10 @@ std::string CPath::LopLastSubpath() {
 
 bool CPath::is_read_authorized() const {
   return isAllowed(*this, store::kRead);
+}
+
+bool CPath::is_read_authorized(const std::string& user) const {
+  return isAllowed(*this, store::kRead, user);
 }
 
 bool CPath::is_write_authorized() const {
