@@ -27,15 +27,15 @@ constexpr int kNoSuchSubscription = 1;
 constexpr int kEmptyRequest = -1;
 constexpr int kAcknowledgeFailed = 44;
 
-// The text's first bytes, without half a character at the end.
-std::string cut(const std::string& text, std::size_t size) {
+// Keeps the text's first bytes, without half a character at the end.
+void cut(std::string& text, std::size_t size) {
   if (text.size() <= size) {
-    return text;
+    return;
   }
   while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) {
     --size;
   }
-  return text.substr(0, size);
+  text.resize(size);
 }
 
 // Writes a value below a subscription, live only. A store that refuses has failed the templates
@@ -106,7 +106,7 @@ bool readPoint(struct soap* ctx, _service_options_t* opts, toolkit::CPath& path,
   pcd_ProcessValue(glptr, opts, rc, path, status, element, source, isMultistate, *result.Value);
   if (isMultistate) {
     result.NumericValue =
-        newString(ctx, element.type() == DATA_BOOLEAN ? (element.to_bool() ? "1" : "0")
+        newString(ctx, element.type() == DATA_BOOLEAN ? std::to_string(element.to_bool() ? 1 : 0)
                                                       : element.to_string());
   }
   if (rc != 0 || status != API_SUCCESS) {
@@ -222,7 +222,9 @@ int createFrom(struct soap* ctx, const std::string& id, const _nsc1__createSubsc
     __psyslog->info(1, "createSubscription: %s is no subscriptionId", id.c_str());
     return kNoSuchSubscription;
   }
-  const std::string base = cut(std::string(kSubscriptionsPath) + "/" + id, kMaxPath);
+  std::string base;
+  GetSubscrptBasePath(&id, base);
+  cut(base, kMaxPath);
   bool complete = false;
   if (const int failure = writeSubscription(glptr, in, base, complete); failure != 0 || !complete) {
     return failure;
@@ -272,7 +274,7 @@ std::string requiredVariable(const char* name) {
 toolkit::CEvent acknowledgement(const nsc1__AckRequest& request) {
   toolkit::CEvent event;
   event.type = toolkit::EVENT_ACKNOWLEDGE;
-  event.path = "/";
+  event.path.assign(1, '/');
   event.priority = toolkit::CEvent::kAcknowledgePriority;
   event.severity = toolkit::SEVERITY_INFORMATION;
   event.flag = true;
