@@ -20,6 +20,7 @@ struct AlarmEngine::Tick {
   State next;
   double seconds;
   timeval stamp;
+  std::vector<CEvent> events;
 };
 
 bool AlarmEngine::step(double seconds, timeval stamp) {
@@ -29,17 +30,16 @@ bool AlarmEngine::step(double seconds, timeval stamp) {
     return false;
   }
   countOn();
-  Tick tick{state_, seconds, stamp};
+  Tick tick{state_, seconds, stamp, {}};
   for (const auto& entry : acknowledgements) acknowledge(tick, entry.event);
   closeOrphans(tick);
   for (std::size_t i = 0; i < configuration_.watches.size(); ++i) follow(tick, i);
   for (std::size_t i = 0; i < configuration_.devices.size(); ++i) noteBreaker(tick, i);
   if (!write(tick)) return false;
   state_ = std::move(tick.next);
-  const bool sent = sendEvents();
   const bool taken =
       acknowledgements.empty() || acknowledgements_.remove(acknowledgements.back().number) == 0;
-  return removeOldest(stamp) && sent && taken;
+  return removeOldest(stamp) && taken;
 }
 
 // Numbers go on from what the persistent half has kept.
@@ -55,7 +55,7 @@ void AlarmEngine::change(Tick& tick, Alarm& alarm, const AlarmPoint* point,
                          const std::string& source) const {
   ++alarm.sequence;
   alarm.changed = tick.stamp;
-  tick.next.events.push_back(eventOf(alarm, point, source));
+  tick.events.push_back(eventOf(alarm, point, source));
 }
 
 void AlarmEngine::acknowledge(Tick& tick, const CEvent& acknowledgement) const {
@@ -141,7 +141,7 @@ void AlarmEngine::noteBreaker(Tick& tick, std::size_t device) const {
   event.value = *value;
   event.message = closed ? "Circuit breaker closed" : "Circuit breaker opened";
   event.source = kSimulationSource;
-  tick.next.events.push_back(std::move(event));
+  tick.events.push_back(std::move(event));
 }
 
 bool AlarmEngine::write(const Tick& tick) {
@@ -152,6 +152,7 @@ bool AlarmEngine::write(const Tick& tick) {
   }
   writeCounters(batch, tick.next);
   writeInAlarm(batch, tick.next);
+  for (const CEvent& event : tick.events) batch.tell(event);
   // A node whose path is too long for one leaf more goes without it.
   const api_status_t status = batch.write(cds_, kSimulationSource);
   if (status != API_SUCCESS && status != API_BAD_PATH) return false;
@@ -190,20 +191,6 @@ void AlarmEngine::writeInAlarm(toolkit::CLeafBatch& batch, const State& next) co
   for (const std::string& node : configuration_.released) {
     batch.add(node + "/InAlarm", CElement(false));
   }
-}
-
-bool AlarmEngine::sendEvents() {
-  if (state_.events.empty()) return true;
-  std::vector<api_status_t> statuses;
-  if (cds_.events_send(state_.events, statuses) != 0 || statuses.front() != API_SUCCESS) {
-    const std::size_t size = state_.events.size();
-    const std::size_t most = toolkit::CEventStream::kCapacity;
-    state_.events.erase(state_.events.begin(),
-                        state_.events.begin() + static_cast<long>(size - std::min(size, most)));
-    return false;
-  }
-  state_.events.clear();
-  return true;
 }
 
 bool AlarmEngine::removeOldest(timeval stamp) {

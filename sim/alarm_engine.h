@@ -3,7 +3,7 @@
 //
 // A step reads all values in one batch, takes the acknowledgements that wait, and writes what has
 // changed in one transaction. What the store refuses has not happened: the next step tries again.
-// Events follow the write; acknowledgements are removed after it, so that a kill loses none.
+// Its events go with the write; acknowledgements are removed after it, so that a kill loses none.
 //
 // Alarms that a former run has left are taken over. Limits are read anew once a second, by the
 // stamps of the steps. An alarm whose limit is gone is closed, and one whose node somebody removed
@@ -43,7 +43,6 @@ class AlarmEngine {
     std::vector<std::optional<bool>> breakers;  // closed, a device each
     std::map<std::uint64_t, Alarm> alarms;      // by number
     std::uint64_t last = 0;                     // number given
-    std::vector<toolkit::CEvent> events;        // not sent yet
   };
   struct Tick;
 
@@ -65,7 +64,6 @@ class AlarmEngine {
   bool write(const Tick& tick);
   void writeCounters(toolkit::CLeafBatch& batch, const State& next) const;
   void writeInAlarm(toolkit::CLeafBatch& batch, const State& next) const;
-  bool sendEvents();
   bool removeOldest(timeval stamp);
 
   // Places in leaves_.

@@ -13,19 +13,26 @@ namespace {
 
 class StoreSpace : public StoreTest {
  protected:
-  // Adds nodes below `parent` until the store refuses, and returns the refusal.
+  // Adds nodes below `parent` until the store refuses even the smallest, and returns the refusal.
   static api_status_t fill(CCds& cds, const std::string& parent, pcd_tribool_t persist) {
     const std::string bytes(5000, 'x');
-    for (int i = 0; i < 100000; ++i) {
-      const std::string path = parent + "/N" + std::to_string(i);
-      if (const api_status_t status = set(cds, path, CElement(bytes), persist);
-          status != API_SUCCESS) {
-        EXPECT_EQ(text(cds, path), "status 2") << "nothing of it is there";
-        EXPECT_EQ(text(cds, parent + "/N0"), bytes) << "what was there is whole";
-        return status;
-      }
+    api_status_t status = API_SUCCESS;
+    int i = 0;
+    for (const std::size_t size : {bytes.size(), std::size_t{1}}) {
+      do {
+        status =
+            set(cds, parent + "/N" + std::to_string(i++), CElement(bytes.substr(0, size)), persist);
+      } while (status == API_SUCCESS && i < 100000);
     }
-    return API_SUCCESS;
+    EXPECT_EQ(text(cds, parent + "/N" + std::to_string(i - 1)), "status 2");
+    EXPECT_EQ(text(cds, parent + "/N0"), bytes) << "what was there is whole";
+    return status;
+  }
+  static void expectRoomAfterRemoval(CCds& cds, const std::string& filled) {
+    api_status_t status = API_NONE;
+    cds.remove_node(filled, status, "test");
+    EXPECT_EQ(status, API_SUCCESS) << cds.last_error();
+    EXPECT_EQ(set(cds, "/Small", CElement("new"), PCD_TRUE), API_SUCCESS) << cds.last_error();
   }
   // What a restart would find, built elsewhere.
   std::string persistentText(const std::string& path) const {
@@ -57,10 +64,11 @@ TEST_F(StoreSpace, TheCeilingIsAStatusAndRemovingMakesRoom) {
   EXPECT_EQ(statuses, (std::vector{API_STORE_FULL, API_STORE_FULL, API_BAD_PATH}));
   EXPECT_EQ(text(cds, "/Small"), "old");
   EXPECT_EQ(persistentText("/Small"), "old");
-  api_status_t status = API_NONE;
-  cds.remove_node("/Fill", status, "test");
-  EXPECT_EQ(status, API_SUCCESS);
-  EXPECT_EQ(set(cds, "/Small", CElement("new"), PCD_TRUE), API_SUCCESS);
+  for (int round = 0; round < 5; ++round) {
+    expectRoomAfterRemoval(cds, "/Fill");
+    EXPECT_EQ(fill(cds, "/Fill", PCD_FALSE), API_STORE_FULL);
+  }
+  std::fprintf(stderr, "size %zu\n", (size_t)fs::file_size(liveFile()));
 }
 
 TEST_F(StoreSpace, AFullPersistentHalfLeavesTheLiveOneAlone) {
@@ -77,6 +85,7 @@ TEST_F(StoreSpace, AFullPersistentHalfLeavesTheLiveOneAlone) {
   EXPECT_EQ(fill(cds, "/Fill", PCD_TRUE), API_STORE_FULL);
   EXPECT_NE(cds.last_error().find(persistentFile().string()), std::string::npos)
       << cds.last_error();
+  expectRoomAfterRemoval(cds, "/Fill");
 }
 
 using FullDisk = StoreSpace;

@@ -76,9 +76,10 @@ class CCds {
                pcd_tribool_t persist, const std::string& source);
   // One transaction for all good entries; a bad path among them fails alone. A full store or a
   // failed disk fails every entry and changes nothing.
+  // `events` tell of the change and go with it: they are handed over as by events_send.
   int set_leaves(const std::vector<CPath>& paths, const std::vector<CElement>& elements,
                  const std::vector<pcd_tribool_t>& persist, std::vector<api_status_t>& statuses,
-                 const std::string& source);
+                 const std::string& source, const std::vector<CEvent>& events = {});
   // Adds to the Integer at `path` in one transaction, so that no count is lost between processes. A
   // missing leaf counts as 0, and a sum that is too large goes on from the smallest number. Writes
   // to the live half. `sum`, unless null, receives the new value.

@@ -1,4 +1,5 @@
-// CLeafBatch: leaves that are written together, in one transaction and with one time stamp.
+// CLeafBatch: leaves that are written together, in one transaction and with one time stamp, and the
+// events that tell of them.
 #pragma once
 
 #include <sys/time.h>
@@ -18,6 +19,8 @@ class CLeafBatch {
 
   void add(CPath path, CElement element, pcd_tribool_t persist = PCD_FALSE);
 
+  void tell(CEvent event) { events_.push_back(std::move(event)); }
+
   // API_SUCCESS when everything is in the store; an empty batch asks nobody. API_BAD_PATH when bad
   // paths were left out; anything else when the store refused, and nothing is written.
   api_status_t write(CCds& cds, const std::string& source) const;
@@ -27,6 +30,7 @@ class CLeafBatch {
   std::vector<CPath> paths_;
   std::vector<CElement> elements_;
   std::vector<pcd_tribool_t> persist_;
+  std::vector<CEvent> events_;
 };
 
 }  // namespace toolkit

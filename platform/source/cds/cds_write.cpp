@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "cds/attributes.h"
+#include "cds/event_queue.h"
 #include "cds/node_path.h"
 #include "store/layout.h"
 #include "store/store.h"
@@ -57,7 +58,7 @@ int CCds::set_leaf(const CPath& path, const CElement& element, api_status_t& sta
 
 int CCds::set_leaves(const std::vector<CPath>& paths, const std::vector<CElement>& elements,
                      const std::vector<pcd_tribool_t>& persist, std::vector<api_status_t>& statuses,
-                     const std::string& source) {
+                     const std::string& source, const std::vector<CEvent>& events) {
   statuses.assign(paths.size(), API_FAILED);
   if (store_ == nullptr || elements.size() != paths.size() || persist.size() != paths.size()) {
     return 1;
@@ -79,10 +80,15 @@ int CCds::set_leaves(const std::vector<CPath>& paths, const std::vector<CElement
                              source)});
     }
   }
-  if (entries.empty()) {
+  if (entries.empty() && events.empty()) {
     return 0;
   }
-  const api_status_t written = write([&](store::Change& change) { writeAll(change, entries); });
+  const api_status_t written = write([&](store::Change& change) {
+    writeAll(change, entries);
+    for (const CEvent& event : events) {
+      enqueueEvent(change.live(), event);
+    }
+  });
   std::replace(statuses.begin(), statuses.end(), API_SUCCESS, written);
   return written == API_SUCCESS ? 0 : 1;
 }
@@ -116,6 +122,7 @@ int CCds::add_to_leaf(const CPath& path, int delta, int* sum, api_status_t& stat
 int CCds::clear_leaf(const CPath& path, api_status_t& status, const std::string& /*source*/) {
   const auto leaf = asWritable(path);
   return change(leaf.has_value(), status, [&](store::Change& change) {
+    change.removes();
     const store::Key key = store::leafKey(leaf->getNodePath(), leaf->getLeafName());
     const bool persistent = change.isPersistent(store::Table::kLeaf, key);
     if (!persistent && !change.live().contains(store::Table::kLeaf, key)) {
@@ -141,6 +148,7 @@ int CCds::add_node(const std::string& nodePath, api_status_t& status,
 namespace {
 
 api_status_t removeFromBoth(store::Change& change, const std::string& node) {
+  change.removes();
   if (std::find(kProtectedNodes.begin(), kProtectedNodes.end(), node) != kProtectedNodes.end()) {
     return API_NOT_AUTHORIZED;
   }

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "cds/event_queue.h"
 #include "store/layout.h"
 #include "store/store.h"
 #include "store/tree.h"
@@ -55,7 +56,9 @@ void append(store::WriteTransaction& live, CEventStream::Kind kind, const CEvent
   }
 }
 
-api_status_t accept(store::WriteTransaction& live, const CEvent& event) {
+}  // namespace
+
+api_status_t enqueueEvent(store::WriteTransaction& live, const CEvent& event) {
   if (event.type != EVENT_ACKNOWLEDGE) {
     append(live, CEventStream::kEvents, event);
     return API_SUCCESS;
@@ -71,15 +74,13 @@ api_status_t accept(store::WriteTransaction& live, const CEvent& event) {
   return API_SUCCESS;
 }
 
-}  // namespace
-
 int CCds::events_send(const std::vector<CEvent>& events, std::vector<api_status_t>& statuses) {
   statuses.assign(events.size(), API_FAILED);
   std::vector<api_status_t> outcomes(events.size(), API_FAILED);
   api_status_t status = API_NONE;
   const int result = change(true, status, [&](store::Change& change) {
     for (std::size_t i = 0; i < events.size(); ++i) {
-      outcomes[i] = accept(change.live(), events[i]);
+      outcomes[i] = enqueueEvent(change.live(), events[i]);
     }
     return API_SUCCESS;
   });
@@ -128,6 +129,7 @@ int CEventStream::remove(std::uint64_t upTo) {
     return 1;
   }
   const api_status_t status = cds_.handle()->write([&](store::Change& change) {
+    change.removes();
     for (std::uint64_t number = firstNumber(change.live(), kind_);
          number <= std::min(upTo, lastNumber(change.live(), kind_)); ++number) {
       change.live().erase(Table::kEvent, keyOf(kind_, number));

@@ -18,7 +18,9 @@ void CLeafBatch::add(CPath path, CElement element, pcd_tribool_t persist) {
 api_status_t CLeafBatch::write(CCds& cds, const std::string& source) const {
   std::vector<api_status_t> statuses;
   if (!paths_.empty()) {
-    cds.set_leaves(paths_, elements_, persist_, statuses, source);
+    cds.set_leaves(paths_, elements_, persist_, statuses, source, events_);
+  } else if (!events_.empty()) {
+    cds.events_send(events_, statuses);
   }
   api_status_t worst = API_SUCCESS;
   for (const api_status_t status : statuses) {

@@ -23,6 +23,7 @@ namespace {
 constexpr std::array kTableNames = {"leaf", "node", "device", "right", "watchdog", "meta", "event"};
 constexpr std::size_t kInitialMap = std::size_t{16} << 20;
 constexpr std::size_t kDefaultLimit = std::size_t{4} << 30;
+constexpr std::size_t kLeastReserve = std::size_t{64} << 10;
 constexpr std::size_t kSmallestLimit = std::size_t{64} << 10;
 constexpr MDB_dbi kMainTable = 1;
 // Other processes may grow the map again while this one follows.
@@ -330,6 +331,36 @@ bool Environment::grow() {
   const std::size_t size = std::min(info.me_mapsize * 2, limit_);
   return size > info.me_mapsize &&
          mdb_env_set_mapsize(handle_.environment.get(), size) == MDB_SUCCESS;
+}
+
+bool Environment::exceedCeiling() {
+  MDB_envinfo info = {};
+  mdb_env_info(handle_.environment.get(), &info);
+  const std::size_t size = limit_ + std::max(limit_ / 8, kLeastReserve);
+  return size > info.me_mapsize &&
+         mdb_env_set_mapsize(handle_.environment.get(), size) == MDB_SUCCESS;
+}
+
+void Environment::keepCeiling() {
+  mdb_env_set_mapsize(handle_.environment.get(), limit_);  // or as much as is in use
+}
+
+bool Environment::releaseFreedPages() {
+  exceedCeiling();
+  TransactionHandle transaction;
+  int code = beginWrite(transaction);
+  if (code == MDB_SUCCESS) {
+    MDB_val key = {std::strlen(kReleasedKey), const_cast<char*>(kReleasedKey)};
+    MDB_val value = {0, nullptr};
+    code = mdb_put(transaction.get(), handle_.tables[static_cast<std::size_t>(Table::kMeta)], &key,
+                   &value, 0);
+  }
+  if (code == MDB_SUCCESS) {
+    code = mdb_txn_commit(transaction.release());
+  }
+  transaction.reset();
+  keepCeiling();
+  return settle(code) == MDB_SUCCESS;
 }
 
 }  // namespace toolkit::store

@@ -21,6 +21,7 @@ enum class Table : std::size_t { kLeaf, kNode, kDevice, kRight, kWatchdog, kMeta
 // Keys and value of the table kMeta.
 inline constexpr const char* kVersionKey = "version";
 inline constexpr const char* kFormatVersion = "1";
+inline constexpr const char* kReleasedKey = "released";
 
 class Environment {
  public:
@@ -43,6 +44,15 @@ class Environment {
 
   // Doubles the map, with no transaction open. False at the ceiling.
   bool grow();
+
+  // Makes the pages that the last commit freed usable for the next one, which LMDB does a commit
+  // later: on a full map there would never be one. May take a few pages beyond the ceiling.
+  bool releaseFreedPages();
+
+  // A removal needs pages before it frees some: lets it have them beyond the ceiling. False when
+  // there are no more. keepCeiling() ends that; what was taken stays in use.
+  bool exceedCeiling();
+  void keepCeiling();
 
  private:
   friend class Transaction;

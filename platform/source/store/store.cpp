@@ -116,10 +116,13 @@ api_status_t Store::buildLive(bool anew) {
 }
 
 api_status_t Store::write(const std::function<void(Change&)>& body) {
-  bool swept = false;
-  while (true) {
+  int triedLive = 0;
+  int triedPersistent = 0;
+  api_status_t status = API_NONE;
+  while (status == API_NONE) {
     Environment* failed = nullptr;
     int code = MDB_SUCCESS;
+    bool removes = false;
     {
       Change change(*live_, *persistent_);
       if (change.status() == MDB_SUCCESS) {
@@ -127,21 +130,35 @@ api_status_t Store::write(const std::function<void(Change&)>& body) {
       }
       code = change.commit();
       failed = &change.failed();
+      removes = change.removes_;
     }
     if (code == MDB_SUCCESS) {
-      return API_SUCCESS;
-    }
-    if (code != MDB_MAP_FULL) {
-      return fail(*failed, code);
-    }
-    // At the ceiling, pages that a killed reader holds are the last resort.
-    if (!failed->grow()) {
-      if (swept || failed->clearStaleReaders() == 0) {
-        return fail(*failed, code);
-      }
-      swept = true;
+      status = API_SUCCESS;
+    } else if (code != MDB_MAP_FULL ||
+               !makeRoom(*failed, removes, failed == live_.get() ? triedLive : triedPersistent)) {
+      status = fail(*failed, code);
     }
   }
+  if (triedLive > 1) {
+    live_->keepCeiling();
+  }
+  if (triedPersistent > 1) {
+    persistent_->keepCeiling();
+  }
+  return status;
+}
+
+bool Store::makeRoom(Environment& full, bool forRemoval, int& tried) {
+  if (full.grow()) {
+    return true;
+  }
+  // At the ceiling there may still be pages that a killed reader holds, or that were freed just
+  // now.
+  if (tried == 0) {
+    full.clearStaleReaders();
+    full.releaseFreedPages();
+  }
+  return ++tried == 1 || (tried == 2 && forRemoval && full.exceedCeiling());
 }
 
 void Store::clearStaleReaders() {

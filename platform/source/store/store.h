@@ -26,6 +26,8 @@ class Change {
   WriteTransaction& live() { return live_; }
   // Begun at the first call: a change of the live half alone waits for no disk.
   WriteTransaction& persistent();
+  // Says that this change only removes: a map that is full shall not keep it from making room.
+  void removes() { removes_ = true; }
   // Whether the persistent half has this record.
   bool isPersistent(Table table, std::string_view key);
 
@@ -42,6 +44,7 @@ class Change {
   WriteTransaction live_;
   Journal journal_;
   std::optional<WriteTransaction> persistent_;
+  bool removes_ = false;
 };
 
 class Store {
@@ -77,6 +80,8 @@ class Store {
 
   static std::shared_ptr<Store> openHalves(Environment::IfMissing ifMissing, std::string& error);
   api_status_t buildLive(bool anew);
+  // Does the next thing that may help: `tried` counts them. False when nothing is left.
+  static bool makeRoom(Environment& full, bool forRemoval, int& tried);
   api_status_t fail(const Environment& environment, int code);
 
   std::shared_ptr<Environment> live_;
