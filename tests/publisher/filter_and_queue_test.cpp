@@ -1,11 +1,10 @@
-// What is worth sending, and what is kept when a subscriber does not take it.
+// What is worth sending, what is kept when a subscriber does not take it, and for how long.
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-#include "backoff.h"
-#include "change_filter.h"
-#include "record_queue.h"
+#include "subscription.h"
+#include "toolkit/time.h"
 
 namespace {
 
@@ -14,106 +13,106 @@ using wspub::ChangeFilter;
 using wspub::Clock;
 using wspub::Sample;
 
+const Clock::time_point kStart;
+
 Sample number(double value, std::uint16_t quality = 192) {
   return {toolkit::CElement(value).to_string(), value, quality, true};
 }
 
 TEST(ChangeFilter, SendsWhatLeavesTheDeadbandOfTheLastValueSent) {
   const double nan = std::nan("");
-  const double infinite = HUGE_VAL;
-  const struct {
-    double deadband;
-    std::vector<double> values;
-    std::vector<bool> sent;
-  } kCases[] = {
-      {0, {100, 100, 100.5, 100}, {true, false, true, true}},
-      {-1, {100, 100.5}, {true, true}},
-      {nan, {100, 100.5}, {true, true}},
-      {10, {100, 110, 110.5, 100, 99}, {true, false, true, false, true}},
-      {10, {-100, -89.5, -98, -98.6}, {true, true, false, true}},
-      {10, {100, 104, 108, 112}, {true, false, false, true}},
-      {50, {0, 0.001, 0}, {true, true, true}},
-      {10, {100, nan, nan, 100, infinite, 5, 5.1}, {true, true, false, true, true, true, false}},
+  const std::tuple<double, std::vector<double>, std::string> kCases[] = {
+      {0, {100, 100, 100.5, 100}, "1011"},
+      {-1, {100, 100.5}, "11"},
+      {10, {100, 110, 110.5, 100, 99}, "10101"},
+      {10, {-100, -89.5, -98, -98.6}, "1101"},
+      {10, {100, 104, 108, 112}, "1001"},
+      {50, {0, 0.001, 0}, "111"},
+      {10, {100, nan, nan, 100, HUGE_VAL, 5, 5.1}, "1101110"},
   };
-  for (const auto& c : kCases) {
+  for (const auto& [deadband, values, expected] : kCases) {
     ChangeFilter filter;
-    filter.configure(0ms, c.deadband);
-    for (std::size_t i = 0; i < c.values.size(); ++i) {
-      EXPECT_EQ(filter.takes(number(c.values[i]), Clock::time_point()), c.sent[i])
-          << c.deadband << " % at value " << i;
+    filter.configure(0ms, deadband);
+    std::string sent;
+    for (const double value : values) {
+      sent += filter.takes(number(value), kStart) ? '1' : '0';
     }
+    EXPECT_EQ(sent, expected) << deadband << " %, from " << values.front();
   }
 }
 
 TEST(ChangeFilter, SendsEveryChangeOfQualityTextAndReadability) {
   ChangeFilter filter;
   filter.configure(0ms, 1000);
-  const struct {
-    Sample sample;
-    bool sent;
-  } kCases[] = {{number(1), true},
-                {number(1, 0), true},
-                {number(1, 0), false},
-                {{"Open", std::nullopt, 0, true}, true},
-                {{"Closed", std::nullopt, 0, true}, true},
-                {{"", std::nullopt, 0, false}, true},
-                {{"", std::nullopt, 192, false}, false},
-                {{"Closed", std::nullopt, 0, true}, true}};
-  for (const auto& c : kCases) {
-    EXPECT_EQ(filter.takes(c.sample, Clock::time_point()), c.sent) << c.sample.text;
+  const Sample open = {"Open", std::nullopt, 0, true};
+  const Sample closed = {"Closed", std::nullopt, 0, true};
+  const Sample none = {"", std::nullopt, 0, false};
+  std::string sent;
+  for (const Sample& sample :
+       {number(1), number(1, 0), number(1, 0), open, closed, none, none, closed}) {
+    sent += filter.takes(sample, kStart) ? '1' : '0';
   }
+  EXPECT_EQ(sent, "11011101");
 }
 
 TEST(ChangeFilter, RestsForItsFreshnessAfterAValueSent) {
-  const Clock::time_point start;
   ChangeFilter filter;
   filter.configure(1000ms, 0);
-  EXPECT_TRUE(filter.isDue(start));
-  EXPECT_TRUE(filter.takes(number(1), start));
-  EXPECT_FALSE(filter.isDue(start + 999ms));
-  EXPECT_TRUE(filter.isDue(start + 1000ms));
-  EXPECT_FALSE(filter.takes(number(1), start + 1000ms));
-  EXPECT_TRUE(filter.isDue(start + 1001ms)) << "nothing was sent, so it need not rest";
-  filter.configure(-5ms, 0);
-  EXPECT_TRUE(filter.isDue(start));
+  EXPECT_TRUE(filter.takes(number(1), kStart));
+  EXPECT_FALSE(filter.isDue(kStart + 999ms));
+  EXPECT_FALSE(filter.takes(number(1), kStart + 1000ms));
+  EXPECT_TRUE(filter.isDue(kStart + 1001ms)) << "nothing was sent, so it need not rest";
 }
 
 TEST(Backoff, WaitsTwiceAsLongEachTimeUpToAMinute) {
-  const Clock::time_point start;
   wspub::Backoff backoff(1000ms);
-  EXPECT_TRUE(backoff.isOver(start));
   for (const auto wait : {1000ms, 2000ms, 4000ms, 8000ms, 16000ms, 32000ms, 60000ms, 60000ms}) {
-    backoff.fail(start);
-    EXPECT_FALSE(backoff.isOver(start + wait - 1ms)) << wait.count();
-    EXPECT_TRUE(backoff.isOver(start + wait * 11 / 10)) << wait.count();
+    backoff.fail(kStart);
+    EXPECT_FALSE(backoff.isOver(kStart + wait - 1ms)) << wait.count();
+    EXPECT_TRUE(backoff.isOver(kStart + wait * 11 / 10)) << wait.count();
   }
-  backoff.succeed();
-  backoff.fail(start);
-  EXPECT_TRUE(backoff.isOver(start + 1100ms));
 }
 
-class RecordQueue : public testing::Test {
- protected:
-  void add(int count) {
+TEST(Lease, CountsFromTheLatestUpdate) {
+  const auto written = [](int value, std::chrono::microseconds ago) {
+    timeval time = {};
+    qel_QELtoUNIXtime64(qel_UTCtime64() - ago.count(), &time);
+    toolkit::CElement element(value);
+    element.set_time(time);
+    return element;
+  };
+  wspub::Subscription subscription("one", 5, 1s);
+  wspub::Terms terms;
+  terms.leaseDuration = written(3'600'000, 2h);
+  terms.nodeCount = written(1, 30min);
+  subscription.apply(terms, kStart);
+  EXPECT_FALSE(subscription.hasLapsed(kStart + 29min));
+  EXPECT_TRUE(subscription.hasLapsed(kStart + 30min));
+  subscription.apply(terms, kStart + 20min);
+  EXPECT_TRUE(subscription.hasLapsed(kStart + 30min)) << "no update has come";
+  terms.nodeCount = written(1, 0min);
+  subscription.apply(terms, kStart + 20min);
+  EXPECT_FALSE(subscription.hasLapsed(kStart + 79min));
+  EXPECT_TRUE(subscription.hasLapsed(kStart + 80min));
+}
+
+TEST(RecordQueue, GivesEachRecordOnceInOrderAndDropsTheOldestThatIsNotOnItsWay) {
+  wspub::RecordQueue queue(5);
+  std::uint64_t added = 0;
+  const auto add = [&](int count) {
     for (int i = 0; i < count; ++i) {
       queue.add({wspub::Value{}, ++added});
     }
-  }
+  };
   // "first number, lost: records"
-  std::string next(std::size_t limit) {
+  const auto next = [&](std::size_t limit) {
     const wspub::Batch batch = queue.begin(limit);
     std::string text = std::to_string(batch.sequence) + ", " + std::to_string(batch.lost) + ":";
     for (const auto* record : batch.records) {
       text += " " + std::to_string(record->streamNumber);
     }
     return text;
-  }
-
-  wspub::RecordQueue queue{5};
-  std::uint64_t added = 0;
-};
-
-TEST_F(RecordQueue, GivesEachRecordOnceAndInOrder) {
+  };
   add(5);
   EXPECT_EQ(next(2), "1, 0: 1 2");
   EXPECT_EQ(queue.accepted(), 2U);
@@ -123,33 +122,21 @@ TEST_F(RecordQueue, GivesEachRecordOnceAndInOrder) {
   EXPECT_EQ(next(9), "3, 0: 3 4 5 6");
   EXPECT_EQ(queue.accepted(), 6U);
   EXPECT_TRUE(queue.isEmpty());
-  EXPECT_EQ(queue.accepted(), 0U);
-}
 
-TEST_F(RecordQueue, DropsTheOldestAndTellsHowMany) {
   add(8);
-  EXPECT_EQ(queue.room(), 0U);
-  EXPECT_EQ(next(2), "4, 3: 4 5");
-  queue.accepted();
-  EXPECT_EQ(next(9), "6, 0: 6 7 8");
-}
-
-TEST_F(RecordQueue, KeepsWhatIsOnItsWay) {
-  add(5);
-  EXPECT_EQ(next(2), "1, 0: 1 2");
-  add(3);  // 3, 4 and 5 go
+  EXPECT_EQ(next(2), "10, 3: 10 11");
+  add(3);  // 12, 13 and 14 go
   queue.refused();
-  EXPECT_EQ(next(9), "1, 0: 1 2");
+  EXPECT_EQ(next(9), "10, 3: 10 11");
   queue.accepted();
-  EXPECT_EQ(next(9), "6, 3: 6 7 8");
+  EXPECT_EQ(next(9), "15, 3: 15 16 17");
   queue.accepted();
-
   add(5);
-  EXPECT_EQ(next(9), "9, 0: 9 10 11 12 13");
+  EXPECT_EQ(next(9), "18, 0: 18 19 20 21 22");
   add(1);  // no room at all
   queue.accepted();
   add(1);
-  EXPECT_EQ(next(9), "15, 1: 15");
+  EXPECT_EQ(next(9), "24, 1: 24");
 }
 
 }  // namespace

@@ -1,160 +1,117 @@
 #include "receiver.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
-#include <strings.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <stdexcept>
+#include <memory>
+
+#include "TarnixH.h"
 
 namespace {
 
 constexpr int kTurn = 20;  // milliseconds
-constexpr int kSlowly = 300;
+constexpr int kSlowly = 200;
 
-void send(int connection, const std::string& text) {
-  ::send(connection, text.data(), text.size(), MSG_NOSIGNAL);
+std::string shown(const std::string* value, const std::string* numeric = nullptr) {
+  return (value == nullptr ? "-" : *value) + (numeric == nullptr ? "" : " [" + *numeric + "]");
 }
 
-bool hasGone(int connection) {
-  pollfd end = {connection, POLLRDHUP, 0};
-  return poll(&end, 1, 0) == 1;
+std::string line(const nss1__PublishedValue& value) {
+  EXPECT_NE(value.RealTime, value.Trend);
+  return (value.Trend ? "trend " : "") + shown(value.Path) + " = " +
+         shown(value.Value, value.NumericValue) + " (" + std::to_string(value.Quality) + ")";
 }
 
-std::size_t bodyLength(const std::string& header) {
-  const std::size_t at = header.find("Content-Length: ");
-  return at == std::string::npos ? 0 : std::strtoul(header.c_str() + at + 16, nullptr, 10);
+std::string line(const nss1__Event& event) {
+  static const char* const kTypes[] = {"Event", "Alarm", "Structure", "Lost"};
+  std::string text = kTypes[event.EventType];
+  text += " " + std::to_string(event.EventId) + " " + shown(event.SourcePath) + ": " +
+          shown(event.Description) + " = " + shown(event.Value, event.NumericValue);
+  return event.Quality == nullptr ? text : text + " (" + *event.Quality + ")";
 }
 
-bool isComplete(const std::string& request) {
-  const std::size_t end = request.find("\r\n\r\n");
-  return end != std::string::npos && request.size() >= end + 4 + bodyLength(request.substr(0, end));
+// Fails the test when it is no message to a subscriber.
+Message receive(struct soap& ctx) {
+  _nss1__publish in;
+  in.soap_default(&ctx);
+  EXPECT_TRUE(soap_envelope_begin_in(&ctx) == SOAP_OK && soap_body_begin_in(&ctx) == SOAP_OK &&
+              soap_get__nss1__publish(&ctx, &in, "nss1:publish", nullptr) != nullptr &&
+              soap_body_end_in(&ctx) == SOAP_OK && soap_envelope_end_in(&ctx) == SOAP_OK &&
+              soap_end_recv(&ctx) == SOAP_OK);
+  EXPECT_STREQ(ctx.action, "http://tarnix.example/TarnixWSSubscriber/publish");
+  Message message = {in.subscriptionId, in.sequence, {}};
+  const auto add = [&](const auto& records) {
+    for (const auto* record : records) {
+      message.records.push_back(line(*record));
+    }
+  };
+  if (in.values != nullptr) {
+    add(in.values->PublishedValue);
+  }
+  if (in.events != nullptr) {
+    add(in.events->Event);
+  }
+  return message;
 }
 
 }  // namespace
 
-Receiver::Receiver(Manner manner) : manner_(manner) {
-  comeUp();
-}
-
-Receiver::~Receiver() {
-  goDown();
-}
-
-void Receiver::comeUp() {
-  ends_ = false;
-  listen();
-  thread_ = std::thread([this] { serve(); });
-}
-
-void Receiver::goDown() {
+void Receiver::behave(Manner manner) {
   ends_ = true;
   if (thread_.joinable()) {
     thread_.join();
   }
-  close(socket_);
-  socket_ = -1;
+  ends_ = false;
+  if (manner == Manner::kDown) {
+    return;
+  }
+  auto ctx = std::make_unique<struct soap>(SOAP_C_UTFSTRING | SOAP_XML_TREE | SOAP_XML_STRICT);
+  ctx->bind_flags = SO_REUSEADDR;
+  ctx->accept_timeout = -kTurn * 1000;
+  ctx->recv_timeout = 1;
+  while (!soap_valid_socket(soap_bind(ctx.get(), "127.0.0.1", port_, 100))) {
+    ++port_;
+  }
+  fcntl(ctx->master, F_SETFD, FD_CLOEXEC);
+  thread_ = std::thread([this, manner, ctx = std::move(ctx)] { serve(*ctx, manner); });
 }
 
-std::vector<std::string> Receiver::taken() const {
+std::vector<Message> Receiver::taken() const {
   const std::lock_guard lock(mutex_);
   return taken_;
 }
 
-void Receiver::listen() {
-  socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const int on = 1;
-  setsockopt(socket_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port_));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  auto* const plain = reinterpret_cast<sockaddr*>(&address);
-  socklen_t size = sizeof address;
-  if (bind(socket_, plain, size) != 0 || ::listen(socket_, 100) != 0 ||
-      getsockname(socket_, plain, &size) != 0) {
-    throw std::runtime_error("no port for the receiver");
-  }
-  port_ = ntohs(address.sin_port);
-}
-
-void Receiver::serve() {
+void Receiver::serve(struct soap& ctx, Manner manner) {
   while (!ends_) {
-    pollfd ready = {socket_, POLLIN, 0};
-    if (poll(&ready, 1, kTurn) != 1) {
-      continue;
-    }
-    if (const int connection = accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC); connection >= 0) {
+    if (soap_valid_socket(soap_accept(&ctx))) {
       ++connections_;
-      talk(connection);
-      close(connection);
-    }
-  }
-}
-
-void Receiver::talk(int connection) {
-  std::string request;
-  while (!ends_ && !isComplete(request)) {
-    pollfd ready = {connection, POLLIN, 0};
-    if (poll(&ready, 1, kTurn) != 1) {
-      continue;
-    }
-    char buffer[65536];
-    const ssize_t size = recv(connection, buffer, sizeof buffer, 0);
-    if (size <= 0) {
-      return;
-    }
-    request.append(buffer, static_cast<std::size_t>(size));
-  }
-  if (isComplete(request)) {
-    ++attempts_;
-    answer(connection, request);
-  }
-}
-
-void Receiver::answer(int connection, const std::string& request) {
-  const bool isMoved = request.substr(0, request.find('\r')).find("/moved") != std::string::npos;
-  const Manner manner = isMoved ? Manner::kAccept : manner_.load();
-  switch (manner) {
-    case Manner::kHangUp:
-      return;
-    case Manner::kFail:
-      send(connection, "HTTP/1.1 500 No\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
-      return;
-    case Manner::kRedirect:
-      send(connection,
-           "HTTP/1.1 302 Moved\r\nLocation: /moved\r\nContent-Length: 0\r\n"
-           "Connection: close\r\n\r\n");
-      return;
-    case Manner::kSilent:
-      while (!hasGone(connection) && pause(kTurn, manner)) {
+      // A sender may break off before its message.
+      if (soap_begin_recv(&ctx) == SOAP_OK) {
+        answer(ctx.socket, manner, receive(ctx));
       }
-      return;
-    case Manner::kSlow:
-      pause(kSlowly, manner);
-      break;
-    case Manner::kAccept:
-    case Manner::kFlood:
-      break;
+      soap_destroy(&ctx);
+      soap_end(&ctx);
+      soap_closesock(&ctx);
+    }
   }
-  {
-    const std::lock_guard lock(mutex_);
-    taken_.push_back(request);
-  }
-  send(connection, manner == Manner::kFlood
-                       ? "HTTP/1.1 200 OK\r\n\r\n" + std::string(1 << 20, 'x')
-                       : "HTTP/1.1 200 OK\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
 }
 
-bool Receiver::pause(int milliseconds, Manner manner) const {
-  for (; milliseconds > 0; milliseconds -= kTurn) {
-    if (ends_ || manner_ != manner) {
-      return false;
-    }
-    usleep(kTurn * 1000);
+void Receiver::answer(int connection, Manner manner, const Message& message) {
+  pollfd peer = {connection, POLLIN, 0};
+  while (manner == Manner::kSilent && !ends_ && poll(&peer, 1, kTurn) == 0) {
   }
-  return true;
+  if (manner == Manner::kSlow) {
+    poll(&peer, 1, kSlowly);
+  }
+  if (ends_ || manner == Manner::kSilent || manner == Manner::kClose) {
+    return;
+  }
+  std::string text = "HTTP/1.1 500 No\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
+  if (manner != Manner::kFail) {
+    text.replace(9, 6, "200 OK");
+    const std::lock_guard lock(mutex_);
+    taken_.push_back(message);
+  }
+  send(connection, text.data(), text.size(), MSG_NOSIGNAL);
 }

@@ -1,6 +1,8 @@
 // An HTTP server on 127.0.0.1 that stands for a subscriber's address and behaves as it is told.
 #pragma once
 
+#include <unistd.h>
+
 #include <atomic>
 #include <mutex>
 #include <string>
@@ -8,53 +10,52 @@
 #include <vector>
 
 enum class Manner {
-  kAccept,    // 200
-  kFail,      // 500
-  kRedirect,  // 302 to itself, under "/moved", where everything is taken
-  kFlood,     // 200 with an answer that does not end
-  kHangUp,    // closes the connection when it has the message
-  kSlow,      // 200 after a while
-  kSilent,    // never answers
+  kAccept,  // 200
+  kFail,    // 500
+  kClose,   // closes the connection when it has the message
+  kSlow,    // 200 after a while
+  kSilent,  // never answers
+  kDown,    // nobody listens
 };
+
+using Texts = std::vector<std::string>;
+
+// One record of a message as a line: "/A = 5 (192)", with "[2]" before the quality for a state's
+// number; "trend /A = 5 (192)"; "Alarm 7 /A: Too high = 5". Values come before events.
+struct Message {
+  std::string subscriptionId;
+  std::uint64_t sequence = 0;
+  Texts records;
+};
+
+struct soap;
 
 class Receiver {
  public:
-  explicit Receiver(Manner manner = Manner::kAccept);
-  ~Receiver();
+  explicit Receiver(Manner manner = Manner::kAccept) { behave(manner); }
+  ~Receiver() { behave(Manner::kDown); }
   Receiver(const Receiver&) = delete;
   Receiver& operator=(const Receiver&) = delete;
 
-  // From the next message on; a connection in silence ends.
-  void behave(Manner manner) { manner_ = manner; }
-  // Nobody listens any more, or again at the same port.
-  void goDown();
-  void comeUp();
+  // Starts anew at the same port; what is on its way breaks off.
+  void behave(Manner manner);
 
   std::string uri(const std::string& scheme = "http") const {
     return scheme + "://127.0.0.1:" + std::to_string(port_) + "/notify";
   }
-
-  // Requests in full, with headers; those that were answered with 200.
-  std::vector<std::string> taken() const;
-  // Number of requests, however they were answered.
-  std::size_t attempts() const { return attempts_; }
+  // Those that were answered with 200.
+  std::vector<Message> taken() const;
   std::size_t connections() const { return connections_; }
 
  private:
-  void listen();
-  void serve();
-  void talk(int connection);
-  void answer(int connection, const std::string& request);
-  // False when the behaviour has changed or the receiver ends.
-  bool pause(int milliseconds, Manner manner) const;
+  void serve(struct soap& ctx, Manner manner);
+  void answer(int connection, Manner manner, const Message& message);
 
-  std::atomic<Manner> manner_;
   std::atomic<bool> ends_{false};
-  std::atomic<std::size_t> attempts_{0};
   std::atomic<std::size_t> connections_{0};
-  int port_ = 0;
-  int socket_ = -1;
+  // Below those that the system gives out: nobody takes it while the receiver is down.
+  int port_ = 10000 + getpid() % 2500 * 8;
   mutable std::mutex mutex_;
-  std::vector<std::string> taken_;
+  std::vector<Message> taken_;
   std::thread thread_;
 };
