@@ -16,6 +16,7 @@ TEST_F(Publisher, DeliversEachChangeOnceAndInOrderWhateverTheClientDoes) {
   start();
   create("client", {client.uri(), {{"/A"}}});
   create("one", {witness.uri(), {{"/A"}}});
+  settled(witness);  // wspub runs: its process no longer shares the receivers' sockets
   Texts expected;
   for (const Manner manner : {Manner::kAccept, Manner::kFail, Manner::kClose, Manner::kDown,
                               Manner::kSilent, Manner::kSlow}) {

@@ -70,12 +70,10 @@ void Receiver::behave(Manner manner) {
   ctx->bind_flags = SO_REUSEADDR;
   ctx->accept_timeout = -kTurn * 1000;
   ctx->recv_timeout = 1;
-  EXPECT_TRUE(soap_valid_socket(soap_bind(ctx.get(), "127.0.0.1", port_, 100)));
+  while (!soap_valid_socket(soap_bind(ctx.get(), "127.0.0.1", port_, 100))) {
+    ++port_;
+  }
   fcntl(ctx->master, F_SETFD, FD_CLOEXEC);
-  sockaddr_in bound{};
-  socklen_t size = sizeof bound;
-  getsockname(ctx->master, reinterpret_cast<sockaddr*>(&bound), &size);
-  port_ = ntohs(bound.sin_port);
   thread_ = std::thread([this, manner, ctx = std::move(ctx)] { serve(*ctx, manner); });
 }
 

@@ -1,6 +1,8 @@
 // An HTTP server on 127.0.0.1 that stands for a subscriber's address and behaves as it is told.
 #pragma once
 
+#include <unistd.h>
+
 #include <atomic>
 #include <mutex>
 #include <string>
@@ -51,7 +53,8 @@ class Receiver {
 
   std::atomic<bool> ends_{false};
   std::atomic<std::size_t> connections_{0};
-  int port_ = 0;
+  // Below those that the system gives out: nobody takes it while the receiver is down.
+  int port_ = 10000 + getpid() % 2500 * 8;
   mutable std::mutex mutex_;
   std::vector<Message> taken_;
   std::thread thread_;
