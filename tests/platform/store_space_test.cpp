@@ -13,40 +13,47 @@ namespace {
 
 class StoreSpace : public StoreTest {
  protected:
-  // Adds nodes below `parent` until the store refuses even the smallest, and returns the refusal.
-  static api_status_t fill(CCds& cds, const std::string& parent, pcd_tribool_t persist) {
+  // Adds nodes below /Fill until the store refuses even the smallest.
+  void fill(CCds& cds, pcd_tribool_t persist, api_status_t refusal) const {
     const std::string bytes(5000, 'x');
     api_status_t status = API_SUCCESS;
     int i = 0;
     for (const std::size_t size : {bytes.size(), std::size_t{1}}) {
       do {
         status =
-            set(cds, parent + "/N" + std::to_string(i++), CElement(bytes.substr(0, size)), persist);
+            set(cds, "/Fill/N" + std::to_string(i++), CElement(bytes.substr(0, size)), persist);
       } while (status == API_SUCCESS && i < 100000);
     }
-    EXPECT_EQ(text(cds, parent + "/N" + std::to_string(i - 1)), "status 2");
-    EXPECT_EQ(text(cds, parent + "/N0"), bytes) << "what was there is whole";
-    return status;
+    EXPECT_EQ(status, refusal);
+    const std::string file = persist == PCD_TRUE ? persistentFile() : liveFile();
+    EXPECT_NE(cds.last_error().find(file), std::string::npos) << cds.last_error();
+    EXPECT_EQ(text(cds, "/Fill/N" + std::to_string(i - 1)), "status 2");
+    EXPECT_EQ(text(cds, "/Fill/N0"), bytes) << "what was there is whole";
   }
-  static void expectRoomAfterRemoval(CCds& cds, const std::string& filled) {
+  static void expectRoomAfterRemoval(CCds& cds) {
     api_status_t status = API_NONE;
-    cds.remove_node(filled, status, "test");
+    cds.remove_node("/Fill", status, "test");
     EXPECT_EQ(status, API_SUCCESS) << cds.last_error();
     EXPECT_EQ(set(cds, "/Small", CElement("new"), PCD_TRUE), API_SUCCESS) << cds.last_error();
   }
+  void expectRefusedBatch(CCds& cds, api_status_t refusal) const {
+    std::vector<api_status_t> statuses;
+    EXPECT_NE(cds.set_leaves({"/Small", "/Large", "bad"},
+                             {CElement("new"), CElement(std::string(900000, 'x')), CElement()},
+                             std::vector(3, PCD_TRUE), statuses, "test"),
+              0);
+    EXPECT_EQ(statuses, (std::vector{refusal, refusal, API_BAD_PATH}));
+    EXPECT_EQ(text(cds, "/Small"), "old");
+    EXPECT_EQ(persistentText("/Small"), "old") << "the committed half is taken back";
+    EXPECT_EQ(persistentText("/Large"), "status 2");
+  }
   // What a restart would find, built elsewhere.
   std::string persistentText(const std::string& path) const {
-    ChildProcess reader([&] {
-      setenv("TOOLKIT_RUN", (folder() / "elsewhere").c_str(), 1);
-      CCds cds;
-      std::ofstream(folder() / "persistent-text") << text(cds, path);
-      return 0;
-    });
-    EXPECT_EQ(reader.wait(), 0);
-    fs::remove_all(folder() / "elsewhere");
-    std::string found;
-    std::getline(std::ifstream(folder() / "persistent-text"), found);
-    return found;
+    const TemporaryFolder elsewhere(folder());
+    setenv("TOOLKIT_RUN", elsewhere.path().c_str(), 1);
+    CCds cds;
+    setenv("TOOLKIT_RUN", (folder() / "run").c_str(), 1);
+    return text(cds, path);
   }
 };
 
@@ -54,21 +61,12 @@ TEST_F(StoreSpace, TheCeilingIsAStatusAndRemovingMakesRoom) {
   setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
   import({leaf("/Small", "Value", CElement("old"))});
   CCds cds;
-  EXPECT_EQ(fill(cds, "/Fill", PCD_FALSE), API_STORE_FULL);
-  EXPECT_NE(cds.last_error().find(liveFile().string()), std::string::npos) << cds.last_error();
-  std::vector<api_status_t> statuses;
-  EXPECT_NE(cds.set_leaves({"/Small", "/Large", "bad"},
-                           {CElement("new"), CElement(std::string(900000, 'x')), CElement()},
-                           std::vector(3, PCD_TRUE), statuses, "test"),
-            0);
-  EXPECT_EQ(statuses, (std::vector{API_STORE_FULL, API_STORE_FULL, API_BAD_PATH}));
-  EXPECT_EQ(text(cds, "/Small"), "old");
-  EXPECT_EQ(persistentText("/Small"), "old");
+  fill(cds, PCD_FALSE, API_STORE_FULL);
+  expectRefusedBatch(cds, API_STORE_FULL);
   for (int round = 0; round < 5; ++round) {
-    expectRoomAfterRemoval(cds, "/Fill");
-    EXPECT_EQ(fill(cds, "/Fill", PCD_FALSE), API_STORE_FULL);
+    expectRoomAfterRemoval(cds);
+    fill(cds, PCD_FALSE, API_STORE_FULL);
   }
-  std::fprintf(stderr, "size %zu\n", (size_t)fs::file_size(liveFile()));
 }
 
 TEST_F(StoreSpace, AFullPersistentHalfLeavesTheLiveOneAlone) {
@@ -82,10 +80,8 @@ TEST_F(StoreSpace, AFullPersistentHalfLeavesTheLiveOneAlone) {
   unsetenv("TOOLKIT_STORE_LIMIT");
   setenv("TOOLKIT_RUN", (folder() / "roomy").c_str(), 1);
   CCds cds;
-  EXPECT_EQ(fill(cds, "/Fill", PCD_TRUE), API_STORE_FULL);
-  EXPECT_NE(cds.last_error().find(persistentFile().string()), std::string::npos)
-      << cds.last_error();
-  expectRoomAfterRemoval(cds, "/Fill");
+  fill(cds, PCD_TRUE, API_STORE_FULL);
+  expectRoomAfterRemoval(cds);
 }
 
 using FullDisk = StoreSpace;
@@ -97,17 +93,8 @@ TEST_F(FullDisk, OfTheLiveHalf) {
   }
   import({leaf("/Small", "Value", CElement("old"))});
   CCds cds;
-  EXPECT_EQ(fill(cds, "/Fill", PCD_FALSE), API_FAILED);
-  EXPECT_NE(cds.last_error().find(liveFile().string()), std::string::npos) << cds.last_error();
-  std::vector<api_status_t> statuses;
-  EXPECT_NE(
-      cds.set_leaves({"/Small", "/Large"}, {CElement("new"), CElement(std::string(900000, 'x'))},
-                     std::vector(2, PCD_TRUE), statuses, "test"),
-      0);
-  EXPECT_EQ(statuses, std::vector(2, API_FAILED));
-  EXPECT_EQ(text(cds, "/Small"), "old");
-  EXPECT_EQ(persistentText("/Small"), "old") << "the committed half is taken back";
-  EXPECT_EQ(persistentText("/Large"), "status 2");
+  fill(cds, PCD_FALSE, API_FAILED);
+  expectRefusedBatch(cds, API_FAILED);
   ChildProcess other([] {
     CCds own;
     return text(own, "/Small") == "old" ? 0 : 1;
@@ -122,9 +109,7 @@ TEST_F(FullDisk, OfThePersistentHalf) {
   }
   import({leaf("/Small", "Value", CElement("old"))});
   CCds cds;
-  EXPECT_EQ(fill(cds, "/Fill", PCD_TRUE), API_FAILED);
-  EXPECT_NE(cds.last_error().find(persistentFile().string()), std::string::npos)
-      << cds.last_error();
+  fill(cds, PCD_TRUE, API_FAILED);
   EXPECT_EQ(set(cds, "/Small", CElement("new")), API_SUCCESS) << "the live half has room";
   EXPECT_EQ(persistentText("/Small"), "old");
 }

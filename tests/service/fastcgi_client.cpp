@@ -45,58 +45,6 @@ std::string encodedParams(const FastCgiParams& params) {
   return result;
 }
 
-int connectTo(const std::string& socketPath) {
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  socketPath.copy(address.sun_path, sizeof address.sun_path - 1);
-  const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const timeval timeout = {kTimeoutSeconds, 0};
-  setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
-  setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
-  if (connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-    close(descriptor);
-    return -1;
-  }
-  return descriptor;
-}
-
-bool sendAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t sent = send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (sent <= 0) {
-      return false;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(sent));
-  }
-  return true;
-}
-
-std::string readAll(int descriptor) {
-  std::string result;
-  char buffer[16384];
-  ssize_t count = 0;
-  while ((count = recv(descriptor, buffer, sizeof buffer, 0)) > 0) {
-    result.append(buffer, static_cast<std::size_t>(count));
-  }
-  return result;
-}
-
-FastCgiReply decoded(std::string_view bytes) {
-  FastCgiReply reply;
-  while (bytes.size() >= FCGI_HEADER_LEN) {
-    const auto byte = [&bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-    const std::size_t length = byte(4) * 256U + byte(5);
-    const std::size_t padding = byte(6);
-    const std::string_view content = bytes.substr(FCGI_HEADER_LEN, length);
-    if (byte(1) == FCGI_STDOUT) {
-      reply.out += content;
-    }
-    reply.complete = reply.complete || byte(1) == FCGI_END_REQUEST;
-    bytes.remove_prefix(std::min(bytes.size(), FCGI_HEADER_LEN + length + padding));
-  }
-  return reply;
-}
-
 }  // namespace
 
 int FastCgiReply::status() const {
@@ -109,29 +57,46 @@ std::string FastCgiReply::body() const {
   return end == std::string::npos ? std::string() : out.substr(end + 4);
 }
 
-std::string encodedRequest(const FastCgiParams& params, const std::string& body, bool whole) {
+std::string encodedRequest(const FastCgiParams& params, const std::string& body) {
   return record(FCGI_BEGIN_REQUEST, {"\0\1\0\0\0\0\0\0", 8}) +
-         stream(FCGI_PARAMS, encodedParams(params)) +
-         (whole ? stream(FCGI_STDIN, body) : record(FCGI_STDIN, body));
+         stream(FCGI_PARAMS, encodedParams(params)) + stream(FCGI_STDIN, body);
 }
 
 FastCgiReply fastCgiRequest(const std::string& socketPath, const FastCgiParams& params,
                             const std::string& body) {
-  const int descriptor = connectTo(socketPath);
-  if (descriptor < 0) {
-    return {};
-  }
-  sendAll(descriptor, encodedRequest(params, body, true));
-  FastCgiReply reply = decoded(readAll(descriptor));
-  close(descriptor);
-  return reply;
+  return SilentPeer(socketPath, encodedRequest(params, body)).reply();
 }
 
+// Where nobody listens, nothing is sent and the reply stays incomplete.
 SilentPeer::SilentPeer(const std::string& socketPath, const std::string& bytes)
-    : descriptor_(connectTo(socketPath)) {
-  sendAll(descriptor_, bytes);
+    : descriptor_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  socketPath.copy(address.sun_path, sizeof address.sun_path - 1);
+  const timeval timeout = {kTimeoutSeconds, 0};
+  setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+  setsockopt(descriptor_, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
+  connect(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
 }
 
 SilentPeer::~SilentPeer() {
   close(descriptor_);
+}
+
+FastCgiReply SilentPeer::reply() const {
+  FastCgiReply reply;
+  FCGI_Header header = {};
+  while (recv(descriptor_, &header, sizeof header, MSG_WAITALL) == sizeof header) {
+    const std::size_t length = header.contentLengthB1 * 256U + header.contentLengthB0;
+    std::string content(length + header.paddingLength, 0);
+    if (!content.empty()) {
+      recv(descriptor_, content.data(), content.size(), MSG_WAITALL);
+    }
+    if (header.type == FCGI_STDOUT) {
+      reply.out += content.substr(0, length);
+    }
+    reply.complete = reply.complete || header.type == FCGI_END_REQUEST;
+  }
+  return reply;
 }

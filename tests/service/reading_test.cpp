@@ -3,8 +3,6 @@
 
 namespace {
 
-using Texts = std::vector<std::string>;
-
 class Reading : public ServiceTest {
  protected:
   Reading() {
@@ -15,34 +13,17 @@ class Reading : public ServiceTest {
   Texts array(const std::string& operation, const std::string& children) const {
     return elements(call(operation, children), operation + "Result");
   }
-  Texts range(const std::string& path, const std::string& index, const std::string& count,
-              const std::string& options = "") const {
-    return array("getArrayRange", "<n:options>" + options + "</n:options><n:path>" + path +
-                                      "</n:path><n:index>" + index + "</n:index><n:count>" + count +
-                                      "</n:count>");
-  }
 };
 
 TEST_F(Reading, OneValueOfEveryKind) {
-  const struct {
-    const char* path;
-    const char* options;
-    const char* expected;
-  } kCases[] = {
+  const std::tuple<const char*, const char*, const char*> kCases[] = {
       {"/M1/Va", "", "230.123"},
       {"/M1/Va", "precision=9", "230.123457"},
-      {"/M1/Va", "precision=0", "230.123"},
-      {"/M1/Va", "precision=1000000", "230.12345678899999"},
       {"/M1/Va:Units", "", "volts"},
-      {"/M1/Va/Units", "", "volts"},
-      {"/M1/Va:.AlarmHighLimit", "", "253"},
       {"/M1/Va:.Time", "", "1700000000500000"},
-      {"/M1/Va:Units.Time", "", "1700000000500000"},
       {"/M1/Va:.Source", "", "Normal"},
       {"/M1/Va:.AttribType", "", "Real"},
       {"/M1/Breaker:.AttribType", "", "Multistate"},
-      {"/M1/Enabled:.AttribType", "", "Boolean"},
-      {"/M1/Count:.AttribType", "", "Integer"},
       {"/M1/Va:Units.AttribType", "", "String"},
       {"/M1:Children.Source", "", "Automatic"},
       {"/M1/Va:.Foo", "", "? 11 Illegal Attribute : Unknown sub-Attribute .Foo"},
@@ -51,45 +32,37 @@ TEST_F(Reading, OneValueOfEveryKind) {
       {"/M1/Breaker:PossibleValues[2]", "", "Tripped"},
       {"/M1/Enabled", "", "Enabled"},
       {"/M1/Enabled", "canonical", "true"},
-      {"/M1/Flag", "", "false"},
       {"/M1/Count", "", "42"},
       {"/M1/Text", "", "é 漢 😀 <&>"},
       {"/M1/Gone", "", "? 9 Node Not Found : CDS access failed"},
-      {"/M1/Va:Gone", "", "? 9 Node Not Found : CDS access failed"},
       {"/M1/Breaker:PossibleValues[3]", "", "? 9 Node Not Found : CDS access failed"},
       {"/M1//Va", "", "? 8 Bad Path Syntax : CDS Error in supplied path"},
-      {"M1", "", "? 8 Bad Path Syntax : CDS Error in supplied path"},
       {"", "", "? 8 Bad Path Syntax : CDS Error in supplied path"},
       {"/M1/Gone", "errorPrefix=#", "#? 9 Node Not Found : CDS access failed"},
-      {"/M1/Gone", "errorString=N/A", "N/A"},
       {"/M1/Gone", "errorString=", ""},
       {"/M1/Va", "locale=xx-XX", "? 7 Locale Not Supported : xx-XX"},
   };
-  for (const auto& c : kCases) {
-    EXPECT_EQ(value(c.path, c.options), c.expected) << c.path << " " << c.options;
+  for (const auto& [path, options, expected] : kCases) {
+    EXPECT_EQ(value(path, options), expected) << path << " " << options;
   }
 }
 
 TEST_F(Reading, RightsGuardValuesButNotWhatIsToldAboutThem) {
-  const struct {
-    const char* user;
-    const char* path;
-    const char* expected;
-  } kCases[] = {
-      {"operator", "/Secret/Value1", "? 2 Not Authorized : Unauthorized read"},
-      {"operator", "/Secret/Value1:Children", "? 2 Not Authorized : Unauthorized read"},
-      {"", "/Secret/Value1", "? 2 Not Authorized : Unauthorized read"},
+  const std::string refused = "? 2 Not Authorized : Unauthorized read";
+  const std::tuple<const char*, const char*, std::string> kCases[] = {
+      {"operator", "/Secret/Value1", refused},
+      {"operator", "/Secret/Value1:Children", refused},
+      {"", "/Secret/Value1", refused},
       {"", "/M1/Count", "42"},
       {"admin", "/Secret/Value1", "hidden"},
-      {"operator", "/Secret/Value1:.Time", "1700000000500000"},
-  };
-  for (const auto& c : kCases) {
-    EXPECT_EQ(value(c.path, "", c.user), c.expected) << c.user << " " << c.path;
+      {"operator", "/Secret/Value1:.Time", "1700000000500000"}};
+  for (const auto& [user, path, expected] : kCases) {
+    EXPECT_EQ(value(path, "", user), expected) << user << " " << path;
   }
   const std::string emptyUser =
       post(envelope("getValue", "<n:path>/Secret/Value1</n:path>"), "", {{"REMOTE_USER", ""}})
           .body();
-  EXPECT_EQ(elements(emptyUser, "getValueResult"), Texts{"? 2 Not Authorized : Unauthorized read"});
+  EXPECT_EQ(elements(emptyUser, "getValueResult"), Texts{refused});
 }
 
 TEST_F(Reading, AListAnswersEachPathInItsPlace) {
@@ -141,27 +114,28 @@ TEST_F(Reading, ArraySizeOfOneIsTheEntryUnlessAPrefixTellsErrorsApart) {
 }
 
 TEST_F(Reading, ArrayRangesCutAndWrap) {
-  const std::string list = "/M1/List:PossibleValues";  // a to j
-  const struct {
-    const char* index;
-    const char* count;
-    Texts expected;
-  } kCases[] = {{"2", "3", {"c", "d", "e"}},
-                {"8", "5", {"i", "j"}},
-                {"8", "2", {"i", "j"}},
-                {"9", "2", {"j"}},
-                {"10", "1", {}},
-                {"0", "1", {"a"}},
-                {"0", "0", {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"}},
-                {"3", "0", {"a", "b", "c"}},
-                {"5", "4294967295", {"a", "b", "c", "d"}},
-                {"4294967298", "3", {"c", "d", "e"}},
-                {"18446744073709551615", "1", {}}};
-  for (const auto& c : kCases) {
-    EXPECT_EQ(range(list, c.index, c.count), c.expected) << c.index << ", " << c.count;
+  const auto range = [this](const std::string& node, const std::string& index,
+                            const std::string& count, const std::string& options = "") {
+    return array("getArrayRange", "<n:options>" + options + "</n:options><n:path>/M1/" + node +
+                                      ":PossibleValues</n:path><n:index>" + index +
+                                      "</n:index><n:count>" + count + "</n:count>");
+  };
+  // The list is a to j.
+  const std::tuple<const char*, const char*, Texts> kCases[] = {
+      {"2", "3", {"c", "d", "e"}},
+      {"8", "5", {"i", "j"}},
+      {"8", "2", {"i", "j"}},
+      {"10", "1", {}},
+      {"0", "0", {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"}},
+      {"3", "0", {"a", "b", "c"}},
+      {"5", "4294967295", {"a", "b", "c", "d"}},
+      {"4294967298", "3", {"c", "d", "e"}},
+      {"18446744073709551615", "1", {}}};
+  for (const auto& [index, count, expected] : kCases) {
+    EXPECT_EQ(range("List", index, count), expected) << index << ", " << count;
   }
-  EXPECT_EQ(range("/M1/One:PossibleValues", "0", "1"), Texts{});
-  EXPECT_EQ(range("/M1/One:PossibleValues", "0", "1", "errorPrefix=#"), Texts{"only"});
+  EXPECT_EQ(range("One", "0", "1"), Texts{});
+  EXPECT_EQ(range("One", "0", "1", "errorPrefix=#"), Texts{"only"});
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <thread>
-#include <utility>
 
 namespace fs = std::filesystem;
 using toolkit::CElement;
@@ -38,30 +37,21 @@ void bindMount(const fs::path& source, const fs::path& target) {
   }
 }
 
-// Where a build folder below /tmp shows up in the test's own /tmp.
-fs::path buildFolderIn(const fs::path& root) {
-  const fs::path below = fs::path(BUILD_FOLDER).lexically_relative("/tmp");
-  return below.empty() || *below.begin() == ".." ? fs::path() : root / "tmp" / below;
-}
-
 // The child's own view of the file system; see the header.
 void enterNamespace(const fs::path& root) {
   if (unshare(CLONE_NEWNS) != 0 ||
       mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
     _exit(125);
   }
-  if (const fs::path build = buildFolderIn(root); !build.empty()) {
-    bindMount(BUILD_FOLDER, build);
+  // A build folder below /tmp is there in the test's own too.
+  if (const fs::path build = fs::path(BUILD_FOLDER).lexically_relative("/tmp");
+      *build.begin() != "..") {
+    fs::create_directories(root / "tmp" / build);
+    bindMount(BUILD_FOLDER, root / "tmp" / build);
   }
   bindMount(root / "tmp", "/tmp");
   if (fs::exists("/sbin/reboot")) {
     bindMount("/dev/null", "/sbin/reboot");
-  }
-}
-
-void replaceAll(std::string& text, const std::string& from, const std::string& to) {
-  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
-    text.replace(at, from.size(), to);
   }
 }
 
@@ -82,12 +72,8 @@ std::string onlyElement(const std::string& xml, const std::string& name) {
 }  // namespace
 
 ServiceTest::ServiceTest() {
-  for (const char* folder : {"tmp", "run", "state"}) {
-    fs::create_directory(root() / folder);
-  }
-  if (const fs::path build = buildFolderIn(root()); !build.empty()) {
-    fs::create_directories(build);
-  }
+  fs::create_directory(root() / "tmp");
+  unsetenv("TOOLKIT_STORE_LIMIT");
   setenv("TOOLKIT_RUN", (root() / "run").c_str(), 1);
   setenv("TOOLKIT_STATE", (root() / "state").c_str(), 1);
   setenv("TOOLKIT_LOG", (root() / "log").c_str(), 1);
@@ -95,13 +81,8 @@ ServiceTest::ServiceTest() {
 
 ServiceTest::~ServiceTest() {
   if (pid_ > 0) {
-    kill(pid_, SIGKILL);
-    collect();
+    stop(SIGKILL);
   }
-}
-
-void ServiceTest::import(const toolkit::admin::Model& model) {
-  ASSERT_EQ(toolkit::admin::importModel(model, true), "");
 }
 
 toolkit::admin::Model ServiceTest::testModel() {
@@ -117,9 +98,7 @@ toolkit::admin::Model ServiceTest::testModel() {
       leaf("/M1", ".Quality", CElement(192)),
       leaf("/M1/Va", "Value", CElement(230.123456789)),
       leaf("/M1/Va", "Units", CElement("volts")),
-      leaf("/M1/Va", "DisplayName", CElement("Voltage A")),
       leaf("/M1/Va", ".AlarmHighLimit", CElement(253.0)),
-      leaf("/M1/Va", "Writable", CElement(true)),
       leaf("/M1/Breaker", "Value", CElement(1)),
       leaf("/M1/Breaker", "ValueType", CElement("Multistate")),
       leaf("/M1/Breaker", "PossibleValues", CElement("Open;Closed;Tripped")),
@@ -132,15 +111,15 @@ toolkit::admin::Model ServiceTest::testModel() {
       leaf("/M1/One", "PossibleValues", CElement("only")),
       leaf("/Secret/Value1", "Value", CElement("hidden")),
   };
+  for (const char* node :
+       {"/M1/Va", "/M1/Breaker", "/M1/Enabled", "/M1/Flag", "/M1/Count", "/M1/Text"}) {
+    model.leaves.push_back(leaf(node, "Writable", CElement(true)));
+  }
   return model;
 }
 
-void ServiceTest::spawn(const std::vector<std::string>& arguments) {
+void ServiceTest::spawn(const Texts& arguments) {
   pid_ = startProcess(root(), DRAVIXD_BINARY, arguments, [this] { enterNamespace(root()); });
-}
-
-Outcome ServiceTest::collect() {
-  return waitForProcess(std::exchange(pid_, -1), root());
 }
 
 bool ServiceTest::hasEnded() const {
@@ -149,28 +128,21 @@ bool ServiceTest::hasEnded() const {
   return info.si_pid == pid_;
 }
 
-bool ServiceTest::answers() const {
-  return fastCgiRequest(socketPath(), {}, "").complete;
-}
-
-void ServiceTest::start(const std::vector<std::string>& arguments) {
+void ServiceTest::start(const Texts& arguments) {
   spawn(arguments);
-  const bool settled = await([this] { return answers() || hasEnded(); });
+  const bool settled =
+      await([this] { return fastCgiRequest(socketPath(), {}, "").complete || hasEnded(); });
   ASSERT_TRUE(settled && !hasEnded()) << log() << contentsOf(root() / "err");
 }
 
-Outcome ServiceTest::run(const std::vector<std::string>& arguments) {
+Outcome ServiceTest::run(const Texts& arguments) {
   spawn(arguments);
-  return collect();
+  return waitForEnd();
 }
 
 Outcome ServiceTest::stop(int signal) {
   kill(pid_, signal);
-  return collect();
-}
-
-std::string ServiceTest::log() const {
-  return contentsOf(root() / "log");
+  return waitForEnd();
 }
 
 void ServiceTest::awaitLog(const std::string& text) const {
@@ -181,19 +153,13 @@ void ServiceTest::awaitLog(const std::string& text) const {
 
 FastCgiReply ServiceTest::post(const std::string& body, const std::string& user,
                                const FastCgiParams& more) const {
-  FastCgiParams params = {{"REQUEST_METHOD", "POST"},
-                          {"CONTENT_LENGTH", std::to_string(body.size())},
-                          {"REMOTE_ADDR", "192.0.2.1"}};
+  FastCgiParams params = more;  // the first one of a name counts
+  params.emplace_back("CONTENT_LENGTH", std::to_string(body.size()));
+  params.emplace_back("REMOTE_ADDR", "192.0.2.1");
   if (!user.empty()) {
     params.emplace_back("REMOTE_USER", user);
   }
-  params.insert(params.end(), more.begin(), more.end());
   return fastCgiRequest(socketPath(), params, body);
-}
-
-std::string ServiceTest::call(const std::string& operation, const std::string& children,
-                              const std::string& user, const FastCgiParams& more) const {
-  return post(envelope(operation, children), user, more).body();
 }
 
 std::string ServiceTest::value(const std::string& path, const std::string& options,
@@ -208,16 +174,14 @@ std::string ServiceTest::set(const std::string& path, const std::string& text,
       "setValueResult");
 }
 
-std::vector<std::string> ServiceTest::setMany(const std::vector<std::string>& paths,
-                                              const std::vector<std::string>& texts,
-                                              const std::string& options) const {
+Texts ServiceTest::setMany(const Texts& paths, const Texts& texts,
+                           const std::string& options) const {
   const std::string children =
       "<n:options>" + options + "</n:options>" + pathsAndValues(paths, texts);
   return elements(call("setValues", children), "setValuesResult");
 }
 
-std::string pathsAndValues(const std::vector<std::string>& paths,
-                           const std::vector<std::string>& texts) {
+std::string pathsAndValues(const Texts& paths, const Texts& texts) {
   std::string children;
   for (const std::string& path : paths) {
     children += "<n:paths>" + path + "</n:paths>";
@@ -235,22 +199,24 @@ std::string envelope(const std::string& operation, const std::string& children) 
          "</n:" + operation + "></E:Body></E:Envelope>";
 }
 
-std::vector<std::string> elements(const std::string& xml, const std::string& name) {
-  std::vector<std::string> result;
+Texts elements(const std::string& xml, const std::string& name) {
+  static const std::pair<std::string, char> kReferences[] = {
+      {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&amp;", '&'}};
+  Texts result;
   const std::string start = ":" + name;
   for (std::size_t at = xml.find(start); at != std::string::npos; at = xml.find(start, at)) {
+    const bool closing = xml[xml.rfind('<', at) + 1] == '/';
     at += start.size();
-    const std::size_t tag = xml.rfind('<', at);
-    if (xml[tag + 1] == '/' || (xml[at] != '>' && xml[at] != '/')) {
+    if (closing || (xml[at] != '>' && xml[at] != '/')) {
       continue;
     }
-    std::string text =
-        xml[at] == '/' ? std::string() : xml.substr(at + 1, xml.find('<', at) - at - 1);
-    replaceAll(text, "&lt;", "<");
-    replaceAll(text, "&gt;", ">");
-    replaceAll(text, "&quot;", "\"");
-    replaceAll(text, "&amp;", "&");
-    result.push_back(text);
+    const std::size_t text = xml.find('>', at) + 1;
+    result.push_back(xml.substr(text, xml.find('<', text) - text));
+    for (const auto& [reference, character] : kReferences) {
+      for (std::size_t i = 0; (i = result.back().find(reference, i)) != std::string::npos; ++i) {
+        result.back().replace(i, reference.size(), 1, character);
+      }
+    }
   }
   return result;
 }

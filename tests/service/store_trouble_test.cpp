@@ -11,13 +11,8 @@ const std::string kBatchFailed = "? 16 Write Failed : Attempt to write data fail
 
 class StoreTrouble : public ServiceTest {
  protected:
-  ~StoreTrouble() override { unsetenv("TOOLKIT_STORE_LIMIT"); }
-
   void begin(bool readOnly = false) {
     toolkit::admin::Model model = testModel();
-    for (const char* point : {"/M1/Count", "/M1/Text"}) {
-      model.leaves.push_back({point, "Writable", toolkit::CElement(true), ELEMENT_NORMAL});
-    }
     model.leaves.push_back({"/M1/Text", "Value", toolkit::CElement("old"), ELEMENT_NORMAL});
     if (readOnly) {
       model.leaves.push_back({"/ReadOnlyCDS", "Value", toolkit::CElement(true), ELEMENT_NORMAL});

@@ -10,14 +10,13 @@ namespace {
 
 class WireTypes : public testing::Test {
  protected:
-  struct Release {
-    void operator()(struct soap* ctx) const {
-      soap_destroy(ctx);
-      soap_end(ctx);
-      soap_free(ctx);
-    }
-  };
-  std::unique_ptr<struct soap, Release> ctx_{soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE)};
+  static void release(struct soap* ctx) {
+    soap_destroy(ctx);
+    soap_end(ctx);
+    soap_free(ctx);
+  }
+  std::unique_ptr<struct soap, decltype(&release)> ctx_{soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE),
+                                                        release};
 
   template <class Object>
   std::string written(Object& object, const char* tag) {
@@ -32,38 +31,29 @@ class WireTypes : public testing::Test {
 };
 
 TEST_F(WireTypes, AnEnumerationIsANameOrAnyInteger) {
-  const struct {
-    const char* text;
-    int error;
-    int value;
-  } kCases[] = {{"Acked", SOAP_OK, 1}, {"2", SOAP_OK, 2},       {"7", SOAP_OK, 7},
-                {"-1", SOAP_OK, -1},   {"acked", SOAP_TYPE, 0}, {"1x", SOAP_TYPE, 0}};
-  for (const auto& c : kCases) {
+  const std::tuple<const char*, int, int> kCases[] = {{"Acked", SOAP_OK, 1},
+                                                      {"7", SOAP_OK, 7},
+                                                      {"-1", SOAP_OK, -1},
+                                                      {"acked", SOAP_TYPE, 0},
+                                                      {"1x", SOAP_TYPE, 0}};
+  for (const auto& [text, error, value] : kCases) {
     enum nsc1__AckStatus status = nsc1__AckStatus__NotAcked;
     ctx_->error = SOAP_OK;
-    EXPECT_EQ(soap_s2nsc1__AckStatus(ctx_.get(), c.text, &status), c.error) << c.text;
-    EXPECT_EQ(static_cast<int>(status), c.value) << c.text;
+    EXPECT_EQ(soap_s2nsc1__AckStatus(ctx_.get(), text, &status), error) << text;
+    EXPECT_EQ(static_cast<int>(status), value) << text;
   }
 }
 
 TEST_F(WireTypes, ABitSetIsAListOfNamesOrAnInteger) {
-  const struct {
-    const char* text;
-    int error;
-    int value;
-  } kCases[] = {{"", SOAP_OK, 0},
-                {"Trend", SOAP_OK, 1},
-                {"  Alarm \t Quality\n", SOAP_OK, 20},
-                {"Trend Trend", SOAP_OK, 1},
-                {"64", SOAP_OK, 64},
-                {"Alarm Nonsense", SOAP_TYPE, 0},
-                {"alarm", SOAP_TYPE, 0},
-                {"1 2", SOAP_TYPE, 0}};
-  for (const auto& c : kCases) {
+  const std::tuple<const char*, int, int> kCases[] = {
+      {"", SOAP_OK, 0},     {"  Alarm \t Quality\n", SOAP_OK, 20}, {"Trend Trend", SOAP_OK, 1},
+      {"64", SOAP_OK, 64},  {"Alarm Nonsense", SOAP_TYPE, 0},      {"alarm", SOAP_TYPE, 0},
+      {"1 2", SOAP_TYPE, 0}};
+  for (const auto& [text, error, value] : kCases) {
     auto options = static_cast<enum nsc1__SubscribeLogOptions>(0);
     ctx_->error = SOAP_OK;
-    EXPECT_EQ(soap_s2nsc1__SubscribeLogOptions(ctx_.get(), c.text, &options), c.error) << c.text;
-    EXPECT_EQ(static_cast<int>(options), c.value) << c.text;
+    EXPECT_EQ(soap_s2nsc1__SubscribeLogOptions(ctx_.get(), text, &options), error) << text;
+    EXPECT_EQ(static_cast<int>(options), value) << text;
   }
 }
 

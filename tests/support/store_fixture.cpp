@@ -2,11 +2,9 @@
 
 #include <poll.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
-#include <stdexcept>
 
 using toolkit::CElement;
 
@@ -34,26 +32,15 @@ int ChildProcess::kill() {
   return wait();
 }
 
-Signal::Signal() {
-  if (pipe(ends_) != 0) {
-    throw std::runtime_error("no pipe");
-  }
-}
-
-Signal::~Signal() {
-  close(ends_[0]);
-  close(ends_[1]);
-}
-
 void Signal::raise() const {
-  EXPECT_EQ(write(ends_[1], "!", 1), 1);
+  EXPECT_EQ(eventfd_write(counter_, 1), 0);
 }
 
 bool Signal::await() const {
   constexpr int kMilliseconds = 30000;
-  pollfd reader = {ends_[0], POLLIN, 0};
-  char byte = 0;
-  return poll(&reader, 1, kMilliseconds) == 1 && read(ends_[0], &byte, 1) == 1;
+  pollfd reader = {counter_, POLLIN, 0};
+  eventfd_t count = 0;
+  return poll(&reader, 1, kMilliseconds) == 1 && eventfd_read(counter_, &count) == 0;
 }
 
 toolkit::CPath normalized(const std::string& text) {
@@ -64,21 +51,17 @@ toolkit::CPath normalized(const std::string& text) {
 
 void expectSame(const toolkit::admin::Model& a, const toolkit::admin::Model& b) {
   EXPECT_EQ(a.nodes, b.nodes);
-  const auto rights = [](const toolkit::admin::Model& model) {
-    std::string rows;
-    for (const toolkit::admin::Right& right : model.rights) {
-      rows += right.path + " " + right.user + " " + right.allow + "\n";
+  const auto rows = [](const toolkit::admin::Model& model) {
+    std::vector<std::tuple<std::string, std::string, std::string, CElement>> rows;
+    for (const auto& [path, user, allow] : model.rights) {
+      rows.emplace_back(path, user, allow, CElement());
+    }
+    for (const auto& [node, name, element, source] : model.leaves) {
+      rows.emplace_back(node, name, std::to_string(source), element);
     }
     return rows;
   };
-  EXPECT_EQ(rights(a), rights(b));
-  ASSERT_EQ(a.leaves.size(), b.leaves.size());
-  for (std::size_t i = 0; i < a.leaves.size(); ++i) {
-    const std::string name = a.leaves[i].node + ":" + a.leaves[i].name;
-    EXPECT_EQ(name, b.leaves[i].node + ":" + b.leaves[i].name);
-    EXPECT_EQ(a.leaves[i].element, b.leaves[i].element) << name;
-    EXPECT_EQ(a.leaves[i].source, b.leaves[i].source) << name;
-  }
+  EXPECT_EQ(rows(a), rows(b));
 }
 
 StoreTest::StoreTest() {
@@ -88,22 +71,12 @@ StoreTest::StoreTest() {
   unsetenv("REMOTE_USER");
 }
 
-StoreTest::~StoreTest() {
-  unsetenv("TOOLKIT_RUN");
-  unsetenv("TOOLKIT_STATE");
-}
-
-toolkit::admin::ModelLeaf StoreTest::leaf(const std::string& node, const std::string& name,
-                                          CElement element) {
-  return {node, name, std::move(element), ELEMENT_NORMAL};
-}
-
 std::vector<toolkit::admin::ModelLeaf> StoreTest::leaves(const std::string& prefix, int count,
                                                          const CElement& element) {
   std::vector<toolkit::admin::ModelLeaf> leaves;
   leaves.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
-    leaves.push_back(leaf(prefix + std::to_string(i), "Value", element));
+    leaves.push_back({prefix + std::to_string(i), "Value", element});
   }
   return leaves;
 }

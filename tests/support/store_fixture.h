@@ -2,6 +2,8 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <functional>
@@ -29,11 +31,11 @@ class ChildProcess {
   pid_t pid_;
 };
 
-// A pipe over which processes tell each other that something has happened.
+// By which processes tell each other that something has happened.
 class Signal {
  public:
-  Signal();
-  ~Signal();
+  Signal() = default;
+  ~Signal() { close(counter_); }
   Signal(const Signal&) = delete;
   Signal& operator=(const Signal&) = delete;
 
@@ -42,7 +44,7 @@ class Signal {
   bool await() const;
 
  private:
-  int ends_[2];
+  int counter_ = eventfd(0, EFD_SEMAPHORE);
 };
 
 // A path that has been parsed.
@@ -61,21 +63,22 @@ class StoreTest : public testing::Test {
     std::vector<element_property_t> sources;
   };
   static Read read(toolkit::CCds& cds, const std::vector<toolkit::CPath>& paths);
+  // The text of a leaf; "status n" when it cannot be read.
+  static std::string text(toolkit::CCds& cds, const std::string& path);
 
  protected:
   StoreTest();
-  ~StoreTest() override;
 
   static toolkit::admin::ModelLeaf leaf(const std::string& node, const std::string& name,
-                                        toolkit::CElement element);
+                                        const toolkit::CElement& element) {
+    return {node, name, element};
+  }
   // Value leaves of the nodes prefix0, prefix1, ...
   static std::vector<toolkit::admin::ModelLeaf> leaves(const std::string& prefix, int count,
                                                        const toolkit::CElement& element);
   // Imports leaves, in place of what is there, with the right to everything for everybody.
   static void import(std::vector<toolkit::admin::ModelLeaf> leaves);
 
-  // The text of a leaf; "status n" when it cannot be read.
-  static std::string text(toolkit::CCds& cds, const std::string& path);
   static api_status_t set(toolkit::CCds& cds, const std::string& path,
                           const toolkit::CElement& element, pcd_tribool_t persist = PCD_FALSE);
 

@@ -14,17 +14,6 @@
 
 namespace fs = std::filesystem;
 
-namespace {
-
-void redirect(const fs::path& file, int descriptor) {
-  const int opened = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  if (opened < 0 || dup2(opened, descriptor) < 0) {
-    _exit(126);
-  }
-}
-
-}  // namespace
-
 TemporaryFolder::TemporaryFolder(const fs::path& parent) {
   std::string pattern = parent / "dravixd-test.XXXXXX";
   if (mkdtemp(pattern.data()) == nullptr) {
@@ -69,8 +58,9 @@ pid_t startProcess(const fs::path& folder, const std::string& program,
     if (prepare) {
       prepare();
     }
-    redirect(folder / "out", STDOUT_FILENO);
-    redirect(folder / "err", STDERR_FILENO);
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
+    dup2(open((folder / "out").c_str(), kFlags, 0600), STDOUT_FILENO);
+    dup2(open((folder / "err").c_str(), kFlags, 0600), STDERR_FILENO);
     execv(program.c_str(), words.data());
     _exit(127);
   }
