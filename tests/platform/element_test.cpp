@@ -33,7 +33,6 @@ TEST(Element, ConversionsAreTotalAndSaturate) {
       {CElement(9223372036854775808.0), true, INT32_MAX, INT64_MAX, 9223372036854775808.0},
       {CElement(timeval{5, 500000}), true, 5, 5, 5.5},
       {CElement("TRUE"), true, 0, 0, 0},
-      {CElement(" 12"), false, 0, 0, 0},
       {CElement("+12"), true, 12, 12, 12},
       {CElement("+-12"), false, 0, 0, 0},
       {CElement("-99999999999999999999"), true, INT32_MIN, INT64_MIN, -1e20},

@@ -79,7 +79,6 @@ TEST(Path, LopTakesComponentsFromTheEnd) {
 TEST(Path, LeavesByName) {
   EXPECT_EQ(normalized("/Dev1/Va").getPathAttribute(), "");
   EXPECT_EQ(normalized("/Dev1/Va:Units.Time").getPathAttribute(), "Units");
-  EXPECT_EQ(normalized("/Dev1/Va:.Time").getLeafPath(), "/Dev1/Va/Value");
   EXPECT_EQ(normalized("/Dev1:.Time").getNewPath(".Quality").getLeafPath(), "/Dev1/.Quality");
   EXPECT_EQ(normalized("/").getNewPath("Own").getLeafPath(), "/Own");
 }

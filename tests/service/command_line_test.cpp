@@ -11,11 +11,9 @@ class CommandLineTest : public ServiceTest {
 TEST_F(CommandLineTest, EveryErrorNamesTheWordAndShowsTheUsage) {
   const std::tuple<std::vector<std::string>, const char*, const char*> kCases[] = {
       {{"-h"}, "Missing field for: -h \nUsage: dravixd [-h deltaLog]  [-a eventLog] \n", ""},
-      {{"-d", "-w"}, "Missing field for: -w \nUsage", ""},
       {{"-a", ""}, "Bad field:  \nUsage", ""},
       {{"-m", "-1"}, "Bad field: -1 \nUsage", ""},
       {{"-p", "0"}, "Bad field: 0 \nUsage", "Error: invalid page size: 0\n"},
-      {{"-c", "-2"}, "Bad field: -2 \nUsage", "Error: invalid cache size: -2\n"},
       {{"-l", "x"}, "Bad field: x \nUsage", "Error: invalid heap limit: 0\n"},
       {{"-D", "2x"}, "Bad field: 2x \nUsage", "Error: invalid syslog Level"},
       {{"-m", "99999999999999999999", "-D", "2"},

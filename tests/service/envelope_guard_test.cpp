@@ -56,7 +56,6 @@ TEST(EnvelopeGuard, RefusesTheSameInPiecesOfAnySize) {
       {"cut character", "<a>\xE6\xBC</a>", "UTF-8"},
       {"control character", "<a>\x01</a>", "control character"},
       {"reference to a control character", "<a b='&#1;'/>", "does not allow"},
-      {"reference to NUL", "<a>&#x0;</a>", "does not allow"},
       {"reference to a surrogate", "<a>&#xD800;</a>", "does not allow"},
       {"reference that overflows", "<a>&#99999999999999999999;</a>", "does not allow"}};
   for (const auto& [name, document, reason] : kCases) {

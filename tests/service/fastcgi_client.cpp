@@ -76,8 +76,9 @@ SilentPeer::SilentPeer(const std::string& socketPath, const std::string& bytes)
   const timeval timeout = {kTimeoutSeconds, 0};
   setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
   setsockopt(descriptor_, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
-  connect(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  if (connect(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+    send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  }
 }
 
 SilentPeer::~SilentPeer() {

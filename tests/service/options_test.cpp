@@ -56,10 +56,6 @@ TEST_F(OptionsTest, EveryOptionHasItsPlace) {
   EXPECT_TRUE(all.writeSingleLocale && all.canonical && all.noEmptyArrays && all.persist);
   EXPECT_FALSE(all.readback);
   EXPECT_TRUE(all.localeValid) << "locales are off: nothing was refused";
-
-  const _service_options_t none = parsed("");
-  EXPECT_FALSE(none.errorStringGiven());
-  EXPECT_FALSE(none.writeSingleLocale || none.canonical || none.noEmptyArrays || none.persist);
 }
 
 TEST_F(OptionsTest, ErrorStringsHonourTheClientsTexts) {

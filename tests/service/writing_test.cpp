@@ -48,7 +48,6 @@ TEST_F(Writing, RefusesAndChangesNothing) {
       {"/M1/Va", "1e999", "? 12 Bad Value Format : Could not transform 1e999"},
       {"/M1/Flag", "yes", "? 12 Bad Value Format : Could not transform yes"},
       {"/M1/Mode", "Eco", "? 12 Bad Value Format : Cannot find PossibleValue match to write"},
-      {"/M1/Breaker", "Ajar", "? 12 Bad Value Format : Cannot find PossibleValue match to write"},
       {"/M1/Locked", "8", "? 15 Not Writable : Value is not Writable"},
       {"/M1/List:PossibleValues", "x",
        "? 11 Illegal Attribute : Attribute PossibleValues is not Writable"},
