@@ -90,10 +90,10 @@ void Receiver::serve(struct soap& ctx, Manner manner) {
       if (soap_begin_recv(&ctx) == SOAP_OK) {
         answer(ctx.socket, manner, receive(ctx));
       }
-      soap_destroy(&ctx);
-      soap_end(&ctx);
       soap_closesock(&ctx);
     }
+    soap_destroy(&ctx);
+    soap_end(&ctx);
   }
 }
 
