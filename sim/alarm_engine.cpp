@@ -8,14 +8,6 @@ namespace sim {
 using toolkit::CElement;
 using toolkit::CEvent;
 
-namespace {
-
-bool isBefore(timeval a, timeval b) {
-  return a.tv_sec != b.tv_sec ? a.tv_sec < b.tv_sec : a.tv_usec < b.tv_usec;
-}
-
-}  // namespace
-
 struct AlarmEngine::Tick {
   State next;
   double seconds;
@@ -198,8 +190,9 @@ bool AlarmEngine::removeOldest(timeval stamp) {
   for (const auto& [number, alarm] : state_.alarms) {
     if (alarm.isClosed()) closed.push_back(&alarm);
   }
-  std::stable_sort(closed.begin(), closed.end(),
-                   [](const Alarm* a, const Alarm* b) { return isBefore(a->changed, b->changed); });
+  std::stable_sort(closed.begin(), closed.end(), [](const Alarm* a, const Alarm* b) {
+    return timercmp(&a->changed, &b->changed, <);
+  });
   const std::size_t kept = std::min(closed.size(), kMaxClosed);
   for (std::size_t i = 0; i < closed.size(); ++i) {
     if (i + kept >= closed.size() &&

@@ -56,10 +56,6 @@ Value trendValue(const CEvent& event, const CPath& path, std::optional<Texts> te
           true};
 }
 
-bool isBefore(const timeval& a, const timeval& b) {
-  return a.tv_sec != b.tv_sec ? a.tv_sec < b.tv_sec : a.tv_usec < b.tv_usec;
-}
-
 }  // namespace
 
 std::string clientPath(const CPath& leaf) {
@@ -93,8 +89,8 @@ void EventFeed::offer(Subscription& subscription, const toolkit::CEventStream::E
   }
   subscription.eventsSeen = entry.number;
   const auto route = routeOf(event);
-  const bool isOld =
-      entry.number <= subscription.streamAtLoad && isBefore(event.time, subscription.eventsSince());
+  const timeval since = subscription.eventsSince();
+  const bool isOld = entry.number <= subscription.streamAtLoad && timercmp(&event.time, &since, <);
   if (!route || isOld || !subscription.isReachable || !subscription.asksFor(route->option)) {
     return;
   }
