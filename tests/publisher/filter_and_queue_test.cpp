@@ -3,7 +3,8 @@
 
 #include <cmath>
 
-#include "subscription.h"
+#include "publisher_fixture.h"
+#include "subscriptions.h"
 #include "toolkit/time.h"
 
 namespace {
@@ -137,6 +138,22 @@ TEST(RecordQueue, GivesEachRecordOnceInOrderAndDropsTheOldestThatIsNotOnItsWay) 
   queue.accepted();
   add(1);
   EXPECT_EQ(next(9), "24, 1: 24");
+}
+
+using SubscriptionsTest = PublisherTest;
+
+TEST_F(SubscriptionsTest, AreNotTakenForCancelledWhileTheStoreCannotBeRead) {
+  toolkit::CSysLog log("test", -1, false, false, false);
+  wspub::Subscriptions subscriptions(cds, log, {});
+  create("one", {"http://127.0.0.1:1/", {{"/P"}}, 0, 1000});
+  EXPECT_TRUE(subscriptions.refresh(kStart).empty());
+  const auto lapsed = kStart + 10s;
+  cds.close();
+  EXPECT_TRUE(subscriptions.removeLapsed(lapsed).empty());
+  ASSERT_NE(subscriptions.find("one"), nullptr);
+  EXPECT_FALSE(subscriptions.find("one")->points.empty());
+  ASSERT_EQ(cds.init(), 0);
+  EXPECT_EQ(subscriptions.removeLapsed(lapsed), Texts{"one"});
 }
 
 }  // namespace

@@ -26,41 +26,62 @@ std::string pointNode(const std::string& id, const std::string& name) {
   return node;
 }
 
-std::vector<std::string> childNames(toolkit::CCds& cds, const std::string& node) {
-  CPath path(node);
-  std::vector<std::string> names;
-  if (path.normalize() == 0 && path.getChildPaths(cds, names) == 0) {
-    for (std::string& name : names) {
-      name.erase(0, node.size() + 1);
-    }
+// No names for a node that is not there; false when the store failed.
+bool childNames(toolkit::CCds& cds, const std::string& node, std::vector<std::string>& names) {
+  names.clear();
+  api_status_t status = API_NONE;
+  if (cds.test_node(node, status) != 0) {
+    return false;
   }
-  return names;
+  CPath path(node);
+  if (status != API_SUCCESS) {
+    return true;
+  }
+  if (path.normalize() != 0 || path.getChildPaths(cds, names) != 0) {
+    return false;
+  }
+  for (std::string& name : names) {
+    name.erase(0, node.size() + 1);
+  }
+  return true;
 }
 
 }  // namespace
 
-std::vector<std::string> SubscriptionTree::ids() {
-  return childNames(cds_, kSubscriptions);
+bool SubscriptionTree::ids(std::vector<std::string>& ids) {
+  return childNames(cds_, kSubscriptions, ids);
 }
 
-std::optional<Terms> SubscriptionTree::terms(const std::string& id) {
+bool SubscriptionTree::terms(const std::string& id, std::optional<Terms>& terms) {
   const std::string base = baseOf(id);
-  const std::vector<CElement> leaves =
-      read({base + "/ReplyURI", base + "/LeaseDuration", base + "/LogSinceTime",
-            base + "/LogOptions", base + "/RTNodeCount", base + "/LastEvent"});
-  Terms terms = {leaves[0], leaves[1], leaves[2], leaves[3], leaves[4], std::nullopt, {}};
-  if (terms.replyUri.type() == DATA_NONE || terms.nodeCount.type() == DATA_NONE) {
-    return std::nullopt;
+  std::vector<CElement> leaves;
+  terms.reset();
+  if (!read({base + "/ReplyURI", base + "/LeaseDuration", base + "/LogSinceTime",
+             base + "/LogOptions", base + "/RTNodeCount", base + "/LastEvent"},
+            leaves)) {
+    return false;
   }
+  if (leaves[0].type() == DATA_NONE || leaves[4].type() == DATA_NONE) {
+    return true;
+  }
+  terms = {leaves[0],
+           leaves[1],
+           leaves[2],
+           leaves[3],
+           leaves[4],
+           std::nullopt,
+           userOf(base + "/ReplyURI")};
   if (leaves[5].type() != DATA_NONE) {
-    terms.lastEvent = static_cast<std::uint64_t>(leaves[5].to_int64());
+    terms->lastEvent = static_cast<std::uint64_t>(leaves[5].to_int64());
   }
-  terms.user = userOf(base + "/ReplyURI");
-  return terms;
+  return true;
 }
 
-std::map<std::string, PointTerms> SubscriptionTree::points(const std::string& id) {
-  const std::vector<std::string> names = childNames(cds_, baseOf(id) + "/RTNodes");
+bool SubscriptionTree::points(const std::string& id, std::map<std::string, PointTerms>& points) {
+  std::vector<std::string> names;
+  if (!childNames(cds_, baseOf(id) + "/RTNodes", names)) {
+    return false;
+  }
   std::vector<CPath> paths;
   paths.reserve(2 * names.size());
   for (const std::string& name : names) {
@@ -68,13 +89,15 @@ std::map<std::string, PointTerms> SubscriptionTree::points(const std::string& id
     paths.emplace_back(node + "/RqstdFreshness");
     paths.emplace_back(node + "/Deadband");
   }
-  const std::vector<CElement> leaves = read(paths);
-  std::map<std::string, PointTerms> points;
+  std::vector<CElement> leaves;
+  if (!read(paths, leaves)) {
+    return false;
+  }
   for (std::size_t i = 0; i < names.size(); ++i) {
     points[names[i]] = {leaves[2 * i].to_int(), leaves[2 * i + 1].to_double(),
                         userOf(paths[2 * i + 1].str())};
   }
-  return points;
+  return true;
 }
 
 bool SubscriptionTree::marks(const std::vector<std::string>& ids, std::vector<CElement>& marks) {
@@ -82,9 +105,7 @@ bool SubscriptionTree::marks(const std::vector<std::string>& ids, std::vector<CE
   for (const std::string& id : ids) {
     paths.emplace_back(baseOf(id) + "/RTNodeCount");
   }
-  std::vector<api_status_t> statuses;
-  std::vector<element_property_t> sources;
-  return cds_.get_leaves(paths, statuses, marks, sources) == 0;
+  return read(paths, marks);
 }
 
 bool SubscriptionTree::removeLapsed(const std::string& id, const Terms& terms) {
@@ -101,8 +122,8 @@ bool SubscriptionTree::removeLapsed(const std::string& id, const Terms& terms) {
 void SubscriptionTree::removeLeftover(const std::string& id) {
   const std::string base = baseOf(id);
   const std::vector<CPath> paths = {base + "/ReplyURI", base + "/RTNodeCount", base + "/LastEvent"};
-  const std::vector<CElement> leaves = read(paths);
-  if (leaves[0].type() != DATA_NONE) {
+  std::vector<CElement> leaves;
+  if (!read(paths, leaves) || leaves[0].type() != DATA_NONE) {
     return;
   }
   const std::size_t newest = leaves[1].type() != DATA_NONE ? 1 : 2;
@@ -117,8 +138,9 @@ void SubscriptionTree::removeLeftover(const std::string& id) {
 void SubscriptionTree::noteLastEvent(const std::string& id, const Terms& terms,
                                      std::uint64_t number) {
   const std::string base = baseOf(id);
-  const std::vector<CElement> leaves = read({base + "/ReplyURI", base + "/RTNodeCount"});
-  if (!(leaves[0] == terms.replyUri) || leaves[1].type() == DATA_NONE) {
+  std::vector<CElement> leaves;
+  if (!read({base + "/ReplyURI", base + "/RTNodeCount"}, leaves) ||
+      !(leaves[0] == terms.replyUri) || leaves[1].type() == DATA_NONE) {
     return;
   }
   timeval now = {};
@@ -129,12 +151,10 @@ void SubscriptionTree::noteLastEvent(const std::string& id, const Terms& terms,
   cds_.set_leaf(base + "/LastEvent", element, status, PCD_FALSE, kSource);
 }
 
-std::vector<CElement> SubscriptionTree::read(const std::vector<CPath>& paths) {
+bool SubscriptionTree::read(const std::vector<CPath>& paths, std::vector<CElement>& elements) {
   std::vector<api_status_t> statuses;
-  std::vector<CElement> elements;
   std::vector<element_property_t> sources;
-  cds_.get_leaves(paths, statuses, elements, sources);
-  return elements;
+  return cds_.get_leaves(paths, statuses, elements, sources) == 0;
 }
 
 std::string SubscriptionTree::userOf(const std::string& leaf) {

@@ -1,7 +1,7 @@
 // SubscriptionTree: the subscriptions as they stand in the store; docs/subscriptions.md draws the
 // tree.
 //
-// A read that fails gives the empty answer, and the next change of the store asks again.
+// Calls that read return false when the store failed: what it holds is then not known.
 #pragma once
 
 #include <cstdint>
@@ -42,14 +42,14 @@ class SubscriptionTree {
   explicit SubscriptionTree(toolkit::CCds& cds) : cds_(cds) {}
 
   // Ids of all subscriptions, those included that are not or no longer complete.
-  std::vector<std::string> ids();
+  bool ids(std::vector<std::string>& ids);
   // Nothing for one that is not there or not complete yet.
-  std::optional<Terms> terms(const std::string& id);
+  bool terms(const std::string& id, std::optional<Terms>& terms);
   // By the name of the point's node.
-  std::map<std::string, PointTerms> points(const std::string& id);
+  bool points(const std::string& id, std::map<std::string, PointTerms>& points);
 
   // The counter, and of each subscription the element that every update rewrites. In one
-  // transaction; false when the store failed.
+  // transaction.
   bool marks(const std::vector<std::string>& ids, std::vector<toolkit::CElement>& marks);
 
   // Removes a subscription unless it was renewed since `terms` were read. True when it is gone.
@@ -60,7 +60,7 @@ class SubscriptionTree {
   void noteLastEvent(const std::string& id, const Terms& terms, std::uint64_t number);
 
  private:
-  std::vector<toolkit::CElement> read(const std::vector<toolkit::CPath>& paths);
+  bool read(const std::vector<toolkit::CPath>& paths, std::vector<toolkit::CElement>& elements);
   std::string userOf(const std::string& leaf);
 
   toolkit::CCds& cds_;

@@ -18,10 +18,11 @@ std::vector<std::string> Subscriptions::refresh(Clock::time_point now) {
   if (!hasChanged()) {
     return gone;
   }
-  std::set<std::string> ids;
-  for (std::string& id : tree_.ids()) {
-    ids.insert(std::move(id));
+  std::vector<std::string> inStore;
+  if (!tree_.ids(inStore)) {
+    marks_.clear();
   }
+  std::set<std::string> ids(inStore.begin(), inStore.end());
   for (const auto& [id, subscription] : subscriptions_) {
     ids.insert(id);
   }
@@ -52,14 +53,20 @@ bool Subscriptions::hasChanged() {
 }
 
 bool Subscriptions::reload(const std::string& id, Clock::time_point now) {
-  const auto terms = tree_.terms(id);
+  std::optional<Terms> terms;
+  if (!tree_.terms(id, terms)) {
+    marks_.clear();  // so that the next refresh asks again
+    return false;
+  }
   Subscription* const known = find(id);
   const bool gone = known != nullptr && (!terms || terms->isOther(known->terms));
   if (gone) {
     subscriptions_.erase(id);
   }
   if (terms) {
-    load(id, *terms, now);
+    if (!load(id, *terms, now)) {
+      marks_.clear();
+    }
   } else {
     tree_.removeLeftover(id);
   }
@@ -69,11 +76,16 @@ bool Subscriptions::reload(const std::string& id, Clock::time_point now) {
   return gone;
 }
 
-void Subscriptions::load(const std::string& id, const Terms& terms, Clock::time_point now) {
+bool Subscriptions::load(const std::string& id, const Terms& terms, Clock::time_point now) {
+  const Subscription* const known = find(id);
+  const bool samePoints = known != nullptr && terms.nodeCount == known->terms.nodeCount;
+  std::map<std::string, PointTerms> points;
+  if (!samePoints && !tree_.points(id, points)) {
+    return false;
+  }
   const auto [place, isNew] =
       subscriptions_.try_emplace(id, id, options_.queueBound, options_.firstBackoff);
   Subscription& subscription = place->second;
-  const bool samePoints = !isNew && terms.nodeCount == subscription.terms.nodeCount;
   subscription.apply(terms, now);
   if (isNew) {
     if (terms.lastEvent) {
@@ -87,9 +99,10 @@ void Subscriptions::load(const std::string& id, const Terms& terms, Clock::time_
     }
   }
   if (!samePoints) {
-    subscription.apply(tree_.points(id));
+    subscription.apply(points);
     log_.info(2, "Subscription %s has %zu points", id.c_str(), subscription.points.size());
   }
+  return true;
 }
 
 std::vector<std::string> Subscriptions::removeLapsed(Clock::time_point now) {

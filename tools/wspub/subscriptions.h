@@ -23,7 +23,7 @@ class Subscriptions {
   Subscriptions(toolkit::CCds& cds, toolkit::CSysLog& log, const Options& options);
 
   // Takes over what clients have made, updated, replaced or cancelled. Returns the ids whose
-  // former subscription has gone.
+  // former subscription has gone. What the store did not tell stays as it was until it does.
   std::vector<std::string> refresh(Clock::time_point now);
   // Removes those whose lease has run out. Returns ids as above.
   std::vector<std::string> removeLapsed(Clock::time_point now);
@@ -39,7 +39,7 @@ class Subscriptions {
   // True when the id no longer stands for the subscription that it stood for.
   bool reload(const std::string& id, Clock::time_point now);
   bool remove(const std::string& id, Clock::time_point now);
-  void load(const std::string& id, const Terms& terms, Clock::time_point now);
+  bool load(const std::string& id, const Terms& terms, Clock::time_point now);
 
   SubscriptionTree tree_;
   toolkit::CEventStream events_;
