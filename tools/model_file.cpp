@@ -28,28 +28,40 @@ std::string inQuotes(const std::string& text) {
   return "\"" + text + "\"";
 }
 
-// Watches the reader for what it accepts and a model must not have: a name given twice, of which
-// only the last would count, and bottomless nesting.
-class ShapeGuard {
+// "[json.exception.parse_error.101] parse error at line 3, column 5: ..." without the bracket.
+std::string withoutPrefix(const std::string& message) {
+  const std::size_t end = message.find("] ");
+  return end == std::string::npos ? message : message.substr(end + 2);
+}
+
+// Looks through a text for what the reader accepts and a model must not have: a name given twice,
+// of which only the last would count, and bottomless nesting. A pass of its own: the reader's
+// callback costs the square of an object's members.
+class ShapeGuard : public json::json_sax_t {
  public:
-  bool operator()(json::parse_event_t event, const json& parsed) {
-    if (!problem_.empty()) return false;
-    switch (event) {
-      case json::parse_event_t::object_start:
-      case json::parse_event_t::array_start:
-        open();
-        break;
-      case json::parse_event_t::object_end:
-      case json::parse_event_t::array_end:
-        levels_.pop_back();
-        break;
-      case json::parse_event_t::key:
-        name(parsed.get_ref<const std::string&>());
-        break;
-      case json::parse_event_t::value:
-        break;
-    }
+  bool null() override { return true; }
+  bool boolean(bool /*value*/) override { return true; }
+  bool number_integer(number_integer_t /*value*/) override { return true; }
+  bool number_unsigned(number_unsigned_t /*value*/) override { return true; }
+  bool number_float(number_float_t /*value*/, const string_t& /*text*/) override { return true; }
+  bool string(string_t& /*value*/) override { return true; }
+  bool binary(binary_t& /*value*/) override { return true; }
+  bool start_object(std::size_t /*elements*/) override { return open(); }
+  bool start_array(std::size_t /*elements*/) override { return open(); }
+  bool end_object() override { return close(); }
+  bool end_array() override { return close(); }
+
+  bool key(string_t& key) override {
+    Level& level = levels_.back();
+    if (!level.names.insert(key).second) problem_ = where() + inQuotes(key) + " is given twice";
+    level.current = key;
     return problem_.empty();
+  }
+
+  bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
+                   const nlohmann::detail::exception& error) override {
+    problem_ = withoutPrefix(error.what());
+    return false;
   }
 
   const std::string& problem() const { return problem_; }
@@ -60,15 +72,15 @@ class ShapeGuard {
     std::string current;
   };
 
-  void open() {
+  bool open() {
     if (levels_.size() == kMaxDepth) problem_ = where() + "nested too deeply";
     levels_.emplace_back();
+    return problem_.empty();
   }
 
-  void name(const std::string& key) {
-    Level& level = levels_.back();
-    if (!level.names.insert(key).second) problem_ = where() + inQuotes(key) + " is given twice";
-    level.current = key;
+  bool close() {
+    levels_.pop_back();
+    return true;
   }
 
   // The names that lead to the innermost object, without its own.
@@ -84,23 +96,11 @@ class ShapeGuard {
   std::string problem_;
 };
 
-// "[json.exception.parse_error.101] parse error at line 3, column 5: ..." without the bracket.
-std::string withoutPrefix(const std::string& message) {
-  const std::size_t end = message.find("] ");
-  return end == std::string::npos ? message : message.substr(end + 2);
-}
-
 std::string readDocument(std::string_view text, json& document) {
   ShapeGuard guard;
-  const auto watch = [&guard](int /*depth*/, json::parse_event_t event, json& parsed) {
-    return guard(event, parsed);
-  };
-  try {
-    document = json::parse(text, watch);
-  } catch (const json::exception& error) {
-    return withoutPrefix(error.what());
-  }
-  return guard.problem();
+  if (!json::sax_parse(text, &guard)) return guard.problem();
+  document = json::parse(text);
+  return {};
 }
 
 // Checks an object's names against those that have a meaning.
