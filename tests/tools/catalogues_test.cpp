@@ -1,5 +1,5 @@
-// Every text of the delivered model and of the simulation that a client may see in his language has
-// a translation.
+// Every text of the delivered models and of the simulation that a client may see in his language
+// has a translation.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -31,17 +31,19 @@ std::set<std::string> translatableTexts() {
       "DisplayName",       "Description",     "ShortName",       "Units",
       ".GroupName",        "PossibleValues",  ".AlarmHighMsg",   ".AlarmLowMsg",
       ".AlarmHighHighMsg", ".AlarmLowLowMsg", ".AlarmOnValueMsg"};
-  toolkit::admin::Model model;
-  EXPECT_EQ(model_file::load(FEEDER_MODEL, model), "");
   std::set<std::string> texts = {"Circuit breaker opened", "Circuit breaker closed"};
   for (const sim::LimitKind& kind : sim::kLimitKinds) texts.insert(kind.message);
-  for (const auto& leaf : model.leaves) {
-    if (kLeaves.contains(leaf.name)) texts.insert(leaf.element.to_string());
+  for (const char* file : {FEEDER_MODEL, CAMPUS_MODEL}) {
+    toolkit::admin::Model model;
+    EXPECT_EQ(model_file::load(file, model), "");
+    for (const auto& leaf : model.leaves) {
+      if (kLeaves.contains(leaf.name)) texts.insert(leaf.element.to_string());
+    }
   }
   return texts;
 }
 
-TEST(Catalogues, HaveEveryTextOfTheModelAndKeepThePlacesOfLabels) {
+TEST(Catalogues, HaveEveryTextOfTheModelsAndKeepThePlacesOfLabels) {
   const std::set<std::string> texts = translatableTexts();
   ASSERT_GT(texts.size(), 50U);
   for (const char* language : {"en_US", "de_DE", "fr_FR"}) {

@@ -1,5 +1,9 @@
 #include "model_file.h"
 
+#include <algorithm>
+#include <map>
+#include <set>
+
 #include "store_fixture.h"
 
 namespace {
@@ -106,6 +110,22 @@ TEST(ModelFile, LoadNamesTheFile) {
   for (const char* file : {"/nowhere/model.json", "/tmp"}) {
     EXPECT_EQ(model_file::load(file, model).rfind(file, 0), 0U);
   }
+}
+
+TEST(ModelFile, TheCampusHasItsDevicesOnThreeLevels) {
+  Model model;
+  ASSERT_EQ(model_file::load(CAMPUS_MODEL, model), "");
+  std::set<std::string> leaves;
+  for (const auto& leaf : model.leaves) leaves.insert(leaf.node + ":" + leaf.name);
+  std::map<std::ptrdiff_t, int> devices;  // by level
+  for (const auto& leaf : model.leaves) {
+    if (leaf.name != "NodeType" || leaf.element.to_string() != "Device") continue;
+    ++devices[std::count(leaf.node.begin(), leaf.node.end(), '/')];
+    for (const char* name : {":DisplayName", ":.Quality", "/sDevChangeCount:Value"}) {
+      EXPECT_TRUE(leaves.contains(leaf.node + name)) << leaf.node << name;
+    }
+  }
+  EXPECT_EQ(devices, (std::map<std::ptrdiff_t, int>{{1, 4}, {2, 12}, {3, 24}}));
 }
 
 }  // namespace
