@@ -385,6 +385,287 @@ class _nss1__publishResponse {
   struct soap* soap;
 };
 
+// ---- Device data --------------------------------------------------------------------------------
+
+// Elements in here bear no prefix. Times are microseconds since 1970-01-01 UTC unless said otherwise.
+
+//gsoap nsvk service style:	document
+//gsoap nsvk service encoding:	literal
+//gsoap nsvk schema namespace:	http://tarnix.example/TarnixWSVK
+//gsoap nsvk schema elementForm:	unqualified
+//gsoap nsvk schema attributeForm:	unqualified
+
+enum nsvk__LogRqstType {
+  LgRqTypDeltas = 1,
+  LgRqTypAlarmEvents = 2,
+  LgRqTypSystemEvents = 3,
+};
+
+// The data store's sources of a leaf, under the same numbers.
+enum nsvk__LeafTypes {
+  LeafTypeNormal = 0,
+  LeafTypePersist = 1,
+  LeafTypeAuto = 2,
+  LeafTypeMPL = 3,
+};
+
+enum nsvk__RatePeriod {
+  RatePeriodA = 1,
+  RatePeriodB = 2,
+  RatePeriodC = 3,
+  RatePeriodD = 4,
+  RatePeriodAll = 5,
+};
+
+enum enumSampleType {
+  SAMPLE_TYPE_NORMAL = 0,
+  SAMPLE_TYPE_PF = 1,
+  SAMPLE_TYPE_LISTEND = 2,
+};
+
+class nsvk__deviceDescriptor {
+ public:
+  std::string devPath 1;
+  std::string devType 1;
+  std::string devDisplayName 1;
+  int devQuality 1 = 0;
+  int devChangeCount 1 = 0;
+  LONG64 devChangeTime 1 = 0;
+  struct soap* soap;
+};
+
+class nsvk__getDeviceTreeResponse {
+ public:
+  std::string result 1;
+  std::vector<nsvk__deviceDescriptor> devices 0;
+  struct soap* soap;
+};
+
+class nsvk__leafDescriptor {
+ public:
+  std::string* result nullptr 1;
+  LONG64 leafChangeTime 1 = 0;
+  enum nsvk__LeafTypes leafType 1 = LeafTypeNormal;
+  struct soap* soap;
+};
+
+class nsvk__getLeafDescriptorsResponse {
+ public:
+  std::string result 1;
+  std::vector<nsvk__leafDescriptor*> descriptors 0;
+  struct soap* soap;
+};
+
+class nsvk__findAttributeMatchesResponse {
+ public:
+  std::string result 1;
+  std::vector<std::string> nodes 0;
+  std::vector<std::string> data 0;
+  struct soap* soap;
+};
+
+class nsvk__getLocalAndUtcTimeResponse {
+ public:
+  std::string result 1;
+  LONG64 utcTime 1 = 0;
+  LONG64 localTime 1 = 0;  // the same count shifted by the zone's offset
+  std::string timezone 1;
+  struct soap* soap;
+};
+
+class nsvk__MinAvgMaxValue {
+ public:
+  std::string result 1;
+  std::string path 1;
+  int numValues 1 = 0;
+  double avgValue 1 = 0;
+  double minValue 1 = 0;
+  LONG64 minTime 1 = 0;
+  double maxValue 1 = 0;
+  LONG64 maxTime 1 = 0;
+  enum nsvk__RatePeriod ratePeriod 1;
+  struct soap* soap;
+};
+
+class nsvk__getMinAvgMaxValuesResponse {
+ public:
+  std::string result 1;
+  LONG64 startTime 1 = 0;
+  LONG64 endTime 1 = 0;
+  std::vector<nsvk__MinAvgMaxValue> minAvgMaxValues 0;
+  struct soap* soap;
+};
+
+// ---- Logs and alarms ----------------------------------------------------------------------------
+
+class nsvk__logRetrieveRequest {
+ public:
+  std::string options 1;
+  enum nsvk__LogRqstType rqstType 1;
+  LONG64 startTime 1 = 0;
+  LONG64 endTime 1 = 0;
+  int nMaxToReturn 1 = 0;
+  bool bLatestEvents 1 = false;
+  bool bReverseOrder 1 = false;
+  bool bTrimIncomplete 1 = false;
+  std::string path 1;
+  struct soap* soap;
+};
+
+class nsvk__getDeltaLogResponse {
+ public:
+  std::string result 1;
+  int numTrimmedPoints 1 = 0;
+  std::vector<nss1__PublishedValue*> loggedValues 0;
+  struct soap* soap;
+};
+
+class nsvk__getEventLogResponse {
+ public:
+  std::string result 1;
+  int numTrimmedEvents 1 = 0;
+  std::vector<nss1__Event*> events 0;
+  struct soap* soap;
+};
+
+class nsvk__getActiveAlarmsResponse {
+ public:
+  std::string result 1;
+  int numTrimmedEvents 1 = 0;
+  std::vector<nss1__AlarmUpdate*> alarms 0;
+  struct soap* soap;
+};
+
+// ---- Trends -------------------------------------------------------------------------------------
+
+class stPeriodProperties {
+ public:
+  ULONG64 period 1 = 0;
+  ULONG64 max_entries 1 = 0;  // "max-entries"
+  struct soap* soap;
+};
+
+class nsvk__getTrendPeriodsResponse {
+ public:
+  std::string result 1;
+  std::vector<stPeriodProperties> periodProperties 0;
+  struct soap* soap;
+};
+
+class stParamProperties {
+ public:
+  std::string path 1;
+  enum enumSampleType type 1 = SAMPLE_TYPE_NORMAL;
+  bool hasMin 1 = false;
+  bool hasMax 1 = false;
+  bool hasAvg 1 = false;
+  bool hasActual 1 = false;
+  struct soap* soap;
+};
+
+class nsvk__getDeviceTrendParamsResponse {
+ public:
+  std::string result 1;
+  std::vector<stParamProperties> deviceParams 0;
+  struct soap* soap;
+};
+
+class nsvk__getTrendDataRequest {
+ public:
+  std::string options 1;
+  std::string devicePath 1;
+  std::vector<std::string> pointPaths 0;
+  std::vector<ULONG64> periods 0;
+  LONG64 startTime 1 = 0;
+  LONG64 endTime 1 = 0;
+  int nMaxToReturn 1 = 0;
+  ULONG64 startingOffset 1 = 0;
+  bool ascendingOrder 1 = false;
+  struct soap* soap;
+};
+
+// A value counts only where its flag says so.
+class stSample {
+ public:
+  double min 1 = 0;
+  double max 1 = 0;
+  double avg 1 = 0;
+  double actual 1 = 0;
+  bool minValid 1 = false;
+  bool maxValid 1 = false;
+  bool avgValid 1 = false;
+  bool actualValid 1 = false;
+  struct soap* soap;
+};
+
+class stSnapshot {
+ public:
+  ULONG64 period 1 = 0;
+  LONG64 timestamp 1 = 0;
+  double percent_valid 1 = 0;  // "percent-valid"
+  std::vector<stSample> data 0;
+  struct soap* soap;
+};
+
+class stDeviceParams {
+ public:
+  std::string devicePath 1;
+  std::vector<std::string> paramPaths 0;
+  struct soap* soap;
+};
+
+class stDeviceData {
+ public:
+  stDeviceParams params 1;
+  std::vector<stSnapshot> samples 0;
+  struct soap* soap;
+};
+
+class nsvk__getTrendDataResponse {
+ public:
+  std::string result 1;
+  stDeviceData data 1;
+  struct soap* soap;
+};
+
+// ---- Waveforms ----------------------------------------------------------------------------------
+
+class nsvk__getWaveDataRequest {
+ public:
+  std::string options 1;
+  std::string url 1;
+  std::string channel 1;
+  struct soap* soap;
+};
+
+class nsvk__getWaveConfigResponse {
+ public:
+  std::string result 1;
+  std::string stationID 1;
+  std::string deviceID 1;
+  std::string eventDescr 1;
+  std::string triggerChannel 1;
+  double samplingRate 1 = 0;  // hertz
+  int numberSamples 1 = 0;
+  LONG64 startTime 1 = 0;
+  LONG64 triggerTime 1 = 0;
+  int triggerIndex 1 = 0;
+  std::vector<std::string> analogChannelNames 0;
+  std::vector<std::string> digitalChannelNames 0;
+  struct soap* soap;
+};
+
+class nsvk__getWaveDataResponse {
+ public:
+  std::string result 1;
+  double samplingRate 1 = 0;  // hertz
+  LONG64 startTime 1 = 0;
+  LONG64 triggerTime 1 = 0;
+  int triggerIndex 1 = 0;
+  std::vector<double> data 0;
+  struct soap* soap;
+};
+
 // ---- Operations, in dispatch order --------------------------------------------------------------
 
 int __nsc1__getValue(_nsc1__getValue* nsc1__getValue,
@@ -420,3 +701,20 @@ int __nsc1__cancelSubscription(
 int __nsc1__acknowledgeAlarm(
     _nsc1__acknowledgeAlarm* nsc1__acknowledgeAlarm,
     _nsc1__acknowledgeAlarmResponse* nsc1__acknowledgeAlarmResponse);
+
+// Their parameters are the children of the request element, without a prefix.
+int nsvk__getMinAvgMaxValues(std::string* options 0, std::vector<std::string>* paths 0,
+                             LONG64 startTime 1 = 0, LONG64 endTime 1 = 0,
+                             enum nsvk__RatePeriod ratePeriod 1,
+                             nsvk__getMinAvgMaxValuesResponse& response);
+int nsvk__getDeviceTree(std::string* options 0, std::string* startingPath 0,
+                        bool bRecursive 1 = false, nsvk__getDeviceTreeResponse& response);
+int nsvk__findAttributeMatches(std::string* options 0, std::string* startingPath 0,
+                               bool bRecursive 1 = false, std::string* attribMatch 0,
+                               std::string* regexMatchPattern 0,
+                               nsvk__findAttributeMatchesResponse& response);
+int nsvk__getLeafDescriptors(std::string* options 0, std::string* basePath 0,
+                             std::vector<std::string> leafPaths 0,
+                             nsvk__getLeafDescriptorsResponse& response);
+int nsvk__getLocalAndUtcTime(std::string* options 0, nsvk__getLocalAndUtcTimeResponse& response);
+int nsvk__whoAmI(std::string* options 0, std::string& result);

@@ -131,7 +131,8 @@ std::string typeName(const toolkit::CElement& element, bool isMultistate) {
   return name == nullptr ? kInvalidType : name;
 }
 
-void answerSubAttribute(const _service_options_t* opts, const std::string& subAttribute,
+// False for a sub-attribute that is none of ours: the reply is then an error string.
+bool answerSubAttribute(const _service_options_t* opts, const std::string& subAttribute,
                         const toolkit::CElement& element, element_property_t source,
                         bool isMultistate, std::string& reply) {
   if (subAttribute.starts_with(".Time")) {
@@ -145,7 +146,23 @@ void answerSubAttribute(const _service_options_t* opts, const std::string& subAt
   } else {
     BnwsErrMsg(WS_ILLEGAL_ATTRIBUTE, ("Unknown sub-Attribute " + subAttribute).c_str(), reply,
                opts);
+    return false;
   }
+  return true;
+}
+
+// The reply for a leaf that is there. Returns as answerSubAttribute does.
+bool answerLeaf(_global_data_t* glptr, const _service_options_t* opts, const toolkit::CPath& path,
+                const toolkit::CElement& element, element_property_t source, bool& isMultistate,
+                std::string& reply) {
+  reply = element.type() == DATA_REAL ? element.to_string(opts->precision) : element.to_string();
+  localize(glptr, opts, path, element, isMultistate, reply);
+  return path.getSubAttribute().empty() ||
+         answerSubAttribute(opts, path.getSubAttribute(), element, source, isMultistate, reply);
+}
+
+std::string joined(const std::string& path, const std::string& attribute) {
+  return attribute.empty() ? path : path + ":" + attribute;
 }
 
 bool nodeExists(_global_data_t* glptr, const std::string& nodePath) {
@@ -208,8 +225,24 @@ int pcd_getValue(struct soap* ctx, _service_options_t* opts, std::string& path,
 
 int pcd_getValue(struct soap* ctx, _service_options_t* opts, const std::string& path,
                  const std::string& attribute, std::string& reply) {
-  std::string full = attribute.empty() ? path : path + ":" + attribute;
+  std::string full = joined(path, attribute);
   return pcd_getValue(ctx, opts, full, reply);
+}
+
+bool pcd_findValue(struct soap* ctx, const _service_options_t* opts, const std::string& path,
+                   const std::string& attribute, std::string& reply) {
+  _global_data_t* glptr = globalData(ctx);
+  toolkit::CPath cdsPath(joined(path, attribute));
+  if (!opts->localeValid || cdsPath.normalize() != 0 || !cdsPath.is_read_authorized()) {
+    return false;
+  }
+  api_status_t status = API_NONE;
+  toolkit::CElement element;
+  element_property_t source = ELEMENT_NORMAL;
+  bool isMultistate = false;
+  return glptr->cdsApi.get_leaf(cdsPath, status, element, source) == 0 && status == API_SUCCESS &&
+         element.type() != DATA_NONE &&
+         answerLeaf(glptr, opts, cdsPath, element, source, isMultistate, reply);
 }
 
 int pcd_ProcessValue(_global_data_t* glptr, _service_options_t* opts, int rc, toolkit::CPath& path,
@@ -225,11 +258,7 @@ int pcd_ProcessValue(_global_data_t* glptr, _service_options_t* opts, int rc, to
                reply, opts);
     return 1;
   }
-  reply = element.type() == DATA_REAL ? element.to_string(opts->precision) : element.to_string();
-  localize(glptr, opts, path, element, isMultistate, reply);
-  if (!path.getSubAttribute().empty()) {
-    answerSubAttribute(opts, path.getSubAttribute(), element, source, isMultistate, reply);
-  }
+  answerLeaf(glptr, opts, path, element, source, isMultistate, reply);
   return 0;
 }
 

@@ -19,6 +19,12 @@ int pcd_getValue(struct soap* ctx, _service_options_t* opts, std::string& path, 
 int pcd_getValue(struct soap* ctx, _service_options_t* opts, const std::string& path,
                  const std::string& attribute, std::string& reply);
 
+// Reads path + ":" + attribute, or the path alone when the attribute is empty, for a search: false,
+// and nothing is logged, where pcd_getValue would answer with an error string, and for every node
+// that the caller may not read.
+bool pcd_findValue(struct soap* ctx, const _service_options_t* opts, const std::string& path,
+                   const std::string& attribute, std::string& reply);
+
 // Turns a leaf that was fetched into its reply. `rc` and `status` are the fetch's outcome.
 // `isMultistate` tells whether the reply is the label of a state. Returns 0 when `reply` is a value
 // or the answer to a sub-attribute (".Time", ".Source", ".AttribType"; error 11 for others), and 1

@@ -1,6 +1,7 @@
 // What one request may cost. docs/limits.md gives the reasons and the measured worst cases.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 
 namespace limits {
@@ -10,6 +11,9 @@ constexpr unsigned kMaxDepth = 64;              // nested elements
 constexpr unsigned kMaxElements = 50000;        // elements of one body
 constexpr unsigned kMaxElementAttributes = 64;  // attributes of one element
 constexpr unsigned kMaxOpenAttributes = 256;    // attributes of all open elements together
+
+constexpr std::size_t kMaxPattern = 1000;       // characters of a regular expression
+constexpr std::chrono::seconds kMaxSearch{10};  // one search of the tree
 
 // Of a refused body this much is read and thrown away, so that the web server can pass our answer
 // on instead of reporting a broken connection.

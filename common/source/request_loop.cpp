@@ -118,6 +118,9 @@ void sendFault(struct soap* ctx) {
   if (glptr->guard.refused()) {
     drainInput(glptr->pReq->in);
     soap_sender_fault(ctx, glptr->guard.reason(), nullptr);
+  } else if (ctx->error == SOAP_SVR_FAULT) {
+    // The engine's text for this code is right, but not the side that it blames.
+    soap_receiver_fault(ctx, "Server fault", nullptr);
   }
   soap_send_fault(ctx);
 }

@@ -45,9 +45,11 @@ std::int64_t qel_Localtime64() {
   return saturatingSum(qel_UTCtime64(), localNow().tm_gmtoff * kMicroseconds);
 }
 
-std::string qel_GetLocalTimeZoneName() {
+std::pair<const char*, const char*> qel_GetLocalTimeZoneName() {
+  // The zone's present names: the C library's own pair may hold those of another year.
   const tm local = localNow();
-  return local.tm_zone == nullptr ? "" : local.tm_zone;
+  return local.tm_isdst > 0 ? std::pair<const char*, const char*>(tzname[0], local.tm_zone)
+                            : std::pair<const char*, const char*>(local.tm_zone, tzname[1]);
 }
 
 bool qel_IsDaylightSavings() {

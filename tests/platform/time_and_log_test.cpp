@@ -30,8 +30,13 @@ TEST(Time, LocalTimeFollowsTheZone) {
   setenv("TZ", "XYZ-05:30", 1);
   const std::int64_t shift = qel_Localtime64() - qel_UTCtime64();
   EXPECT_NEAR(static_cast<double>(shift), 19800e6, 5e6);
-  EXPECT_EQ(qel_GetLocalTimeZoneName(), "XYZ");
+  EXPECT_STREQ(qel_GetLocalTimeZoneName().first, "XYZ");
   EXPECT_FALSE(qel_IsDaylightSavings());
+  setenv("TZ", "XYZ-5XYS-6,0/0,J365/25", 1);  // summer all year
+  EXPECT_NEAR(static_cast<double>(qel_Localtime64() - qel_UTCtime64()), 21600e6, 5e6);
+  EXPECT_STREQ(qel_GetLocalTimeZoneName().first, "XYZ");
+  EXPECT_STREQ(qel_GetLocalTimeZoneName().second, "XYS");
+  EXPECT_TRUE(qel_IsDaylightSavings());
   unsetenv("TZ");
 }
 

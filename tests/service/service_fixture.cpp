@@ -192,10 +192,11 @@ std::string pathsAndValues(const Texts& paths, const Texts& texts) {
   return children;
 }
 
-std::string envelope(const std::string& operation, const std::string& children) {
+std::string envelope(const std::string& operation, const std::string& children,
+                     const std::string& name) {
   return "<E:Envelope xmlns:E=\"http://schemas.xmlsoap.org/soap/envelope/\"><E:Body>"
          "<n:" +
-         operation + " xmlns:n=\"http://tarnix.example/TarnixWS\">" + children +
+         operation + " xmlns:n=\"http://tarnix.example/" + name + "\">" + children +
          "</n:" + operation + "></E:Body></E:Envelope>";
 }
 
@@ -203,11 +204,11 @@ Texts elements(const std::string& xml, const std::string& name) {
   static const std::pair<std::string, char> kReferences[] = {
       {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&amp;", '&'}};
   Texts result;
-  const std::string start = ":" + name;
-  for (std::size_t at = xml.find(start); at != std::string::npos; at = xml.find(start, at)) {
-    const bool closing = xml[xml.rfind('<', at) + 1] == '/';
-    at += start.size();
-    if (closing || (xml[at] != '>' && xml[at] != '/')) {
+  for (std::size_t at = xml.find(name); at != std::string::npos; at = xml.find(name, at)) {
+    const std::size_t open = xml.rfind('<', at);
+    const bool whole = open + 1 == at || (xml[at - 1] == ':' && xml[open + 1] != '/');
+    at += name.size();
+    if (!whole || (xml[at] != '>' && xml[at] != '/')) {
       continue;
     }
     const std::size_t text = xml.find('>', at) + 1;

@@ -17,8 +17,9 @@
 
 using Texts = std::vector<std::string>;
 
-// A SOAP 1.1 envelope around an element of the core namespace.
-std::string envelope(const std::string& operation, const std::string& children);
+// A SOAP 1.1 envelope around an element of the core namespace, or of another one.
+std::string envelope(const std::string& operation, const std::string& children,
+                     const std::string& name = "TarnixWS");
 
 class ServiceTest : public testing::Test {
  protected:
@@ -56,6 +57,11 @@ class ServiceTest : public testing::Test {
   std::string call(const std::string& operation, const std::string& children,
                    const std::string& user = "operator") const {
     return post(envelope(operation, children), user).body();
+  }
+  // The same in the namespace of device data, whose children have no prefix.
+  std::string ask(const std::string& operation, const std::string& children,
+                  const std::string& user = "operator") const {
+    return post(envelope(operation, children, "TarnixWSVK"), user).body();
   }
   // setValue: the result's text. setValues: the results' texts.
   std::string set(const std::string& path, const std::string& text,

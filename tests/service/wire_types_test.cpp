@@ -1,6 +1,7 @@
 // Rules of the wire types that the generator does not know by itself.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <memory>
 #include <sstream>
 
@@ -22,7 +23,6 @@ class WireTypes : public testing::Test {
   std::string written(Object& object, const char* tag) {
     std::ostringstream out;
     ctx_->os = &out;
-    object.soap_default(ctx_.get());
     soap_begin_send(ctx_.get());
     object.soap_put(ctx_.get(), tag, nullptr);
     soap_end_send(ctx_.get());
@@ -66,6 +66,80 @@ TEST_F(WireTypes, AbsentMembersAreNilOrLeftOut) {
   _nsc1__cancelSubscriptionResponse cancelled;
   const std::string empty = written(cancelled, "nsc1:cancelSubscriptionResponse");
   EXPECT_EQ(empty.find("<nsc1:"), empty.rfind("<nsc1:")) << empty;
+}
+
+// The elements inside an object, in order.
+std::string childrenOf(const std::string& xml) {
+  std::string names;
+  for (std::size_t at = xml.find('<', xml.find("<x") + 1); at != std::string::npos;
+       at = xml.find('<', at + 1)) {
+    if (xml[at + 1] != '/') {
+      names += (names.empty() ? "" : " ") +
+               xml.substr(at + 1, xml.find_first_of(" />", at + 1) - at - 1);
+    }
+  }
+  return names;
+}
+
+TEST_F(WireTypes, RecordsHaveTheChildrenThatClientsKnow) {
+  nss1__Event event;
+  nss1__AlarmUpdate alarm;
+  nss1__PublishedValue value;
+  const auto expect = [this](auto object, const std::string& names) {
+    EXPECT_EQ(childrenOf(written(object, "x")), names);
+  };
+  expect(nsvk__logRetrieveRequest(),
+         "options rqstType startTime endTime nMaxToReturn bLatestEvents bReverseOrder "
+         "bTrimIncomplete path");
+  expect(nsvk__getTrendDataRequest(),
+         "options devicePath startTime endTime nMaxToReturn startingOffset ascendingOrder");
+  expect(nsvk__getWaveDataRequest(), "options url channel");
+  expect(nsvk__getMinAvgMaxValuesResponse(), "result startTime endTime");
+  expect(nsvk__MinAvgMaxValue(),
+         "result path numValues avgValue minValue minTime maxValue maxTime ratePeriod");
+  expect(nsvk__getWaveConfigResponse(),
+         "result stationID deviceID eventDescr triggerChannel samplingRate numberSamples startTime "
+         "triggerTime triggerIndex");
+  expect(stPeriodProperties(), "period max-entries");
+  expect(stParamProperties(), "path type hasMin hasMax hasAvg hasActual");
+
+  nsvk__getTrendDataResponse trends;
+  trends.data.params.paramPaths = {"/P"};
+  trends.data.samples.resize(1);
+  trends.data.samples[0].data.resize(1);
+  expect(trends,
+         "result data params devicePath paramPaths samples period timestamp percent-valid data min "
+         "max avg actual minValid maxValid avgValid actualValid");
+  nsvk__getEventLogResponse events;
+  events.events = {&event};
+  expect(events,
+         "result numTrimmedEvents events nss1:EventId nss1:SequenceIndex nss1:EventType nss1:Time");
+  nsvk__getActiveAlarmsResponse alarms;
+  alarms.alarms = {&alarm};
+  expect(alarms,
+         "result numTrimmedEvents alarms nss1:EventId nss1:SequenceIndex nss1:EventType nss1:Time "
+         "nss1:AckStatus nss1:AutoClosing nss1:ConditionPresent nss1:VariationLevel");
+  nsvk__getDeltaLogResponse deltas;
+  deltas.loggedValues = {&value};
+  expect(deltas,
+         "result numTrimmedPoints loggedValues nss1:Quality nss1:Time nss1:RealTime nss1:Trend");
+}
+
+TEST_F(WireTypes, NumbersAreTheShortestTextThatReadsBack) {
+  const std::pair<double, const char*> kCases[] = {
+      {0.9, "0.9"},      {-0.0, "-0"},        {0.1 + 0.2, "0.30000000000000004"},
+      {1e22, "1e+22"},   {5e-324, "5e-324"},  {1795291671404025, "1795291671404025"},
+      {HUGE_VAL, "INF"}, {-HUGE_VAL, "-INF"}, {NAN, "NaN"}};
+  for (const auto& [number, text] : kCases) {
+    nsvk__getWaveDataResponse reply;
+    reply.data = {number};
+    EXPECT_NE(written(reply, "x").find("<data>" + std::string(text) + "</data>"), std::string::npos)
+        << text;
+    double back = 0;
+    EXPECT_EQ(soap_s2double(ctx_.get(), text, &back), SOAP_OK);
+    EXPECT_TRUE(back == number || std::isnan(number)) << text;
+  }
+  EXPECT_STREQ(soap_float2s(ctx_.get(), 0.1F), "0.1");
 }
 
 }  // namespace

@@ -7,15 +7,18 @@
 #include <sys/time.h>
 
 #include <cstdint>
-#include <string>
+#include <utility>
 
 // Now, as a 64-bit time.
 std::int64_t qel_UTCtime64();
 // Now, shifted by the offset that the zone of the process (TZ) has at this moment.
 std::int64_t qel_Localtime64();
 
-// Name of the zone in force now ("CET", "CEST").
-std::string qel_GetLocalTimeZoneName();
+// Names of the process's zone: its standard time's ("CET") and its daylight-saving time's ("CEST",
+// or the standard one again in a zone that has none). Either may be null. They belong to the
+// platform and stay.
+std::pair<const char*, const char*> qel_GetLocalTimeZoneName();
+// Whether daylight saving is in force now.
 bool qel_IsDaylightSavings();
 
 // Seconds of a clock that never jumps; the epoch is arbitrary.

@@ -1,0 +1,187 @@
+// Device data: the tree of devices, leaves with their types, search, clock, the caller's name. Each
+// handler returns SOAP_OK unless it says otherwise, and tells what went wrong in its reply, which
+// belongs to the SOAP context.
+#include <cassert>
+#include <cstdlib>
+
+#include "attribute_search.h"
+#include "error_strings.h"
+#include "global_data.h"
+#include "reading.h"
+#include "service_options.h"
+#include "soap_records.h"
+#include "toolkit/time.h"
+
+using namespace toolkit::ws;
+
+namespace {
+
+constexpr const char* kUnknown = "Unknown";
+
+// A leaf as a batch read gives it.
+struct Fetched {
+  api_status_t status;
+  toolkit::CElement element;
+  element_property_t source;
+
+  bool isThere() const { return status == API_SUCCESS; }
+  std::int64_t time() const {
+    const timeval stamp = element.time();
+    return qel_UNIXtoQELtime64(&stamp);
+  }
+};
+
+// False when the store cannot be read.
+bool fetch(global_data_t* glptr, const std::vector<toolkit::CPath>& paths,
+           std::vector<Fetched>& leaves) {
+  std::vector<api_status_t> statuses;
+  std::vector<toolkit::CElement> elements;
+  std::vector<element_property_t> sources;
+  if (glptr->cdsApi.get_leaves(paths, statuses, elements, sources) != 0) {
+    return false;
+  }
+  leaves.reserve(paths.size());
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    leaves.push_back({statuses[i], std::move(elements[i]), sources[i]});
+  }
+  return true;
+}
+
+// Whether a device belongs to the answer for a prefix. Without `recursive`, one level below: the
+// character after the prefix is not looked at, so that it may end in "/" or not.
+bool isWanted(const std::string& device, const std::string& prefix, bool recursive) {
+  return device.starts_with(prefix) &&
+         (recursive || device.find('/', prefix.size() + 1) == std::string::npos);
+}
+
+bool describeDevice(global_data_t* glptr, const std::string& device,
+                    nsvk__deviceDescriptor& descriptor) {
+  const std::string base = device.size() == 1 ? std::string() : device;
+  const std::vector<toolkit::CPath> paths = {base + "/NodeType", base + "/DisplayName",
+                                             base + "/.Quality", base + "/sDevChangeCount/Value"};
+  std::vector<Fetched> leaves;
+  if (!fetch(glptr, paths, leaves)) {
+    __psyslog->info(1, "get_leaves() call failed for %s", paths.front().str().c_str());
+    return false;
+  }
+  const Fetched& type = leaves[0];
+  const Fetched& displayName = leaves[1];
+  const Fetched& quality = leaves[2];
+  const Fetched& changes = leaves[3];
+  descriptor.devPath = device;
+  descriptor.devType = type.isThere() ? type.element.to_string() : kUnknown;
+  descriptor.devDisplayName = displayName.isThere() ? displayName.element.to_string() : kUnknown;
+  descriptor.devQuality = quality.isThere() ? quality.element.to_int() : 0;
+  descriptor.devChangeCount = changes.isThere() ? changes.element.to_int() : 0;
+  descriptor.devChangeTime = changes.isThere() ? changes.time() : quality.time();
+  return true;
+}
+
+// The name of the zone's time that is in force; empty when the platform has none.
+std::string zoneName() {
+  const auto [standard, daylight] = qel_GetLocalTimeZoneName();
+  if (standard == nullptr || *standard == '\0') {
+    return {};
+  }
+  const bool useDaylight = qel_IsDaylightSavings() && daylight != nullptr && *daylight != '\0';
+  return useDaylight ? daylight : standard;
+}
+
+}  // namespace
+
+// Not served: every call ends with the engine's server fault.
+int nsvk__getMinAvgMaxValues(struct soap* /*ctx*/, std::string* /*options*/,
+                             std::vector<std::string>* /*paths*/, LONG64 /*startTime*/,
+                             LONG64 /*endTime*/, enum nsvk__RatePeriod /*ratePeriod*/,
+                             nsvk__getMinAvgMaxValuesResponse& /*response*/) {
+  return SOAP_SVR_FAULT;
+}
+
+int nsvk__getDeviceTree(struct soap* ctx, std::string* /*options*/, std::string* startingPath,
+                        bool bRecursive, nsvk__getDeviceTreeResponse& response) {
+  global_data_t* glptr = globalData(ctx);
+  assert(glptr != 0);  // NOLINT(modernize-use-nullptr)
+  assert(glptr->cdsApi.is_initialized());
+  response.result.clear();
+  const std::string prefix = textOf(startingPath);
+  std::vector<std::string> devices;
+  toolkit::CCds_Utils::GetDeviceList(glptr->cdsApi, devices);
+  for (const std::string& device : devices) {
+    nsvk__deviceDescriptor descriptor;
+    if (isWanted(device, prefix, bRecursive) && describeDevice(glptr, device, descriptor)) {
+      response.devices.push_back(std::move(descriptor));
+    }
+  }
+  return SOAP_OK;
+}
+
+int nsvk__findAttributeMatches(struct soap* ctx, std::string* options, std::string* startingPath,
+                               bool bRecursive, std::string* attribMatch,
+                               std::string* regexMatchPattern,
+                               nsvk__findAttributeMatchesResponse& response) {
+  _service_options_t opts;
+  parseServiceOptions(ctx->user, options, &opts);
+  const std::string start = textOf(startingPath);
+  try {
+    AttributeSearch search(ctx, opts, {textOf(attribMatch), textOf(regexMatchPattern)}, response);
+    search.CheckRegexMatch(start);
+    search.RecursiveRegexMatch(start, bRecursive);
+    response.result.clear();
+  } catch (const std::exception& e) {
+    __psyslog->info(1, "findAttributeMatches: Unexpected Exception %s", e.what());
+    response.result = std::string("? ") + e.what();
+  }
+  return SOAP_OK;
+}
+
+int nsvk__getLeafDescriptors(struct soap* ctx, std::string* options, std::string* basePath,
+                             std::vector<std::string> leafPaths,
+                             nsvk__getLeafDescriptorsResponse& response) {
+  global_data_t* glptr = globalData(ctx);
+  _service_options_t opts;
+  parseServiceOptions(ctx->user, options, &opts);
+  if (leafPaths.empty()) {
+    BnwsErrMsg(WS_NO_PATHS, "No paths provided", response.result, &opts);
+    return SOAP_OK;
+  }
+  std::vector<toolkit::CPath> paths;
+  paths.reserve(leafPaths.size());
+  for (std::string& leaf : leafPaths) {
+    leaf.insert(0, textOf(basePath));
+    paths.emplace_back(std::move(leaf)).normalize();
+  }
+  std::vector<Fetched> leaves;
+  if (!fetch(glptr, paths, leaves)) {
+    BnwsErrMsg(WS_NODE_NOT_FOUND, "CDS access failed", response.result, &opts);
+    return SOAP_OK;
+  }
+  response.result = "OK";
+  response.descriptors.reserve(paths.size());
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    Fetched& leaf = leaves[i];
+    nsvk__leafDescriptor* descriptor = soap_new_nsvk__leafDescriptor(ctx);
+    descriptor->result = newString(ctx);
+    bool isMultistate = false;
+    pcd_ProcessValue(glptr, &opts, 0, paths[i], leaf.status, leaf.element, leaf.source,
+                     isMultistate, *descriptor->result);
+    descriptor->leafChangeTime = leaf.time();
+    descriptor->leafType = static_cast<enum nsvk__LeafTypes>(leaf.source);
+    response.descriptors.push_back(descriptor);
+  }
+  return SOAP_OK;
+}
+
+int nsvk__getLocalAndUtcTime(struct soap* /*ctx*/, std::string* /*options*/,
+                             nsvk__getLocalAndUtcTimeResponse& response) {
+  response.result.clear();
+  response.utcTime = qel_UTCtime64();
+  response.localTime = qel_Localtime64();
+  response.timezone = zoneName();
+  return SOAP_OK;
+}
+
+int nsvk__whoAmI(struct soap* /*ctx*/, std::string* /*options*/, std::string& result) {
+  const char* user = std::getenv("REMOTE_USER");
+  result = user == nullptr ? "" : user;
+  return SOAP_OK;
+}
