@@ -1,0 +1,82 @@
+// Costs of numbers on the wire: a number's text, against the format that the engine brings along,
+// and a number as an element of a reply.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "TarnixH.h"
+
+namespace {
+
+constexpr std::size_t kNumbers = 20000;
+
+std::vector<double> measurements() {
+  std::mt19937_64 random(1);
+  std::normal_distribution<double> voltage(230, 5);
+  std::vector<double> numbers(kNumbers);
+  for (double& number : numbers) {
+    number = voltage(random);
+  }
+  return numbers;
+}
+
+void release(struct soap* ctx) {
+  soap_destroy(ctx);
+  soap_end(ctx);
+  soap_free(ctx);
+}
+
+using Context = std::unique_ptr<struct soap, decltype(&release)>;
+
+Context newContext() {
+  return {soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE), release};
+}
+
+int discard(struct soap* /*ctx*/, const char* /*text*/, size_t /*length*/) {
+  return SOAP_OK;
+}
+
+template <class Format>
+void formatNumbers(benchmark::State& state, Format format) {
+  const std::vector<double> numbers = measurements();
+  for ([[maybe_unused]] auto _ : state) {
+    for (const double number : numbers) {
+      benchmark::DoNotOptimize(format(number));
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(numbers.size()));
+}
+
+void numberText(benchmark::State& state) {
+  const Context ctx = newContext();
+  formatNumbers(state, [&ctx](double number) { return soap_double2s(ctx.get(), number); });
+}
+BENCHMARK(numberText);
+
+void engineFormat(benchmark::State& state) {
+  char text[64];
+  formatNumbers(
+      state, [&text](double number) { return std::snprintf(text, sizeof text, "%.17lG", number); });
+}
+BENCHMARK(engineFormat);
+
+void numberElements(benchmark::State& state) {
+  const Context ctx = newContext();
+  ctx->fsend = discard;
+  nsvk__getWaveDataResponse reply;
+  reply.data = measurements();
+  for ([[maybe_unused]] auto _ : state) {
+    soap_begin_send(ctx.get());
+    reply.soap_put(ctx.get(), "nsvk:getWaveDataResponse", nullptr);
+    soap_end_send(ctx.get());
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(reply.data.size()));
+}
+BENCHMARK(numberElements);
+
+}  // namespace
+
+BENCHMARK_MAIN();
