@@ -1,7 +1,6 @@
 #include "attribute_search.h"
 
 #include <algorithm>
-#include <cassert>
 #include <iterator>
 #include <vector>
 
@@ -71,9 +70,7 @@ bool AttributeSearch::CheckRegexMatch(const std::string& path) {
 }
 
 int AttributeSearch::RecursiveRegexMatch(const std::string& path, bool recursive) {
-  global_data_t* glptr = globalData(ctx_);
-  assert(glptr != 0);  // NOLINT(modernize-use-nullptr)
-  assert(glptr->cdsApi.is_initialized());
+  global_data_t* glptr = globalDataWithStore(ctx_);
   toolkit::CPath node(path);
   std::vector<std::string> children;
   if (node.normalize() != 0 || node.getChildPaths(glptr->cdsApi, children) != 0) {

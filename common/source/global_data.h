@@ -2,6 +2,7 @@
 // globalData(soap). One thread: nothing here is locked.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <locale>
 #include <memory>
@@ -58,6 +59,14 @@ using global_data_t = _global_data_t;
 
 inline global_data_t* globalData(const struct soap* ctx) {
   return static_cast<global_data_t*>(ctx->user);
+}
+
+// The same, for a request that goes to the store: asserts that start-up has opened it.
+inline global_data_t* globalDataWithStore(const struct soap* ctx) {
+  global_data_t* glptr = globalData(ctx);
+  assert(glptr != 0);  // NOLINT(modernize-use-nullptr)
+  assert(glptr->cdsApi.is_initialized());
+  return glptr;
 }
 
 // The logger: every log call goes through it. Set by main() before anything logs.

@@ -196,9 +196,7 @@ std::vector<toolkit::CPath> normalized(const std::vector<std::string>& paths) {
 
 int pcd_getValue(struct soap* ctx, _service_options_t* opts, std::string& path,
                  std::string& reply) {
-  _global_data_t* glptr = globalData(ctx);
-  assert(glptr != 0);  // NOLINT(modernize-use-nullptr)
-  assert(glptr->cdsApi.is_initialized());
+  _global_data_t* glptr = globalDataWithStore(ctx);
 
   toolkit::CPath cdsPath(path);
   cdsPath.clearArrayElement();
@@ -231,7 +229,7 @@ int pcd_getValue(struct soap* ctx, _service_options_t* opts, const std::string& 
 
 bool pcd_findValue(struct soap* ctx, const _service_options_t* opts, const std::string& path,
                    const std::string& attribute, std::string& reply) {
-  _global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalDataWithStore(ctx);
   toolkit::CPath cdsPath(joined(path, attribute));
   if (!opts->localeValid || cdsPath.normalize() != 0 || !cdsPath.is_read_authorized()) {
     return false;

@@ -1,7 +1,6 @@
 // Device data: the tree of devices, leaves with their types, search, clock, the caller's name. Each
 // handler returns SOAP_OK unless it says otherwise, and tells what went wrong in its reply, which
 // belongs to the SOAP context.
-#include <cassert>
 #include <cstdlib>
 
 #include "attribute_search.h"
@@ -99,9 +98,7 @@ int nsvk__getMinAvgMaxValues(struct soap* /*ctx*/, std::string* /*options*/,
 
 int nsvk__getDeviceTree(struct soap* ctx, std::string* /*options*/, std::string* startingPath,
                         bool bRecursive, nsvk__getDeviceTreeResponse& response) {
-  global_data_t* glptr = globalData(ctx);
-  assert(glptr != 0);  // NOLINT(modernize-use-nullptr)
-  assert(glptr->cdsApi.is_initialized());
+  global_data_t* glptr = globalDataWithStore(ctx);
   response.result.clear();
   const std::string prefix = textOf(startingPath);
   std::vector<std::string> devices;
@@ -137,7 +134,7 @@ int nsvk__findAttributeMatches(struct soap* ctx, std::string* options, std::stri
 int nsvk__getLeafDescriptors(struct soap* ctx, std::string* options, std::string* basePath,
                              std::vector<std::string> leafPaths,
                              nsvk__getLeafDescriptorsResponse& response) {
-  global_data_t* glptr = globalData(ctx);
+  global_data_t* glptr = globalDataWithStore(ctx);
   _service_options_t opts;
   parseServiceOptions(ctx->user, options, &opts);
   if (leafPaths.empty()) {
