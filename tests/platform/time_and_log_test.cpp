@@ -26,20 +26,6 @@ TEST(Time, ConversionsAreTotal) {
   EXPECT_EQ(qel_UNIXtoQELtime64(&earliest), INT64_MIN);
 }
 
-TEST(Time, LocalTimeFollowsTheZone) {
-  setenv("TZ", "XYZ-05:30", 1);
-  const std::int64_t shift = qel_Localtime64() - qel_UTCtime64();
-  EXPECT_NEAR(static_cast<double>(shift), 19800e6, 5e6);
-  EXPECT_STREQ(qel_GetLocalTimeZoneName().first, "XYZ");
-  EXPECT_FALSE(qel_IsDaylightSavings());
-  setenv("TZ", "XYZ-5XYS-6,0/0,J365/25", 1);  // summer all year
-  EXPECT_NEAR(static_cast<double>(qel_Localtime64() - qel_UTCtime64()), 21600e6, 5e6);
-  EXPECT_STREQ(qel_GetLocalTimeZoneName().first, "XYZ");
-  EXPECT_STREQ(qel_GetLocalTimeZoneName().second, "XYS");
-  EXPECT_TRUE(qel_IsDaylightSavings());
-  unsetenv("TZ");
-}
-
 TEST(SourceString, NamesUserAndAddress) {
   std::string text;
   toolkit::CEvent::format_source_string(text, "WS", "", "192.0.2.1");
@@ -48,22 +34,18 @@ TEST(SourceString, NamesUserAndAddress) {
   EXPECT_EQ(text, "WS: admin");
 }
 
-class Log : public testing::Test {
+class Log : public StoreTest {
  protected:
-  Log() { setenv("TOOLKIT_LOG", file().c_str(), 1); }
+  Log() { setenv("TOOLKIT_LOG", (folder() / "log").c_str(), 1); }
   ~Log() override { unsetenv("TOOLKIT_LOG"); }
 
-  std::filesystem::path file() const { return folder_.path() / "log"; }
   std::vector<std::string> lines() const {
     std::vector<std::string> lines;
-    toolkit::CElement::split_string(lines, contentsOf(file()), '\n');
+    toolkit::CElement::split_string(lines, contentsOf(folder() / "log"), '\n');
     EXPECT_EQ(lines.back(), "") << "a line ends";
     lines.pop_back();
     return lines;
   }
-
- private:
-  TemporaryFolder folder_;
 };
 
 TEST_F(Log, LinesHaveTimeProgramAndSeverityAndTheLevelCounts) {
