@@ -122,10 +122,11 @@ TEST_F(StoreProcesses, AClientGoesOnInAForkedChildAndInItsParent) {
   const auto reads = [&](const char* expected) { return text(cds, "/Who") == expected; };
   ChildProcess child([&] {
     const bool before = reads("parent");
+    const bool wrote = set(cds, "/Child", CElement("here"), PCD_TRUE) == API_SUCCESS;
     // As a daemon does it.
-    ChildProcess grandchild([&] { return reads("parent") ? 0 : 1; });
+    ChildProcess grandchild([&] { return text(cds, "/Child") == "here" ? 0 : 1; });
     const bool below = grandchild.wait() == 0;
-    const bool wrote = set(cds, "/Who", CElement("child"), PCD_TRUE) == API_SUCCESS;
+    set(cds, "/Who", CElement("child"));
     return before && below && wrote && await([&] { return reads("parent again"); }) ? 0 : 1;
   });
   ASSERT_TRUE(await([&] { return reads("child"); }));

@@ -100,8 +100,11 @@ TEST_F(FullDisk, OfTheLiveHalfFromTheFirstOpenOn) {
   ASSERT_EQ(cds.init(), 0) << cds.last_error();
   fill(cds, PCD_FALSE, API_FAILED);
   expectRefusedBatch(cds, API_FAILED);
-  CCds other;
-  EXPECT_EQ(text(other, "/Small"), "old");
+  ChildProcess other([] {
+    CCds own;
+    return text(own, "/Small") == "old" ? 0 : 1;
+  });
+  EXPECT_EQ(other.wait(), 0);
 }
 
 TEST_F(FullDisk, OfThePersistentHalf) {

@@ -26,6 +26,20 @@ TEST(Time, ConversionsAreTotal) {
   EXPECT_EQ(qel_UNIXtoQELtime64(&earliest), INT64_MIN);
 }
 
+TEST(Time, LocalTimeFollowsTheZone) {
+  setenv("TZ", "XYZ-05:30", 1);
+  const std::int64_t shift = qel_Localtime64() - qel_UTCtime64();
+  EXPECT_NEAR(static_cast<double>(shift), 19800e6, 5e6);
+  EXPECT_STREQ(qel_GetLocalTimeZoneName().first, "XYZ");
+  EXPECT_FALSE(qel_IsDaylightSavings());
+  setenv("TZ", "XYZ-5XYS-6,0/0,J365/25", 1);  // summer all year
+  EXPECT_NEAR(static_cast<double>(qel_Localtime64() - qel_UTCtime64()), 21600e6, 5e6);
+  EXPECT_STREQ(qel_GetLocalTimeZoneName().first, "XYZ");
+  EXPECT_STREQ(qel_GetLocalTimeZoneName().second, "XYS");
+  EXPECT_TRUE(qel_IsDaylightSavings());
+  unsetenv("TZ");
+}
+
 TEST(SourceString, NamesUserAndAddress) {
   std::string text;
   toolkit::CEvent::format_source_string(text, "WS", "", "192.0.2.1");

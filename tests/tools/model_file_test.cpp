@@ -95,7 +95,7 @@ TEST_F(StoredModel, ComesBackFromTheStoreAndFromItsText) {
   ASSERT_EQ(model_file::parse(R"({
       "rights": [{"path": "/", "user": "*", "allow": ""}, {"path": "/A", "user": "é", "allow": "rwdx"}],
       "nodes": {"/": {"ReadOnly": false}, "/Empty": {},
-        "/A": {"ValueType": "Real", "Value": 0.1, "Minimum": -1e300, "Maximum": "inf",
+        "/A": {"ValueType": "Real", "Value": {"value": 0.1, "time": 5}, "Minimum": -1e300, "Maximum": "inf",
                ".Deadband": {"value": "nan", "type": "Real"}, "Units": "\"quotes\" \\ \n \u0001 😀",
                "Note": {"value": 7, "type": "Integer64"}, "Gone": {"value": null, "type": "None"}},
         "/A/B": {"Value": {"value": 1, "type": "Enumerated", "time": 1.000001, "source": "MPL"},
