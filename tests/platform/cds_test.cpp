@@ -1,5 +1,6 @@
 // The client on a sound store: reads, writes, nodes, persistence, devices, watchdog.
 #include "store_fixture.h"
+#include "toolkit/event_stream.h"
 #include "toolkit/utils.h"
 
 using toolkit::CCds;
@@ -24,11 +25,7 @@ class Cds : public StoreTest {
   }
 
   std::string text(const std::string& path) { return StoreTest::text(cds_, path); }
-  api_status_t remove(const std::string& node) {
-    api_status_t status = API_NONE;
-    cds_.remove_node(node, status, "test");
-    return status;
-  }
+  api_status_t remove(const std::string& node) { return StoreTest::remove(cds_, node); }
   api_status_t clear(const std::string& path) {
     api_status_t status = API_NONE;
     cds_.clear_leaf(path, status, "test");
@@ -46,13 +43,13 @@ class Cds : public StoreTest {
 
 TEST_F(Cds, ReadsEveryKindOfPath) {
   const std::pair<const char*, const char*> kCases[] = {
-      {"/Dev1/Va", "230.5"},        {"/Dev1/Va:Attributes", "Units;Value"},
-      {"/Dev1/Va:.Time", "230.5"},  {"/:Children", "Dev1;Dev1 b;Dev10;Software"},
-      {"/Dev1:Children", "Sub;Va"}, {"/Dev1 b/List:PossibleValues[2]", ""},
-      {"/Dev1:Children[1]", "Va"},  {"/Dev1 b/List:PossibleValues[3]", "status 2"},
-      {"/Dev1/Va:Children", ""},    {"/Gone:Children", "status 2"},
-      {"/dev1/Va", "status 2"},     {"/Dev1", "status 2"},
-      {"/Dev1/", "status 5"}};
+      {"/Dev1/Va", "230.5"},          {"/Dev1/Va:Attributes", "Units;Value"},
+      {"/Dev1/Va:.Time", "230.5"},    {"/:Children", "Dev1;Dev1 b;Dev10;Software"},
+      {"/Dev1:Children", "Sub;Va"},   {"/Dev1 b/List:PossibleValues[2]", ""},
+      {"/Dev1:Children[1]", "Va"},    {"/Dev1 b/List:PossibleValues[3]", "status 2"},
+      {"/Dev1/Va:Children[0]", ""},   {"/Dev1/Va:Children", ""},
+      {"/Gone:Children", "status 2"}, {"/dev1/Va", "status 2"},
+      {"/Dev1", "status 2"},          {"/Dev1/", "status 5"}};
   for (const auto& [path, expected] : kCases) {
     EXPECT_EQ(text(path), expected) << path;
   }
@@ -63,27 +60,16 @@ TEST_F(Cds, ABatchOfReadsHasOneEntryAPath) {
   std::vector<api_status_t> statuses(7);
   std::vector<CElement> elements(1, CElement("old"));
   std::vector<element_property_t> sources;
-  ASSERT_EQ(cds_.get_leaves({"/Dev10", "/Gone", "bad", "/Dev10"}, statuses, elements, sources), 0);
+  ASSERT_EQ(cds_.get_leaves({normalized("/Dev10"), "/Gone", "bad", "/Dev10"}, statuses, elements,
+                            sources),
+            0);
   EXPECT_EQ(statuses, (std::vector{API_SUCCESS, API_NOT_FOUND, API_BAD_PATH, API_SUCCESS}));
   EXPECT_EQ(elements, (std::vector{CElement(10), CElement(), CElement(), CElement(10)}));
   EXPECT_EQ(sources.size(), 4U);
-}
-
-TEST_F(Cds, ANodeThatGoesAfterABatchReadIsMissed) {
-  ASSERT_EQ(read(cds_, {normalized("/Dev10")}).result, 0);
   EXPECT_TRUE(cds_.node_exists("/Dev10"));
   CCds other;
-  api_status_t status = API_NONE;
-  other.remove_node("/Dev10", status, "test");
-  ASSERT_EQ(status, API_SUCCESS);
-  EXPECT_FALSE(cds_.node_exists("/Dev10"));
-}
-
-TEST_F(Cds, WritesMakeTheNodesAbove) {
-  EXPECT_EQ(set(cds_, "/New/Deep/Point:Own", CElement("text")), API_SUCCESS);
-  EXPECT_EQ(text("/New/Deep:Children"), "Point");
-  EXPECT_EQ(set(cds_, "/New/Deep/Point:Own", CElement(7)), API_SUCCESS) << "another type";
-  EXPECT_EQ(text("/New/Deep/Point:Own"), "7");
+  ASSERT_EQ(StoreTest::remove(other, "/Dev10"), API_SUCCESS);
+  EXPECT_FALSE(cds_.node_exists("/Dev10")) << "a batch read before does not hide that it goes";
 }
 
 TEST_F(Cds, ABadPathInABatchFailsAlone) {
@@ -145,10 +131,10 @@ TEST_F(Cds, TheDeviceIndexFollowsEveryWrite) {
 
 TEST_F(Cds, OnlyPersistentWritesSurviveARestart) {
   set(cds_, "/Dev1/Va", CElement(1.5));
-  set(cds_, "/Dev10", CElement(11), PCD_TRUE);
+  set(cds_, "/Dev10", CElement("other type"), PCD_TRUE);
   set(cds_, "/New", CElement("x"), PCD_UNSET);
   std::vector<api_status_t> statuses;
-  cds_.set_leaves({"/Mixed/A", "/Mixed/B"}, {CElement(1), CElement(2)}, {PCD_TRUE, PCD_FALSE},
+  cds_.set_leaves({"/Mixed/A/Own", "/Mixed/B"}, {CElement(1), CElement(2)}, {PCD_TRUE, PCD_FALSE},
                   statuses, "test");
   EXPECT_EQ(source("/Mixed/B"), ELEMENT_NORMAL);
   EXPECT_EQ(source("/Dev10"), ELEMENT_PERSISTENT);
@@ -157,7 +143,7 @@ TEST_F(Cds, OnlyPersistentWritesSurviveARestart) {
   EXPECT_EQ(clear("/Dev1:Children"), API_BAD_PATH);
   ASSERT_EQ(toolkit::admin::boot(), "");
   EXPECT_EQ(text("/Dev1/Va"), "230.5");
-  EXPECT_EQ(text("/Dev10"), "11");
+  EXPECT_EQ(text("/Dev10"), "other type");
   EXPECT_EQ(text("/Mixed:Children"), "A");
   EXPECT_EQ(text("/:Children"), "Dev1;Dev1 b;Dev10;Mixed;Software");
   EXPECT_EQ(text("/Dev1/Va:Units"), "status 2");
@@ -165,8 +151,14 @@ TEST_F(Cds, OnlyPersistentWritesSurviveARestart) {
 
 TEST_F(Cds, ReadOnlyClientsWriteNothingButPing) {
   api_status_t status = API_NONE;
+  EXPECT_EQ(cds_.watchdog_ping(status), 0);
+  EXPECT_EQ(status, API_NOT_FOUND) << "not registered";
+  cds_.watchdog_register(status, "", 5, 1);
+  EXPECT_EQ(status, API_BAD_PATH);
   ASSERT_EQ(cds_.watchdog_register(status, "me", 5, 1), 0);
   cds_.setReadOnly();
+  cds_.event_send({}, status);
+  EXPECT_EQ(status, API_READ_ONLY);
   EXPECT_EQ(set(cds_, "/Dev10", CElement(1)), API_READ_ONLY);
   EXPECT_EQ(remove("/Dev1"), API_READ_ONLY);
   EXPECT_EQ(clear("/Dev10"), API_READ_ONLY);
@@ -188,18 +180,11 @@ TEST_F(Cds, AClosedClientFailsUntilItIsOpenedAgain) {
   Texts paths = {"before"};
   EXPECT_EQ(CCds_Utils::GetDeviceList(cds_, paths), -1);
   EXPECT_EQ(paths, Texts());
+  std::vector<toolkit::CEventStream::Entry> events;
+  EXPECT_NE(toolkit::CEventStream(cds_, toolkit::CEventStream::kEvents).read(0, events), 0);
   EXPECT_EQ(StoreTest::text(other, "/Dev10"), "10") << "others are open";
   ASSERT_EQ(cds_.init(), 0);
   EXPECT_EQ(text("/Dev10"), "10");
-}
-
-TEST_F(Cds, ChildrenAndListsByPath) {
-  Texts out;
-  EXPECT_EQ(normalized("/Dev1").getChildPaths(cds_, out), 0);
-  EXPECT_EQ(out, (Texts{"/Dev1/Sub", "/Dev1/Va"}));
-  EXPECT_EQ(normalized("/Dev1/Va").getAttributeList("Children", cds_, out), 0);
-  EXPECT_EQ(out, Texts()) << "an empty list has no entry";
-  EXPECT_NE(normalized("/Gone").getChildPaths(cds_, out), 0);
 }
 
 TEST_F(Cds, QualityOfTheNearestDevice) {
@@ -210,23 +195,6 @@ TEST_F(Cds, QualityOfTheNearestDevice) {
     CCds_Utils(cds_).CheckDeviceQuality(node, &quality);
     EXPECT_EQ(quality.to_int(), expected) << node;
   }
-}
-
-TEST_F(Cds, WatchdogTellsWhoIsSilent) {
-  api_status_t status = API_NONE;
-  EXPECT_EQ(cds_.watchdog_ping(status), 0);
-  EXPECT_EQ(status, API_NOT_FOUND) << "not registered";
-  cds_.watchdog_register(status, "", 5, 1);
-  EXPECT_EQ(status, API_BAD_PATH);
-  cds_.watchdog_register(status, "punctual", 90, 1);
-  CCds late;
-  late.watchdog_register(status, "late", -1, 1);
-  std::vector<toolkit::admin::Watchdog> rows;
-  ASSERT_EQ(toolkit::admin::boot(), "") << "which keeps the table";
-  ASSERT_EQ(toolkit::admin::watchdogs(rows), "");
-  ASSERT_EQ(rows.size(), 2U);
-  EXPECT_EQ(rows[0].name, "late");
-  EXPECT_TRUE(rows[0].overdue() && !rows[1].overdue());
 }
 
 }  // namespace

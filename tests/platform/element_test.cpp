@@ -1,3 +1,4 @@
+// Values, and the records that the store keeps of them.
 #include "toolkit/element.h"
 
 #include <gtest/gtest.h>
@@ -5,7 +6,10 @@
 #include <cmath>
 #include <cstdint>
 
+#include "store/layout.h"
+
 using toolkit::CElement;
+using namespace toolkit::store;
 
 namespace {
 
@@ -55,6 +59,7 @@ TEST(Element, ConvertTypeKeepsTheTime) {
       {CElement("true"), DATA_BOOLEAN, CElement(true)},
       {CElement("3"), DATA_ENUMERATED, CElement(3, DATA_ENUMERATED)},
       {CElement("-1.5"), DATA_REAL, CElement(-1.5)},
+      {CElement("nan"), DATA_REAL, CElement(NAN)},
       {CElement(-0.5), DATA_TIMEVAL, CElement(timeval{-1, 500000})},
       {CElement("1700000000.25"), DATA_TIMEVAL, CElement(timeval{1700000000, 250000})},
       {CElement("1.2.3"), DATA_TIMEVAL, CElement(timeval{0, 0})},
@@ -67,24 +72,44 @@ TEST(Element, ConvertTypeKeepsTheTime) {
     expected.set_time({5, 6});
     element.convert_type(type);
     EXPECT_EQ(element, expected) << expected.to_string();
+    expected.set_time({5, 7});
+    EXPECT_FALSE(element == expected);
+  }
+  EXPECT_FALSE(CElement(7) == CElement(7, DATA_ENUMERATED));
+}
+
+TEST(LeafRecord, EveryTypeReadsBackAndEveryCutIsFound) {
+  for (CElement element :
+       {CElement(), CElement(true), CElement(INT32_MIN, DATA_ENUMERATED), CElement(-5),
+        CElement(-0.1), CElement(timeval{-3, 999999}), CElement(""),
+        CElement(std::string("a\0;é", 5)), CElement(std::int64_t{INT64_MIN})}) {
+    element.set_time({INT64_MAX, 123456});
+    const std::string bytes = encodeLeaf(element, ELEMENT_MPL, "");
+    CElement read;
+    element_property_t property = ELEMENT_NORMAL;
+    ASSERT_TRUE(decodeLeaf(bytes + "who wrote", read, property)) << element.to_string();
+    EXPECT_EQ(read, element) << element.to_string();
+    EXPECT_EQ(property, ELEMENT_MPL);
+    for (std::size_t size = 0; size < bytes.size(); ++size) {
+      EXPECT_FALSE(decodeLeaf(bytes.substr(0, size), read, property)) << size;
+    }
   }
 }
 
-TEST(Element, ComparisonCountsTypeAndTime) {
-  CElement later = CElement(7);
-  later.set_time({0, 1});
-  EXPECT_FALSE(later == CElement(7));
-  EXPECT_FALSE(CElement(7) == CElement(7, DATA_ENUMERATED));
-  EXPECT_EQ(CElement(NAN), CElement(NAN));
+TEST(LeafRecord, OddBytesAreRefused) {
+  CElement element;
+  element_property_t property = ELEMENT_NORMAL;
+  for (const auto& [at, value] : {std::pair(0, '\x07'), {0, '\x09'}, {1, '\x04'}, {17, '\x7f'}}) {
+    std::string odd = encodeLeaf(CElement("text"), ELEMENT_NORMAL, "");
+    odd[static_cast<std::size_t>(at)] = value;
+    EXPECT_FALSE(decodeLeaf(odd, element, property)) << at;
+  }
 }
 
-TEST(Element, SplitGivesOnePieceMoreThanSeparators) {
-  using Texts = std::vector<std::string>;
-  Texts pieces = {"before"};
-  CElement::split_string(pieces, "", ';');
-  EXPECT_EQ(pieces, Texts{""});
-  CElement::split_string(pieces, "a;;b;", ';');
-  EXPECT_EQ(pieces, (Texts{"a", "", "b", ""}));
+TEST(Keys, RootIsTheEmptyPath) {
+  EXPECT_EQ(std::string_view(leafKey("/", "NodeType")), std::string_view("\0NodeType", 9));
+  EXPECT_EQ(std::string_view(nodeKey("/Bay/Dev1")), std::string_view("/Bay\0Dev1", 9));
+  EXPECT_EQ(std::string_view(childPrefix("/Bay")), std::string_view("/Bay\0", 5));
 }
 
 }  // namespace

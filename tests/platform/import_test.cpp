@@ -43,24 +43,6 @@ TEST_F(Import, AddsToWhatIsThereUnlessItReplaces) {
   EXPECT_EQ(text(cds, "/:Children"), "B;C");
 }
 
-TEST_F(Import, ExportGivesBackWhatWasImported) {
-  Model model = {{{"/", "*", "r"}, {"/A", "admin", "rwdx"}, {"/A", "nobody", ""}},
-                 {"/", "/A", "/A/B", "/A b", "/Empty"},
-                 {leaf("/", "Own", CElement(true)),
-                  leaf("/A", "NodeType", CElement("Device")),
-                  {"/A/B", "Value", CElement(1.5), ELEMENT_MPL},
-                  leaf("/A b", "Value", CElement())}};
-  model.leaves[2].element.set_time({7, 8});
-  ASSERT_EQ(importModel(model, true), "");
-  Model out;
-  ASSERT_EQ(exportModel("/", out), "");
-  expectSame(out, model);
-  ASSERT_EQ(exportModel("/A", out), "");
-  EXPECT_EQ(out.nodes, (std::vector<std::string>{"/A", "/A/B"}));
-  EXPECT_TRUE(out.rights.empty());
-  EXPECT_NE(exportModel("/Gone", out).find("\"/Gone\""), std::string::npos);
-}
-
 TEST_F(Import, ReadersSeeTheOldContentUntilTheNewIsComplete) {
   import(leaves("/N", 500, CElement("old")));
   ChildProcess importer([] {

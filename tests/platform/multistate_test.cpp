@@ -29,18 +29,6 @@ class Multistate : public StoreTest {
   CCds_Multistate states_{cds_};
 };
 
-TEST_F(Multistate, IsToldByTypeOrByLabelsOfANumber) {
-  const std::tuple<const char*, bool, const char*> kCases[] = {
-      {"/Mode", true, ""},          {"/State", true, "Idle;;Busy"},
-      {"/Real", false, "Low;High"}, {"/Count", false, ""},
-      {"/Missing", false, ""},      {"/Breaker", true, "Open;Closed;Tripped"}};
-  for (const auto& [node, isMultistate, expected] : kCases) {
-    std::string labels = "before";
-    EXPECT_EQ(states_.IsMultistate(node, true, labels), isMultistate) << node;
-    EXPECT_EQ(labels, expected) << node;
-  }
-}
-
 TEST_F(Multistate, BooleansAreFalseAndTrueWithoutLabels) {
   for (const auto& [node, writable, expected] : {std::tuple("/Flag", false, "false;true"),
                                                  {"/Switch", true, "Off;On"},
@@ -76,6 +64,8 @@ TEST_F(Multistate, TextIsMappedByTheNodesLabels) {
       {"/State", "", DATA_INTEGER, kRefused, true},
       {"/Mode", "On", DATA_INTEGER, kRefused, true},
       {"/Count", "5", DATA_INTEGER, kRefused, false},
+      {"/Real", "Low", DATA_INTEGER, kRefused, false},
+      {"/Missing", "", DATA_INTEGER, kRefused, false},
       {"/Switch:.AlarmOnValue", "On", DATA_BOOLEAN, CElement(true), true},
       {"/Switch", "true", DATA_BOOLEAN, kRefused, true},
       {"/Flag", "false", DATA_BOOLEAN, CElement(false), false},

@@ -31,9 +31,7 @@ class StoreSpace : public StoreTest {
     EXPECT_EQ(text(cds, "/Fill/N0"), bytes) << "what was there is whole";
   }
   static void expectRoomAfterRemoval(CCds& cds) {
-    api_status_t status = API_NONE;
-    cds.remove_node("/Fill", status, "test");
-    EXPECT_EQ(status, API_SUCCESS) << cds.last_error();
+    EXPECT_EQ(remove(cds, "/Fill"), API_SUCCESS) << cds.last_error();
     EXPECT_EQ(set(cds, "/Small", CElement("new"), PCD_TRUE), API_SUCCESS) << cds.last_error();
   }
   void expectRefusedBatch(CCds& cds, api_status_t refusal) const {
@@ -87,13 +85,19 @@ TEST_F(StoreSpace, AFullPersistentHalfLeavesTheLiveOneAlone) {
 
 using FullDisk = StoreSpace;
 
-TEST_F(FullDisk, OfTheLiveHalf) {
+TEST_F(FullDisk, OfTheLiveHalfFromTheFirstOpenOn) {
   const SmallDisk disk(folder() / "run");
   if (!disk.isMounted()) {
     GTEST_SKIP() << "cannot mount a tmpfs";
   }
-  import({leaf("/Small", "Value", CElement("old"))});
+  std::ofstream(folder() / "run/filler") << std::string(2 << 20, 'x');
+  EXPECT_NE(toolkit::admin::boot(), "");
   CCds cds;
+  EXPECT_NE(cds.last_error().find((folder() / "run").string()), std::string::npos)
+      << cds.last_error();
+  fs::remove(folder() / "run/filler");
+  import({leaf("/Small", "Value", CElement("old"))});
+  ASSERT_EQ(cds.init(), 0) << cds.last_error();
   fill(cds, PCD_FALSE, API_FAILED);
   expectRefusedBatch(cds, API_FAILED);
   ChildProcess other([] {
@@ -113,20 +117,6 @@ TEST_F(FullDisk, OfThePersistentHalf) {
   fill(cds, PCD_TRUE, API_FAILED);
   EXPECT_EQ(set(cds, "/Small", CElement("new")), API_SUCCESS) << "the live half has room";
   EXPECT_EQ(persistentText("/Small"), "old");
-}
-
-TEST_F(FullDisk, AtTheFirstOpen) {
-  const SmallDisk disk(folder() / "run");
-  if (!disk.isMounted()) {
-    GTEST_SKIP() << "cannot mount a tmpfs";
-  }
-  std::ofstream(folder() / "run/filler") << std::string(2 << 20, 'x');
-  EXPECT_NE(toolkit::admin::boot(), "");
-  CCds cds;
-  EXPECT_NE(cds.last_error().find((folder() / "run").string()), std::string::npos)
-      << cds.last_error();
-  fs::remove(folder() / "run/filler");
-  EXPECT_EQ(cds.init(), 0) << cds.last_error();
 }
 
 }  // namespace

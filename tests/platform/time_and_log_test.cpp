@@ -48,22 +48,18 @@ TEST(SourceString, NamesUserAndAddress) {
   EXPECT_EQ(text, "WS: admin");
 }
 
-class Log : public testing::Test {
+class Log : public StoreTest {
  protected:
-  Log() { setenv("TOOLKIT_LOG", file().c_str(), 1); }
+  Log() { setenv("TOOLKIT_LOG", (folder() / "log").c_str(), 1); }
   ~Log() override { unsetenv("TOOLKIT_LOG"); }
 
-  std::filesystem::path file() const { return folder_.path() / "log"; }
   std::vector<std::string> lines() const {
     std::vector<std::string> lines;
-    toolkit::CElement::split_string(lines, contentsOf(file()), '\n');
+    toolkit::CElement::split_string(lines, contentsOf(folder() / "log"), '\n');
     EXPECT_EQ(lines.back(), "") << "a line ends";
     lines.pop_back();
     return lines;
   }
-
- private:
-  TemporaryFolder folder_;
 };
 
 TEST_F(Log, LinesHaveTimeProgramAndSeverityAndTheLevelCounts) {

@@ -1,9 +1,9 @@
 #include "publisher_fixture.h"
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
-#include <thread>
+
+#include "toolkit/leaf_batch.h"
 
 using toolkit::CElement;
 
@@ -15,30 +15,13 @@ const std::string kMark = "/Z = ";
 
 }  // namespace
 
-bool await(const std::function<bool()>& condition) {
-  int left = 3000;
-  while (!condition() && --left > 0) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return left > 0;
-}
-
 std::string subscriptionPath(const std::string& id) {
   return std::string(kPublisher) + "/Subscriptions/" + id;
 }
 
-timeval presentTime() {
-  timeval now = {};
-  gettimeofday(&now, nullptr);
-  return now;
-}
-
 PublisherTest::PublisherTest() {
   setenv("TOOLKIT_LOG", (folder() / "log").c_str(), 1);
-  for (const char* proxy : {"http_proxy", "https_proxy", "all_proxy", "no_proxy", "HTTP_PROXY",
-                            "HTTPS_PROXY", "ALL_PROXY", "NO_PROXY"}) {
-    unsetenv(proxy);
-  }
+  setenv("no_proxy", "*", 1);
   import({leaf("/A", "Value", CElement(1.0)), leaf("/B", "Value", CElement(1.0))});
   cds.init();
 }
@@ -63,16 +46,9 @@ int PublisherTest::stop(int signal) {
 }
 
 void PublisherTest::put(const std::string& path, CElement element) {
-  element.set_time(presentTime());
-  api_status_t status = API_NONE;
-  const std::string source = "Web-Services: " + user + "@192.0.2.1";
-  cds.set_leaf(path, element, status, PCD_FALSE, source);
-  ASSERT_EQ(status, API_SUCCESS) << path;
-}
-
-void PublisherTest::remove(const std::string& path) {
-  api_status_t status = API_NONE;
-  cds.remove_node(path, status, "test");
+  toolkit::CLeafBatch leaf;
+  leaf.add(path, std::move(element));
+  ASSERT_EQ(leaf.write(cds, "Web-Services: " + user + "@192.0.2.1"), API_SUCCESS) << path;
 }
 
 void PublisherTest::send(const toolkit::CEvent& event) {
@@ -83,7 +59,7 @@ void PublisherTest::send(const toolkit::CEvent& event) {
 
 void PublisherTest::create(const std::string& id, Wish wish) {
   const std::string base = subscriptionPath(id);
-  remove(base);
+  remove(cds, base);
   put(base + "/RTNodeCount", CElement(0));
   put(base + "/ReplyURI", CElement(wish.uri));
   put(base + "/LeaseDuration", CElement(wish.lease));

@@ -1,18 +1,13 @@
 // A running wspub on a store of the test's own, and subscriptions as the service leaves them there.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "receiver.h"
 #include "store_fixture.h"
 
-// True when the condition holds within a generous time.
-bool await(const std::function<bool()>& condition);
-
 std::string subscriptionPath(const std::string& id);
-timeval presentTime();
 
 class PublisherTest : public StoreTest {
  protected:
@@ -46,7 +41,6 @@ class PublisherTest : public StoreTest {
 
   void put(const std::string& path, toolkit::CElement element);
   void put(const std::string& path, double number) { put(path, toolkit::CElement(number)); }
-  void remove(const std::string& path);
   void send(const toolkit::CEvent& event);
 
   // Records of all messages that were taken, in order; those of one subscription where an id is

@@ -11,7 +11,6 @@
 namespace {
 
 constexpr int kTurn = 20;  // milliseconds
-constexpr int kSlowly = 200;
 
 std::string shown(const std::string* value, const std::string* numeric = nullptr) {
   return (value == nullptr ? "-" : *value) + (numeric == nullptr ? "" : " [" + *numeric + "]");
@@ -100,9 +99,6 @@ void Receiver::serve(struct soap& ctx, Manner manner) {
 void Receiver::answer(int connection, Manner manner, const Message& message) {
   pollfd peer = {connection, POLLIN, 0};
   while (manner == Manner::kSilent && !ends_ && poll(&peer, 1, kTurn) == 0) {
-  }
-  if (manner == Manner::kSlow) {
-    poll(&peer, 1, kSlowly);
   }
   if (ends_ || manner == Manner::kSilent || manner == Manner::kClose) {
     return;

@@ -13,7 +13,6 @@ enum class Manner {
   kAccept,  // 200
   kFail,    // 500
   kClose,   // closes the connection when it has the message
-  kSlow,    // 200 after a while
   kSilent,  // never answers
   kDown,    // nobody listens
 };

@@ -1,6 +1,5 @@
 #include "store_fixture.h"
 
-#include <poll.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -32,17 +31,6 @@ int ChildProcess::kill() {
   return wait();
 }
 
-void Signal::raise() const {
-  EXPECT_EQ(eventfd_write(counter_, 1), 0);
-}
-
-bool Signal::await() const {
-  constexpr int kMilliseconds = 30000;
-  pollfd reader = {counter_, POLLIN, 0};
-  eventfd_t count = 0;
-  return poll(&reader, 1, kMilliseconds) == 1 && eventfd_read(counter_, &count) == 0;
-}
-
 toolkit::CPath normalized(const std::string& text) {
   toolkit::CPath path(text);
   path.normalize();
@@ -51,17 +39,8 @@ toolkit::CPath normalized(const std::string& text) {
 
 void expectSame(const toolkit::admin::Model& a, const toolkit::admin::Model& b) {
   EXPECT_EQ(a.nodes, b.nodes);
-  const auto rows = [](const toolkit::admin::Model& model) {
-    std::vector<std::tuple<std::string, std::string, std::string, CElement>> rows;
-    for (const auto& [path, user, allow] : model.rights) {
-      rows.emplace_back(path, user, allow, CElement());
-    }
-    for (const auto& [node, name, element, source] : model.leaves) {
-      rows.emplace_back(node, name, std::to_string(source), element);
-    }
-    return rows;
-  };
-  EXPECT_EQ(rows(a), rows(b));
+  EXPECT_EQ(a.rights, b.rights);
+  EXPECT_EQ(a.leaves, b.leaves);
 }
 
 StoreTest::StoreTest() {
@@ -106,5 +85,11 @@ api_status_t StoreTest::set(toolkit::CCds& cds, const std::string& path, const C
                             pcd_tribool_t persist) {
   api_status_t status = API_NONE;
   cds.set_leaf(path, element, status, persist, "test");
+  return status;
+}
+
+api_status_t StoreTest::remove(toolkit::CCds& cds, const std::string& node) {
+  api_status_t status = API_NONE;
+  cds.remove_node(node, status, "test");
   return status;
 }

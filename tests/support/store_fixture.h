@@ -2,7 +2,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -29,22 +28,6 @@ class ChildProcess {
 
  private:
   pid_t pid_;
-};
-
-// By which processes tell each other that something has happened.
-class Signal {
- public:
-  Signal() = default;
-  ~Signal() { close(counter_); }
-  Signal(const Signal&) = delete;
-  Signal& operator=(const Signal&) = delete;
-
-  void raise() const;
-  // False when nobody has raised it within 30 s.
-  bool await() const;
-
- private:
-  int counter_ = eventfd(0, EFD_SEMAPHORE);
 };
 
 // A path that has been parsed.
@@ -81,6 +64,7 @@ class StoreTest : public testing::Test {
 
   static api_status_t set(toolkit::CCds& cds, const std::string& path,
                           const toolkit::CElement& element, pcd_tribool_t persist = PCD_FALSE);
+  static api_status_t remove(toolkit::CCds& cds, const std::string& node);
 
   const std::filesystem::path& folder() const { return folder_.path(); }
   std::filesystem::path liveFile() const { return folder() / "run/live.mdb"; }

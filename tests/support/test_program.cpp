@@ -11,6 +11,7 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 namespace fs = std::filesystem;
 
@@ -36,6 +37,14 @@ SmallDisk::~SmallDisk() {
   if (mounted_) {
     umount2(path_.c_str(), MNT_DETACH);
   }
+}
+
+bool await(const std::function<bool()>& condition) {
+  int left = 3000;
+  while (!condition() && --left > 0) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return left > 0;
 }
 
 std::string contentsOf(const fs::path& file) {

@@ -46,6 +46,9 @@ struct Outcome {
   std::string err;
 };
 
+// True when the condition holds within a generous time.
+bool await(const std::function<bool()>& condition);
+
 std::string contentsOf(const std::filesystem::path& file);
 
 // Starts a program whose output goes to the files "out" and "err" of the folder. `prepare` runs in

@@ -3,6 +3,7 @@
 
 #include <set>
 
+#include "model_file.h"
 #include "store_fixture.h"
 
 using sim::AlarmEngine;
@@ -14,32 +15,30 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
+constexpr const char* kDevice = R"({"nodes": {
+    "/Dev": {"NodeType": "Device"},
+    "/Dev/AlarmsEnabled": {"Value": 1},
+    "/Dev/V": {"Value": 230, ".AlarmEnable": 1, ".AlarmHighLimit": 250, ".AlarmHighHighLimit": 260,
+               ".AlarmHysteresis": 2},
+    "/Dev/Group/T": {"Value": 20, ".AlarmEnable": 1, ".AlarmLowLimit": 10, ".AlarmHysteresis": 2,
+                     ".AutoClosing": 1, ".AlarmLowMsg": "Low", ".BasePriority": 5000},
+    "/Dev/D": {"Value": 0, ".AlarmEnable": 1, ".AlarmHighLimit": 10, ".AlarmHysteresis": 2,
+               ".AlarmDelay": 2, ".AlarmClearDelay": 2},
+    "/Dev/Sub": {"NodeType": "Device"},
+    "/Dev/Sub/W": {"Value": 1, ".AlarmEnable": 1, ".AlarmHighLimit": 5, ".AlarmClearDelay": 1},
+    "/Dev/S": {"Value": 1, ".AlarmEnable": 1, ".AlarmOnValue": 2},
+    "/Dev/Breaker": {"Value": 1, "PossibleValues": "Open;Closed;Tripped", ".AlarmEnable": 1,
+                     ".AlarmOnValue": 2, ".LatchAlarm": 1}}})";
+
 class Alarms : public StoreTest {
  protected:
   Alarms() { importDevice(); }
 
   void importDevice() {
-    std::vector<toolkit::admin::ModelLeaf> leaves;
-    for (const std::string node : {
-             "/Dev NodeType=Device",
-             "/Dev/AlarmsEnabled Value=1",
-             "/Dev/V Value=230 .AlarmEnable=1 .AlarmHighLimit=250 .AlarmHighHighLimit=260 "
-             ".AlarmHysteresis=2",
-             "/Dev/Group/T Value=20 .AlarmEnable=1 .AlarmLowLimit=10 .AutoClosing=1 "
-             ".AlarmLowMsg=Low .BasePriority=5000",
-             "/Dev/Sub NodeType=Device",
-             "/Dev/Sub/W Value=1 .AlarmEnable=1 .AlarmHighLimit=5 .AlarmClearDelay=1",
-             "/Dev/Breaker Value=1 PossibleValues=Open;Closed;Tripped .AlarmEnable=1 "
-             ".AlarmOnValue=2 .LatchAlarm=1",
-         }) {
-      const Texts words = split(node, ' ');
-      for (std::size_t i = 1; i < words.size(); ++i) {
-        const Texts pair = split(words[i], '=');
-        leaves.push_back(leaf(words[0], pair[0], element(pair[1])));
-      }
-    }
+    toolkit::admin::Model model;
+    ASSERT_EQ(model_file::parse(kDevice, model), "");
     setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
-    import(std::move(leaves));
+    import(model.leaves);
     ASSERT_EQ(cds_.init(), 0) << cds_.last_error();
     engine_ = std::make_unique<AlarmEngine>(cds_);
   }
@@ -48,13 +47,6 @@ class Alarms : public StoreTest {
     CElement::split_string(pieces, text, separator);
     return pieces;
   }
-  // A number or a word.
-  static CElement element(const std::string& text) {
-    CElement element(text);
-    if (text[0] <= '9') element.convert_type(DATA_REAL);
-    return element;
-  }
-
   bool step(int seconds = 1) {
     now_.tv_sec += seconds;
     return engine_->step(seconds, now_);
@@ -97,9 +89,11 @@ class Alarms : public StoreTest {
       if (words[0] == "boot") toolkit::admin::boot();
       engine_ = std::make_unique<AlarmEngine>(cds_);
     } else if (words[0] == "rm") {
-      cds_.remove_node(words[1], status, "test");
+      remove(cds_, words[1]);
     } else {
-      set(cds_, whole(words[0]), element(words[1]));
+      CElement number(words[1]);
+      number.convert_type(DATA_REAL);
+      set(cds_, whole(words[0]), number);
     }
   }
   std::vector<CEventStream::Entry> events() {
@@ -117,12 +111,18 @@ class Alarms : public StoreTest {
 // removal.
 const std::pair<const char*, const char*> kCourses[] = {
     {"by hand",
-     "V 251>1: 1 true 1|V 249|V 247>1: 2 false 2|V 252>1: 1 true 3|ack 0|ack 1>1: 3 true 4|ack 1|"
-     "ack 0>1: 1 true 5|ack 1|V nan>1: 3 true 6|V 230>1: 5 false 7|ack 1>1: 5 false 7"},
+     "V 250>none|V 251>1: 1 true 1|V 248>1: 1 true 1|V 247.9>1: 2 false 2|V 250>1: 2 false 2|"
+     "V 252>1: 1 true 3|ack 0|ack 1>1: 3 true 4|ack 1|ack 0>1: 1 true 5|ack 1|V nan>1: 3 true 6|"
+     "V 230>1: 5 false 7|ack 1>1: 5 false 7"},
+    {"delays, which go on in the band and not without a value",
+     "D 11|D 11|D 7|D 11|D nan|D nan|D 9>none|D 9>1: 1 true 1|D 7|D 7|D 11|D 7|D 7>1: 1 true 1|"
+     "D 11|D 9|restart>1: 1 true 1|D 7|D 7>1: 1 true 1|D 7>1: 2 false 2"},
+    {"a state that is hit exactly", "S 2>1: 1 true 1|S 3>1: 2 false 2"},
     {"cleared first", "V 251|V 1|ack 0>1: 2 false 2|ack 1>1: 5 false 3"},
     {"notes", "V 251|ack 0 a>1: 1 true 2|ack 1>/Alarms/1/Note=a|ack 2|ack 1 c>/Alarms/1/Note=c"},
     {"no such status", "V 251|ack 3 x|ack -1 x>1: 1 true 1"},
-    {"closing itself", "Group/T 9>1: 1 true 1|Group/T 11>1: 5 false 2"},
+    {"closing itself",
+     "Group/T 10>none|Group/T 9>1: 1 true 1|Group/T 12>1: 1 true 1|Group/T 12.1>1: 5 false 2"},
     {"latched", "Breaker 2|Breaker 1>1: 1 true 1|restart>Breaker:InAlarm=true|ack 1>1: 5 false 2"},
     {"turned off", "V 251|AlarmsEnabled 0>1: 2 false 2|V 300>1: 2 false 2"},
     {"closed while it stands",
@@ -195,7 +195,7 @@ TEST_F(Alarms, BreakersTellWhenTheyMove) {
 
 TEST_F(Alarms, ClosedOnesGoAfterAMinuteAndAreAHundredAtMost) {
   for (int i = 0; i < 2 * 102; ++i) {
-    act(i % 2 == 0 ? "Group/T 9" : "Group/T 11");
+    act(i % 2 == 0 ? "Group/T 9" : "Group/T 13");
     step(0);
   }
   EXPECT_EQ(*numbers().begin(), 3U);

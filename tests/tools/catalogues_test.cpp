@@ -3,28 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 
 #include "alarm_rules.h"
 #include "model_file.h"
+#include "test_program.h"
 
 namespace {
-
-// Entries of a .po file with one line a text.
-std::map<std::string, std::string> readCatalogue(const std::string& language) {
-  std::ifstream in(std::string(LOCALE_FOLDER) + "/" + language + ".po");
-  std::map<std::string, std::string> entries;
-  std::string line;
-  std::string id;
-  while (std::getline(in, line)) {
-    if (line.starts_with("msgid ")) id = nlohmann::json::parse(line.substr(6));
-    if (line.starts_with("msgstr ")) entries[id] = nlohmann::json::parse(line.substr(7));
-  }
-  return entries;
-}
 
 std::set<std::string> translatableTexts() {
   static const std::set<std::string> kLeaves = {
@@ -47,13 +33,17 @@ TEST(Catalogues, HaveEveryTextOfTheModelsAndKeepThePlacesOfLabels) {
   const std::set<std::string> texts = translatableTexts();
   ASSERT_GT(texts.size(), 50U);
   for (const char* language : {"en_US", "de_DE", "fr_FR"}) {
-    const auto catalogue = readCatalogue(language);
+    // Its entries have one line a text.
+    const std::string catalogue = contentsOf(LOCALE_FOLDER "/" + std::string(language) + ".po");
     for (const std::string& text : texts) {
-      const auto entry = catalogue.find(text);
-      ASSERT_TRUE(entry != catalogue.end() && !entry->second.empty()) << language << ": " << text;
-      EXPECT_EQ(std::count(text.begin(), text.end(), ';'),
-                std::count(entry->second.begin(), entry->second.end(), ';'))
-          << language << ": " << text;
+      const std::string id = "\nmsgid " + nlohmann::json(text).dump() + "\nmsgstr \"";
+      const std::size_t at = catalogue.find(id);
+      ASSERT_NE(at, std::string::npos) << language << id;
+      const auto begin = catalogue.begin() + static_cast<std::ptrdiff_t>(at + id.size());
+      ASSERT_NE(*begin, '"') << language << id;
+      EXPECT_EQ(std::count(begin, std::find(begin, catalogue.end(), '\n'), ';'),
+                std::count(text.begin(), text.end(), ';'))
+          << language << id;
     }
   }
 }

@@ -52,7 +52,7 @@ TEST_F(Devctl, GetPrintsEverythingOfALeaf) {
       << lines;
 }
 
-TEST_F(Devctl, SetKeepsTheTypeAndTakesLabels) {
+TEST_F(Devctl, SetKeepsTheTypeTakesLabelsAndPersistsWhatItIsToldTo) {
   const std::tuple<const char*, const char*, const char*> kCases[] = {
       {"/A/Level", "-2", "Real\t-2"},         {"/A/Level:Units", "12", "String\t12"},
       {"/A/Switch", "On", "Integer\t1"},      {"/A/Switch", "Trip", "Integer\t2"},
@@ -62,20 +62,15 @@ TEST_F(Devctl, SetKeepsTheTypeAndTakesLabels) {
     expectSuccess({"set", path, value});
     expectLeaf(path, expected);
   }
-  expectSuccess({"set", "/A/New", "5", "--type", "Integer64"});
-  expectLeaf("/A/New", "Integer64\t5");
-}
-
-TEST_F(Devctl, OnlyPersistentWritesSurviveABoot) {
-  expectSuccess({"set", "/A/Level", "7"});
-  expectSuccess({"set", "/A/Switch", "1", "--persist"});
+  expectSuccess({"set", "/A/New", "5", "--type", "Integer64", "--persist"});
   expectSuccess({"boot"});
+  expectLeaf("/A/New", "Integer64\t5");
   expectLeaf("/A/Level", "Real\t1.5");
-  expectLeaf("/A/Switch", "Integer\t1");
 }
 
 TEST_F(Devctl, ListAndRemove) {
   EXPECT_EQ(expectSuccess({"ls", "/A"}), "Flag/\nLevel/\nSwitch/\nText/\n:.Quality\n:NodeType\n");
+  EXPECT_EQ(expectSuccess({"ls", "/A/Text"}), ":Value\n");
   expectSuccess({"rm", "/A/Level:Units"});
   expectSuccess({"rm", "/A/Flag"});
   EXPECT_EQ(expectSuccess({"ls", "/A"}), "Level/\nSwitch/\nText/\n:.Quality\n:NodeType\n");
@@ -96,6 +91,7 @@ TEST_F(Devctl, FailuresNameWhatIsWrongAndChangeNothing) {
   const std::string faulty = write("faulty.json", R"({"nodes": {"/C": {}, "/D/": {}}})");
   expectFailure({"import", "--replace", faulty}, {faulty, "\"/D/\""});
   expectFailure({"import", "/nowhere.json"}, {"/nowhere.json"});
+  expectFailure({"import", folder()}, {folder()});
   expectFailure({"get", "/A/Level", "/A//B"}, {"/A//B"});
   expectFailure({"ls", "/Missing"}, {"/Missing"});
   expectFailure({"export", "/Missing"}, {"/Missing"});
@@ -117,6 +113,7 @@ TEST_F(Devctl, StatusFailsWhenSomebodyIsOverdue) {
   EXPECT_EQ(punctual.status, 0);
   EXPECT_NE(punctual.out.find("sleeper"), std::string::npos);
   cds.watchdog_register(status, "sleeper", -1, 0);
+  expectSuccess({"boot"});
   const Outcome overdue = devctl({"status"});
   EXPECT_EQ(overdue.status, 1);
   EXPECT_NE(overdue.err.find("sleeper is overdue"), std::string::npos);

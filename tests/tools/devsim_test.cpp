@@ -1,8 +1,6 @@
 // The simulated meter as a process on a store of its own.
-#include <chrono>
 #include <cmath>
 #include <csignal>
-#include <thread>
 
 #include "sandbox.h"
 
@@ -27,26 +25,17 @@ class Devsim : public Sandbox {
     return leaf.elements[0];
   }
   static double number(const std::string& name) { return read(name).to_double(); }
-
-  static std::string allValues() {
-    toolkit::admin::Model model;
-    EXPECT_EQ(toolkit::admin::exportModel("/Feeder1", model), "");
-    std::string text;
-    for (const auto& leaf : model.leaves) {
-      text += leaf.node + ":" + leaf.name + "=" + leaf.element.to_string(17) + "\n";
-    }
-    return text;
-  }
 };
 
 TEST_F(Devsim, SameSeedSameValues) {
   simulate("20", "7");
-  const std::string first = allValues();
+  const auto reading = [] { return std::pair(number("PowerTotal"), number("Branch1/CurrentA")); };
+  const auto first = reading();
   for (const char* seed : {"7", "8"}) {
     useStore(seed);
     importFeeder();
     simulate("20", seed);
-    EXPECT_EQ(allValues() == first, std::string(seed) == "7") << seed;
+    EXPECT_EQ(reading() == first, std::string(seed) == "7") << seed;
   }
 }
 
@@ -98,15 +87,11 @@ TEST_F(Devsim, MovesUntilItIsToldToStop) {
   const auto stamp = [] { return CElement(read("VoltageA").time()).to_string(); };
   const std::string before = stamp();
   const pid_t pid = startProcess(folder(), DEVSIM, {});
-  for (int tries = 0; stamp() == before && tries < 600; ++tries) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
-  const std::string after = stamp();
+  EXPECT_TRUE(await([&] { return stamp() != before; }));
   std::vector<toolkit::admin::Watchdog> watched;
   EXPECT_EQ(toolkit::admin::watchdogs(watched), "");
   kill(pid, SIGTERM);
   EXPECT_EQ(waitForProcess(pid, folder()).status, 0);
-  EXPECT_NE(after, before);
   EXPECT_EQ(watched.size(), 1U);
   EXPECT_EQ(toolkit::admin::watchdogs(watched), "");
   EXPECT_TRUE(watched.empty());

@@ -17,6 +17,7 @@ struct Right {
   std::string path;
   std::string user;   // "*": anybody, also an anonymous caller
   std::string allow;  // letters of "rwdx": read, write, remove, reset
+  bool operator==(const Right&) const = default;
 };
 
 struct ModelLeaf {
@@ -24,6 +25,7 @@ struct ModelLeaf {
   std::string name;  // leaf name
   CElement element;
   element_property_t source = ELEMENT_NORMAL;
+  bool operator==(const ModelLeaf&) const = default;
 };
 
 // A device model, or a part of one.
