@@ -6,30 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <thread>
 
 namespace fs = std::filesystem;
 using toolkit::CElement;
 
 namespace {
-
-constexpr auto kPollInterval = std::chrono::milliseconds(10);
-constexpr auto kDeadline = std::chrono::seconds(60);
-
-template <class Condition>
-bool await(Condition condition) {
-  const auto end = std::chrono::steady_clock::now() + kDeadline;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) {
-      return false;
-    }
-    std::this_thread::sleep_for(kPollInterval);
-  }
-  return true;
-}
 
 void bindMount(const fs::path& source, const fs::path& target) {
   if (mount(source.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0) {
