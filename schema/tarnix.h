@@ -5,6 +5,7 @@
 //
 // How to read a member:
 //   T* x nullptr 1        nillable: written as xsi:nil when absent
+//   T x 1                 always written
 //   T* x 0                optional: left out when absent
 //   std::vector<T> x 0    repeated: one element an item, none when empty
 // On input any element may be missing: the member then keeps its default. Classes whose name begins
