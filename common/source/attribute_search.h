@@ -1,10 +1,10 @@
 // Search of the data store for nodes of which one attribute has a value that matches a pattern.
 //
 // The pattern is a regular expression in Perl syntax that may match anywhere in the value; the
-// empty one matches every value. It works on the bytes of UTF-8: "." and a class such as "[é]" match
-// one byte and not one character. Values are those of the caller's locale and options. A node that
-// the caller may not read, or without the attribute, is passed over silently; a bad pattern, or one
-// that takes too many steps on a value, matches nothing and is logged for each node.
+// empty one matches every value. It works on the bytes of UTF-8: "." and a class such as "[é]"
+// match one byte and not one character. Values are those of the caller's locale and options. A node
+// that the caller may not read, or without the attribute, is passed over silently; a bad pattern,
+// or one that takes too many steps on a value, matches nothing and is logged for each node.
 //
 // One search is one object. Results are appended to the response as they are found.
 #pragma once
