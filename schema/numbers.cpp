@@ -1,6 +1,6 @@
 // How floating-point numbers stand on the wire: the shortest decimal text that reads back to the
-// same value, and INF, -INF, NaN (W3C XML Schema Part 2, double and float). Takes the place of the
-// engine's own formatting, for every number of every message.
+// same value, and INF, -INF, NaN (W3C XML Schema, datatypes double and float). Takes the place of
+// the engine's own formatting, for every number of every message.
 #include <charconv>
 #include <cmath>
 
