@@ -230,8 +230,11 @@ int pcd_getValue(struct soap* ctx, _service_options_t* opts, const std::string& 
 bool pcd_findValue(struct soap* ctx, const _service_options_t* opts, const std::string& path,
                    const std::string& attribute, std::string& reply) {
   _global_data_t* glptr = globalDataWithStore(ctx);
+  if (!opts->localeValid || attribute.size() > toolkit::CPath::kMaxText) {
+    return false;
+  }
   toolkit::CPath cdsPath(joined(path, attribute));
-  if (!opts->localeValid || cdsPath.normalize() != 0 || !cdsPath.is_read_authorized()) {
+  if (cdsPath.normalize() != 0 || !cdsPath.is_read_authorized()) {
     return false;
   }
   api_status_t status = API_NONE;
@@ -258,6 +261,10 @@ int pcd_ProcessValue(_global_data_t* glptr, _service_options_t* opts, int rc, to
   }
   answerLeaf(glptr, opts, path, element, source, isMultistate, reply);
   return 0;
+}
+
+std::string pcd_joinPath(const std::string& base, const std::string& relative) {
+  return base.size() + relative.size() > toolkit::CPath::kMaxText ? std::string() : base + relative;
 }
 
 int pcd_getValues(struct soap* ctx, _service_options_t* opts, const std::vector<std::string>& paths,

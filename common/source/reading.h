@@ -33,6 +33,10 @@ int pcd_ProcessValue(_global_data_t* glptr, _service_options_t* opts, int rc, to
                      api_status_t status, toolkit::CElement& element, element_property_t source,
                      bool& isMultistate, std::string& reply);
 
+// Two texts as they stand, one behind the other. What is too long for a path comes out empty: no
+// path either, and a long base costs nothing however many paths are built on it.
+std::string pcd_joinPath(const std::string& base, const std::string& relative);
+
 // Reads many paths in one fetch: one result a path, in order, or a single error string when there
 // is no path, no such locale or no store. Always returns 0.
 int pcd_getValues(struct soap* ctx, _service_options_t* opts, const std::vector<std::string>& paths,

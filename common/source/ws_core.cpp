@@ -116,7 +116,7 @@ int __nsc1__getRelativeValues(struct soap* ctx, _nsc1__getRelativeValues* reques
   std::vector<std::string> paths;
   if (in.basePath != nullptr) {
     for (const std::string& relative : in.paths) {
-      paths.push_back(*in.basePath + relative);
+      paths.push_back(pcd_joinPath(*in.basePath, relative));
     }
   }
   return pcd_getValues(ctx, &opts, paths, response->getRelativeValuesResult);

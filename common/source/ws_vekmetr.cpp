@@ -143,8 +143,9 @@ int nsvk__getLeafDescriptors(struct soap* ctx, std::string* options, std::string
   }
   std::vector<toolkit::CPath> paths;
   paths.reserve(leafPaths.size());
+  const std::string base = textOf(basePath);
   for (std::string& leaf : leafPaths) {
-    leaf.insert(0, textOf(basePath));
+    leaf = pcd_joinPath(base, leaf);
     paths.emplace_back(std::move(leaf)).normalize();
   }
   std::vector<Fetched> leaves;

@@ -86,6 +86,12 @@ TEST_F(Reading, RelativePathsAreJoinedAsTheyStand) {
   EXPECT_EQ(list("<n:basePath>/M1</n:basePath><n:paths>Count</n:paths>"),
             Texts{"? 9 Node Not Found : CDS access failed"});
   EXPECT_EQ(list("<n:paths>/M1/Count</n:paths>"), Texts{"? 17 No Paths Provided : No paths"});
+  std::string request = "<n:basePath>/" + std::string(500'000, 'x') + "</n:basePath>";
+  for (int i = 0; i < 20'000; ++i) {
+    request += "<n:paths/>";
+  }
+  EXPECT_EQ(list(request), Texts(20'000, "? 8 Bad Path Syntax : CDS access failed"))
+      << "10 GB if each were kept";
 }
 
 TEST_F(Reading, ArraysAreSplitOrRefused) {

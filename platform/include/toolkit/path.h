@@ -34,6 +34,8 @@ class CCds;
 class CPath {
  public:
   static constexpr std::size_t kMaxLength = 511;
+  // Node, ":", leaf, sub-attribute: whatever is longer is outside the grammar.
+  static constexpr std::size_t kMaxText = 2 * kMaxLength;
 
   CPath() = default;
   // Implicit: a literal path is a path. Takes the text as it is; normalize() checks it.

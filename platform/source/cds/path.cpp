@@ -20,8 +20,6 @@ namespace {
 
 constexpr std::string_view kValue = "Value";
 constexpr std::size_t kMaxIndexDigits = 9;
-// Node, ":", leaf, sub-attribute: whatever is longer is outside the grammar.
-constexpr std::size_t kMaxText = 2 * CPath::kMaxLength;
 
 bool isLetter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
