@@ -131,10 +131,9 @@ std::string typeName(const toolkit::CElement& element, bool isMultistate) {
   return name == nullptr ? kInvalidType : name;
 }
 
-// False for a sub-attribute that is none of ours: the reply is then an error string.
-bool answerSubAttribute(const _service_options_t* opts, const std::string& subAttribute,
-                        const toolkit::CElement& element, element_property_t source,
-                        bool isMultistate, std::string& reply) {
+// False, and `reply` stays, for a sub-attribute that is none of ours.
+bool answerSubAttribute(const std::string& subAttribute, const toolkit::CElement& element,
+                        element_property_t source, bool isMultistate, std::string& reply) {
   if (subAttribute.starts_with(".Time")) {
     const timeval time = element.time();
     reply = std::to_string(qel_UNIXtoQELtime64(&time));
@@ -144,8 +143,6 @@ bool answerSubAttribute(const _service_options_t* opts, const std::string& subAt
   } else if (subAttribute.starts_with(".AttribType")) {
     reply = typeName(element, isMultistate);
   } else {
-    BnwsErrMsg(WS_ILLEGAL_ATTRIBUTE, ("Unknown sub-Attribute " + subAttribute).c_str(), reply,
-               opts);
     return false;
   }
   return true;
@@ -158,11 +155,11 @@ bool answerLeaf(_global_data_t* glptr, const _service_options_t* opts, const too
   reply = element.type() == DATA_REAL ? element.to_string(opts->precision) : element.to_string();
   localize(glptr, opts, path, element, isMultistate, reply);
   return path.getSubAttribute().empty() ||
-         answerSubAttribute(opts, path.getSubAttribute(), element, source, isMultistate, reply);
+         answerSubAttribute(path.getSubAttribute(), element, source, isMultistate, reply);
 }
 
 std::string joined(const std::string& path, const std::string& attribute) {
-  return attribute.empty() ? path : path + ":" + attribute;
+  return attribute.empty() ? path : pcd_joinPath(path + ":", attribute);
 }
 
 bool nodeExists(_global_data_t* glptr, const std::string& nodePath) {
@@ -230,11 +227,8 @@ int pcd_getValue(struct soap* ctx, _service_options_t* opts, const std::string& 
 bool pcd_findValue(struct soap* ctx, const _service_options_t* opts, const std::string& path,
                    const std::string& attribute, std::string& reply) {
   _global_data_t* glptr = globalDataWithStore(ctx);
-  if (!opts->localeValid || attribute.size() > toolkit::CPath::kMaxText) {
-    return false;
-  }
   toolkit::CPath cdsPath(joined(path, attribute));
-  if (cdsPath.normalize() != 0 || !cdsPath.is_read_authorized()) {
+  if (!opts->localeValid || cdsPath.normalize() != 0 || !cdsPath.is_read_authorized()) {
     return false;
   }
   api_status_t status = API_NONE;
@@ -259,7 +253,10 @@ int pcd_ProcessValue(_global_data_t* glptr, _service_options_t* opts, int rc, to
                reply, opts);
     return 1;
   }
-  answerLeaf(glptr, opts, path, element, source, isMultistate, reply);
+  if (!answerLeaf(glptr, opts, path, element, source, isMultistate, reply)) {
+    BnwsErrMsg(WS_ILLEGAL_ATTRIBUTE, ("Unknown sub-Attribute " + path.getSubAttribute()).c_str(),
+               reply, opts);
+  }
   return 0;
 }
 

@@ -34,7 +34,7 @@ int pcd_ProcessValue(_global_data_t* glptr, _service_options_t* opts, int rc, to
                      bool& isMultistate, std::string& reply);
 
 // Two texts as they stand, one behind the other. What is too long for a path comes out empty: no
-// path either, and a long base costs nothing however many paths are built on it.
+// path either, and a long part costs nothing however often it is joined.
 std::string pcd_joinPath(const std::string& base, const std::string& relative);
 
 // Reads many paths in one fetch: one result a path, in order, or a single error string when there

@@ -74,6 +74,7 @@ TEST_F(Search, ComparesWhatTheClientMayRead) {
     EXPECT_EQ(elements(reply, "nodes").size(), expected.size());
   }
   EXPECT_EQ(log().find("Unauthorized"), std::string::npos);
+  EXPECT_EQ(log().find("BnwsErrMsg"), std::string::npos);
 }
 
 TEST_F(Search, SurvivesPatternsThatAreBadOrExplode) {
