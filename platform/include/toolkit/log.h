@@ -1,0 +1,76 @@
+// CLog: a log of events, one SQLite file in WAL mode. The event, system and delta logs of a device
+// are three of them. docs/log-databases.md has the schema.
+//
+// One process writes, any number reads at the same time, and none waits for another. Calls return 0
+// (LOG_OK) or the log_result_t that tells why not; last_error() then has a sentence that names the
+// file. Outputs of a failed call are empty. One thread at a time per object; nothing here throws
+// but std::bad_alloc.
+#pragma once
+
+#include <sys/time.h>
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "toolkit/event.h"
+#include "toolkit/log_result.h"
+
+namespace toolkit {
+
+class CLog {
+ public:
+  static constexpr unsigned kNoMaximum = std::numeric_limits<unsigned>::max();
+  // With `wait`: how long a reader and a writer wait for a file that another process holds.
+  static constexpr int kReaderWaitMs = 40;
+  static constexpr int kWriterWaitMs = 5000;
+
+  // How far an event stream has been entered in this log.
+  struct Mark {
+    std::uint64_t number = 0;  // of the last entry; 0: none
+    timeval time{};            // of its event
+  };
+
+  CLog();
+  ~CLog();
+  CLog(const CLog&) = delete;
+  CLog& operator=(const CLog&) = delete;
+
+  // Opens a log, after closing what was open. A file that another process holds is open all the
+  // same: the calls on it are then busy.
+  //   capacity   rows that a writer keeps; 0: no bound
+  //   write      for append(); else for reading
+  //   durable    a writer's append() is on the disk when it returns; else a power loss may cost the
+  //              last ones, and never the file
+  //   mustExist  a writer fails on a missing file instead of making it; a reader always does
+  //   wait       see above; else a held file is LOG_BUSY at once
+  //   pageSize   bytes, a power of 2 from 512 to 65536; counts for a new file only
+  //   cacheSize  bytes     heapLimit  bytes, soft, of all of SQLite in this process
+  // A size of 0 is SQLite's own choice.
+  int init(const std::string& path, unsigned capacity, bool write, bool durable, bool mustExist,
+           bool wait, unsigned pageSize, unsigned cacheSize, unsigned heapLimit);
+  bool is_initialized() const;
+  void close();
+
+  // The events with start <= time <= end (null: no bound) whose path is `pathFilter` or lies below
+  // it, by whole components; "" and "/" are every path. Of more than `max` the oldest ones, or with
+  // `latest` the newest. In order of time, and of their entry where that is equal; with `reverse`
+  // the other way round. `types` is a sum of event_type_t; 0: all.
+  int retrieve(std::vector<CEvent>& events, const std::string& pathFilter, const timeval* start,
+               const timeval* end, unsigned max, bool latest, bool reverse, unsigned types);
+
+  // Enters all events, in one transaction, or none. Beyond the capacity the rows that were entered
+  // first go, some at a time. `mark` is kept with them when it is not null.
+  int append(const std::vector<CEvent>& events, const Mark* mark = nullptr);
+  int get_mark(Mark& mark);
+
+  const std::string& last_error() const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace toolkit

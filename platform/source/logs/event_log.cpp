@@ -1,0 +1,170 @@
+#include <algorithm>
+#include <limits>
+
+#include "logs/database.h"
+#include "logs/event_row.h"
+#include "toolkit/log.h"
+#include "toolkit/time.h"
+
+namespace toolkit {
+
+namespace {
+
+// Rows that one append removes beyond those that it adds.
+constexpr std::int64_t kTrimStep = 200;
+
+// The index answers times and paths, so that a filter reads no row in vain.
+constexpr logs::Schema kSchema = {"event log", 0x54524E45, 1, R"(
+  CREATE TABLE event (
+    id INTEGER PRIMARY KEY, time INTEGER NOT NULL, type INTEGER NOT NULL, path TEXT NOT NULL,
+    event_id INTEGER NOT NULL, sequence INTEGER NOT NULL, severity INTEGER NOT NULL,
+    priority INTEGER NOT NULL, quality INTEGER NOT NULL, ack INTEGER NOT NULL,
+    variation INTEGER NOT NULL, condition INTEGER NOT NULL, auto_closing INTEGER NOT NULL,
+    flag INTEGER NOT NULL, raised INTEGER NOT NULL, value_type INTEGER NOT NULL, value,
+    value_time INTEGER NOT NULL, message TEXT NOT NULL, note TEXT NOT NULL, source TEXT NOT NULL);
+  CREATE INDEX event_time ON event (time, id, path);
+  CREATE TABLE mark (number INTEGER NOT NULL, time INTEGER NOT NULL);
+)"};
+
+// A path filter as the bounds of an index: the path itself, and all that begin with it and "/".
+struct PathFilter {
+  explicit PathFilter(std::string text) : path(std::move(text)) {
+    while (path.ends_with('/')) {
+      path.pop_back();
+    }
+  }
+  bool isSet() const { return !path.empty(); }
+  std::string first() const { return path + "/"; }
+  std::string behind() const { return path + static_cast<char>('/' + 1); }
+
+  std::string path;
+};
+
+std::string query(bool filtered, bool descending) {
+  const std::string direction = descending ? " DESC" : "";
+  return "SELECT " + std::string(logs::kEventColumns) +
+         " FROM event WHERE time >= ?1 AND time <= ?2" +
+         (filtered ? " AND (path = ?5 OR (path >= ?6 AND path < ?7))" : "") +
+         " AND (?4 = 0 OR type & ?4) ORDER BY time" + direction + ", id" + direction + " LIMIT ?3";
+}
+
+std::int64_t wireTime(const timeval* bound, std::int64_t unbounded) {
+  return bound == nullptr ? unbounded : qel_UNIXtoQELtime64(bound);
+}
+
+void trim(SQLite::Database& database, std::int64_t capacity, std::int64_t added) {
+  SQLite::Statement ends(database,
+                         "SELECT (SELECT MIN(id) FROM event), (SELECT MAX(id) FROM event)");
+  ends.executeStep();
+  const std::int64_t first = ends.getColumn(0).getInt64();
+  const std::int64_t last = ends.getColumn(1).getInt64();
+  const std::int64_t excess = last - first + 1 - capacity;
+  if (excess <= 0) {
+    return;
+  }
+  SQLite::Statement remove(database, "DELETE FROM event WHERE id < ?");
+  remove.bind(1, first + std::min(excess, added + kTrimStep));
+  remove.exec();
+}
+
+void setMark(SQLite::Database& database, const CLog::Mark& mark) {
+  database.exec("DELETE FROM mark");
+  SQLite::Statement insert(database, "INSERT INTO mark VALUES (?, ?)");
+  insert.bind(1, static_cast<std::int64_t>(mark.number));
+  insert.bind(2, static_cast<std::int64_t>(qel_UNIXtoQELtime64(&mark.time)));
+  insert.exec();
+}
+
+}  // namespace
+
+struct CLog::State {
+  logs::Database database{kSchema};
+  std::int64_t capacity = 0;
+};
+
+CLog::CLog() : state_(std::make_unique<State>()) {}
+
+CLog::~CLog() = default;
+
+int CLog::init(const std::string& path, unsigned capacity, bool write, bool durable, bool mustExist,
+               bool wait, unsigned pageSize, unsigned cacheSize, unsigned heapLimit) {
+  logs::Access access;
+  access.write = write;
+  access.create = !mustExist;
+  access.durable = durable;
+  if (wait) {
+    access.waitMs = write ? kWriterWaitMs : kReaderWaitMs;
+  }
+  state_->capacity = capacity;
+  return state_->database.open(path, access, {pageSize, cacheSize, heapLimit});
+}
+
+bool CLog::is_initialized() const {
+  return state_->database.isOpen();
+}
+
+void CLog::close() {
+  state_->database.close();
+}
+
+int CLog::retrieve(std::vector<CEvent>& events, const std::string& pathFilter, const timeval* start,
+                   const timeval* end, unsigned max, bool latest, bool reverse, unsigned types) {
+  using Limits = std::numeric_limits<std::int64_t>;
+  events.clear();
+  const PathFilter filter(pathFilter);
+  const log_result_t result = state_->database.read([&](SQLite::Database& database) {
+    SQLite::Statement select(database, query(filter.isSet(), latest));
+    select.bind(1, wireTime(start, Limits::min()));
+    select.bind(2, wireTime(end, Limits::max()));
+    select.bind(3, max == kNoMaximum ? std::int64_t{-1} : std::int64_t{max});
+    select.bind(4, types);
+    if (filter.isSet()) {
+      select.bind(5, filter.path);
+      select.bind(6, filter.first());
+      select.bind(7, filter.behind());
+    }
+    while (select.executeStep()) {
+      events.push_back(logs::eventOf(select));
+    }
+  });
+  if (result != LOG_OK) {
+    events.clear();
+  } else if (latest != reverse) {
+    std::reverse(events.begin(), events.end());
+  }
+  return result;
+}
+
+int CLog::append(const std::vector<CEvent>& events, const Mark* mark) {
+  return state_->database.write([&](SQLite::Database& database) {
+    SQLite::Statement insert(database, logs::kInsertEvent);
+    for (const CEvent& event : events) {
+      logs::bindEvent(insert, event);
+      insert.exec();
+      insert.reset();
+    }
+    if (state_->capacity > 0) {
+      trim(database, state_->capacity, static_cast<std::int64_t>(events.size()));
+    }
+    if (mark != nullptr) {
+      setMark(database, *mark);
+    }
+  });
+}
+
+int CLog::get_mark(Mark& mark) {
+  mark = {};
+  return state_->database.read([&](SQLite::Database& database) {
+    SQLite::Statement select(database, "SELECT number, time FROM mark");
+    if (select.executeStep()) {
+      mark.number = static_cast<std::uint64_t>(select.getColumn(0).getInt64());
+      qel_QELtoUNIXtime64(select.getColumn(1).getInt64(), &mark.time);
+    }
+  });
+}
+
+const std::string& CLog::last_error() const {
+  return state_->database.lastError();
+}
+
+}  // namespace toolkit
