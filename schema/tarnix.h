@@ -719,3 +719,11 @@ int nsvk__getLeafDescriptors(std::string* options 0, std::string* basePath 0,
                              nsvk__getLeafDescriptorsResponse& response);
 int nsvk__getLocalAndUtcTime(std::string* options 0, nsvk__getLocalAndUtcTimeResponse& response);
 int nsvk__whoAmI(std::string* options 0, std::string& result);
+int nsvk__getDeltaLog(nsvk__logRetrieveRequest* request 0, nsvk__getDeltaLogResponse& response);
+int nsvk__getEventLog(nsvk__logRetrieveRequest* request 0, nsvk__getEventLogResponse& response);
+int nsvk__getActiveAlarms(nsvk__logRetrieveRequest* request 0,
+                          nsvk__getActiveAlarmsResponse& response);
+int nsvk__getTrendPeriods(std::string* options 0, nsvk__getTrendPeriodsResponse& response);
+int nsvk__getDeviceTrendParams(std::string* options 0, std::string* devicePath 0,
+                               nsvk__getDeviceTrendParamsResponse& response);
+int nsvk__getTrendData(nsvk__getTrendDataRequest* request 0, nsvk__getTrendDataResponse& response);

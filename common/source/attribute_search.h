@@ -9,43 +9,11 @@
 // One search is one object. Results are appended to the response as they are found.
 #pragma once
 
-#include <chrono>
-#include <optional>
-#include <stdexcept>
 #include <string>
 
-#include <boost/regex.hpp>
-
 #include "TarnixH.h"
-#include "request_limits.h"
 #include "service_options.h"
-
-struct SearchEnded : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
-// When a search has to end.
-class SearchDeadline {
- public:
-  using Clock = std::chrono::steady_clock::time_point (*)();
-
-  explicit SearchDeadline(Clock clock) : clock_(clock), end_(clock() + limits::kMaxSearch) {}
-  // Throws SearchEnded.
-  void check() const;
-  // To be called for every character looked at: checks now and then.
-  void step() {
-    if (++steps_ % kStepsPerCheck == 0) {
-      check();
-    }
-  }
-
- private:
-  static constexpr unsigned kStepsPerCheck = 65536;
-
-  Clock clock_;
-  std::chrono::steady_clock::time_point end_;
-  unsigned steps_ = 0;
-};
+#include "timed_pattern.h"
 
 class AttributeSearch {
  public:
@@ -54,11 +22,10 @@ class AttributeSearch {
     std::string pattern;
   };
 
-  // All references must outlive the search. Throws std::length_error for a pattern that is longer
-  // than limits::kMaxPattern.
+  // All references must outlive the search. Throws std::length_error as TimedPattern does.
   AttributeSearch(struct soap* ctx, const _service_options_t& opts, Request request,
                   nsvk__findAttributeMatchesResponse& response,
-                  SearchDeadline::Clock clock = std::chrono::steady_clock::now);
+                  TimedPattern::Clock clock = std::chrono::steady_clock::now);
 
   // Tests one node. Throws SearchEnded when the search has run for limits::kMaxSearch, also in the
   // middle of a value.
@@ -73,8 +40,7 @@ class AttributeSearch {
 
   struct soap* ctx_;
   const _service_options_t& opts_;
-  Request request_;
+  std::string attribute_;
   nsvk__findAttributeMatchesResponse& response_;
-  SearchDeadline deadline_;
-  std::optional<boost::regex> regex_;
+  TimedPattern pattern_;
 };

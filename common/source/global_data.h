@@ -2,7 +2,10 @@
 // globalData(soap). One thread: nothing here is locked.
 #pragma once
 
+#include <unistd.h>
+
 #include <cassert>
+#include <chrono>
 #include <cstdint>
 #include <locale>
 #include <memory>
@@ -44,10 +47,14 @@ struct _global_data_t {
   std::int32_t pageSize = 0;                          // -p, bytes; 0: the database's default
   std::int32_t cacheSize = 0;                         // -c, bytes; 0: the database's default
   std::int32_t heapLimit = 0;                         // -l, bytes; 0: no limit
-  FCGX_Request* pReq = nullptr;                       // the request being served
-  EnvelopeGuard guard;                                // what the request's body has shown so far
-  std::int32_t nextConnCheck = 0;                     // monotonic seconds
-  std::string waveFolder;                             // -w
+  // Between two calls on a log that is busy.
+  void (*pause)(std::chrono::microseconds) = [](std::chrono::microseconds time) {
+    ::usleep(static_cast<useconds_t>(time.count()));
+  };
+  FCGX_Request* pReq = nullptr;    // the request being served
+  EnvelopeGuard guard;             // what the request's body has shown so far
+  std::int32_t nextConnCheck = 0;  // monotonic seconds
+  std::string waveFolder;          // -w
   bool localesOk = false;
   std::string supportedLocales;                             // names joined by ";"
   std::unordered_map<std::string, std::locale> localesMap;  // by name as in supportedLocales

@@ -8,7 +8,7 @@
 #include "attribute_numbers.h"
 #include "error_strings.h"
 #include "locales.h"
-#include "toolkit/multistate.h"
+#include "state_labels.h"
 #include "toolkit/time.h"
 
 using namespace toolkit::ws;
@@ -37,46 +37,19 @@ bool refuseUnauthorized(const toolkit::CPath& path, const _service_options_t* op
   return true;
 }
 
-std::string booleanText(_global_data_t* glptr, const _service_options_t* opts,
-                        const toolkit::CPath& path, const toolkit::CElement& element) {
-  if (opts->canonical) {
-    return element.to_bool() ? "true" : "false";
-  }
-  std::string labels;
-  toolkit::CCds_Multistate(glptr->cdsApi).GetBoolPossibleValues(path.getNodePath(), false, labels);
-  if (glptr->localesOk) {
-    labels = translated(labels, opts->locale);
-  }
-  std::string label;
-  toolkit::CCds_Multistate::GetBoolPossibleValue(labels, element.to_bool(), label);
-  return label;
-}
-
-// Replaces `reply` by the label of the state. False, and `reply` stays, for a plain number.
-bool stateText(_global_data_t* glptr, const _service_options_t* opts, const toolkit::CPath& path,
-               const toolkit::CElement& element, std::string& reply) {
-  std::string labels;
-  if (!toolkit::CCds_Multistate(glptr->cdsApi).IsMultistate(path.getNodePath(), true, labels)) {
-    return false;
-  }
-  if (glptr->localesOk) {
-    labels = translated(labels, opts->locale);
-  }
-  toolkit::CCds_Multistate::GetStringValue(labels, element.to_int(), reply);
-  return true;
-}
-
 void localizeValue(_global_data_t* glptr, const _service_options_t* opts,
                    const toolkit::CPath& path, const toolkit::CElement& element, bool& isMultistate,
                    std::string& reply) {
   switch (element.type()) {
     case DATA_BOOLEAN:
       isMultistate = true;
-      reply = booleanText(glptr, opts, path, element);
+      reply = opts->canonical
+                  ? element.to_string()
+                  : boolLabel(glptr, path.getNodePath(), element.to_bool(), opts->locale);
       break;
     case DATA_ENUMERATED:
     case DATA_INTEGER:
-      isMultistate = stateText(glptr, opts, path, element, reply);
+      isMultistate = stateLabel(glptr, path.getNodePath(), element.to_int(), opts->locale, reply);
       break;
     default:
       break;

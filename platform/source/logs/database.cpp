@@ -141,6 +141,7 @@ void Database::check() {
                                    std::to_string(version) + " and not " +
                                    std::to_string(schema_.version));
   }
+  database_->execAndGet("SELECT COUNT(*) FROM sqlite_schema");  // reads and parses the schema
   checked_ = true;
 }
 

@@ -1,0 +1,275 @@
+// The log databases: what a reader gets, what a writer keeps, and files that are none.
+#include <SQLiteCpp/SQLiteCpp.h>
+
+#include <fstream>
+
+#include "store_fixture.h"
+#include "toolkit/log.h"
+#include "toolkit/trend.h"
+
+namespace {
+
+using toolkit::CEvent;
+using toolkit::CLog;
+namespace fs = std::filesystem;
+namespace trend = toolkit::trend;
+
+CEvent eventAt(std::int64_t seconds, std::uint64_t id, const std::string& path = "/D/A/Value",
+               int type = toolkit::EVENT_DELTA) {
+  CEvent event;
+  event.type = type;
+  event.path = path;
+  event.id = id;
+  event.time = {seconds, 0};
+  return event;
+}
+
+class Logs : public testing::Test {
+ protected:
+  std::string file() const { return folder_.path() / "log.db"; }
+  void openWriter(CLog& log, unsigned capacity = 0) const {
+    ASSERT_EQ(log.init(file(), capacity, true, false, false, true, 0, 0, 0), 0) << log.last_error();
+  }
+  int openReader(CLog& log) const { return log.init(file(), 0, false, false, true, true, 0, 0, 0); }
+  int openWriter(trend::CLog& log) const {
+    return log.open(file(), false, true, 40, false, 0, 0, 0, false);
+  }
+  int openReader(trend::CLog& log) const {
+    return log.open(file(), true, false, 40, false, 0, 0, 0, false);
+  }
+  void write(const std::string& bytes) const { std::ofstream(file(), std::ios::binary) << bytes; }
+  // The bytes of a log with some hundred rows, all of them in the file itself.
+  template <class Log>
+  std::string wholeFile(Log& log) const {
+    log.close();
+    SQLite::Database(file(), SQLite::OPEN_READWRITE).exec("PRAGMA journal_mode=DELETE");
+    return contentsOf(file());
+  }
+
+ private:
+  TemporaryFolder folder_;
+};
+
+TEST_F(Logs, RetrieveChoosesByTimePathTypeAndNumber) {
+  CLog log;
+  openWriter(log);
+  ASSERT_EQ(log.append({eventAt(30, 3), eventAt(10, 1), eventAt(20, 2, "/D/AB/Value"),
+                        eventAt(20, 9, "/D/A"), eventAt(40, 4, "/D/A/x", toolkit::EVENT_SYSTEM)}),
+            0);
+  struct Case {
+    const char* path;
+    std::optional<int> start;
+    std::optional<int> end;
+    unsigned max;
+    bool latest;
+    bool reverse;
+    unsigned types;
+    std::vector<std::uint64_t> ids;
+  };
+  const unsigned all = CLog::kNoMaximum;
+  const Case kCases[] = {{"", {}, {}, all, false, false, 0, {1, 2, 9, 3, 4}},
+                         {"/", {}, {}, all, false, true, 0, {4, 3, 9, 2, 1}},
+                         {"", {}, {}, 2, false, false, 0, {1, 2}},
+                         {"", {}, {}, 2, false, true, 0, {2, 1}},
+                         {"", {}, {}, 2, true, false, 0, {3, 4}},
+                         {"", {}, {}, 2, true, true, 0, {4, 3}},
+                         {"", {}, {}, 0, true, true, 0, {}},
+                         {"", 20, 30, all, false, false, 0, {2, 9, 3}},
+                         {"", 31, 20, all, false, false, 0, {}},
+                         {"/D/A", {}, {}, all, false, false, 0, {1, 9, 3, 4}},
+                         {"/D/A/", {}, {}, 1, true, false, 0, {4}},
+                         {"/D/%", {}, {}, all, false, false, 0, {}},
+                         {"D", {}, {}, all, false, false, 0, {}},
+                         {"", {}, {}, all, false, false, 256 | 8, {4}}};
+  for (const Case& c : kCases) {
+    const timeval start{c.start.value_or(0), 0};
+    const timeval end{c.end.value_or(0), 0};
+    std::vector<CEvent> events;
+    EXPECT_EQ(log.retrieve(events, c.path, c.start ? &start : nullptr, c.end ? &end : nullptr,
+                           c.max, c.latest, c.reverse, c.types),
+              0);
+    ASSERT_EQ(events.size(), c.ids.size()) << c.path << " " << c.max << c.latest << c.reverse;
+    for (std::size_t i = 0; i < events.size(); ++i)
+      EXPECT_EQ(events[i].id, c.ids[i]) << c.path << " " << c.max << c.latest << c.reverse;
+  }
+}
+
+TEST_F(Logs, TheOldestGoWhenALogIsFullAndTheMarkStays) {
+  CLog log;
+  openWriter(log, 10);
+  CLog reader;
+  ASSERT_EQ(openReader(reader), 0);
+  const CLog::Mark mark{7, {5, 250000}};
+  std::vector<CEvent> events;
+  for (std::uint64_t i = 1; i <= 25; ++i) {
+    ASSERT_EQ(log.append({eventAt(static_cast<int>(i), i)}, i == 3 ? &mark : nullptr), 0);
+  }
+  ASSERT_EQ(reader.retrieve(events, "", nullptr, nullptr, 100, false, false, 0), 0);
+  ASSERT_EQ(events.size(), 10U);
+  EXPECT_EQ(events.front().id, 16U);
+  CLog::Mark found;
+  EXPECT_EQ(reader.get_mark(found), 0);
+  EXPECT_EQ(found.number, 7U);
+  EXPECT_EQ(found.time.tv_usec, 250000);
+  EXPECT_EQ(reader.append({eventAt(1, 1)}), toolkit::LOG_CLOSED);
+}
+
+// Each kind of damage, for both kinds of logs.
+template <class Log>
+class DamagedLogs : public Logs {
+ protected:
+  std::string intactFile();
+  int firstRead(Log& log);
+};
+
+template <>
+std::string DamagedLogs<CLog>::intactFile() {
+  CLog log;
+  openWriter(log);
+  EXPECT_EQ(log.append(std::vector<CEvent>(500, eventAt(1, 1))), 0);
+  return wholeFile(log);
+}
+
+template <>
+int DamagedLogs<CLog>::firstRead(CLog& log) {
+  std::vector<CEvent> events;
+  return log.retrieve(events, "", nullptr, nullptr, 1, false, false, 0);
+}
+
+template <>
+std::string DamagedLogs<trend::CLog>::intactFile() {
+  trend::CLog log;
+  EXPECT_EQ(openWriter(log), 0);
+  std::vector<trend::CPeriodProperties> periods;
+  for (std::uint32_t id = 1; id < 900; ++id) periods.push_back({id, 1});
+  EXPECT_EQ(log.set_periods(periods), 0);
+  return wholeFile(log);
+}
+
+template <>
+int DamagedLogs<trend::CLog>::firstRead(trend::CLog& log) {
+  std::vector<trend::CPeriodProperties> periods;
+  return log.get_periods(periods);
+}
+
+using BothLogs = testing::Types<CLog, trend::CLog>;
+TYPED_TEST_SUITE(DamagedLogs, BothLogs, );
+
+TYPED_TEST(DamagedLogs, FailAtOnceUnlessTheyAreOnlyBusy) {
+  TypeParam log;
+  EXPECT_EQ(this->openReader(log), toolkit::LOG_MISSING);
+  EXPECT_FALSE(fs::exists(this->file())) << "a reader makes no file";
+  EXPECT_EQ(log.last_error(), this->file() + ": no such file");
+  const std::string intact = this->intactFile();
+  const std::pair<std::string, int> kCases[] = {
+      {"", toolkit::LOG_FOREIGN},
+      {intact.substr(0, 50), toolkit::LOG_FOREIGN},
+      {intact.substr(0, 6000), toolkit::LOG_DAMAGED},
+      {intact.substr(0, intact.size() - 4096), toolkit::LOG_DAMAGED},
+      {std::string(9000, 'x'), toolkit::LOG_DAMAGED},
+      {intact.substr(0, 100) + std::string(intact.size() - 100, '\7'), toolkit::LOG_DAMAGED},
+      {intact, toolkit::LOG_OK}};
+  for (const auto& [bytes, result] : kCases) {
+    this->write(bytes);
+    EXPECT_EQ(this->openReader(log), result) << bytes.size();
+    EXPECT_EQ(this->firstRead(log), result == 0 ? 0 : toolkit::LOG_CLOSED);
+    log.close();
+  }
+
+  SQLite::Database other(this->file(), SQLite::OPEN_READWRITE);
+  other.exec("PRAGMA user_version=2");
+  EXPECT_EQ(this->openReader(log), toolkit::LOG_FOREIGN);
+  EXPECT_NE(log.last_error().find("schema version 2 and not 1"), std::string::npos);
+  other.exec("PRAGMA user_version=1; PRAGMA application_id=7");
+  EXPECT_EQ(this->openReader(log), toolkit::LOG_FOREIGN);
+  other.exec("PRAGMA user_version=1; PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE");
+  EXPECT_EQ(this->openReader(log), 0);
+  EXPECT_EQ(this->firstRead(log), toolkit::LOG_BUSY);
+  other.exec("COMMIT; PRAGMA locking_mode=NORMAL; SELECT * FROM sqlite_schema");
+  EXPECT_EQ(this->firstRead(log), toolkit::LOG_FOREIGN) << "what it is was not checked before";
+}
+
+class Trends : public Logs {
+ protected:
+  Trends() {
+    EXPECT_EQ(openWriter(log_), 0);
+    EXPECT_EQ(log_.set_periods({{1, 100}, {2, 3}}), 0);
+    EXPECT_EQ(log_.set_params({{"/D"}, {param("/D/a"), param("/D/b")}}), 0);
+  }
+  static trend::CParamProperties param(const char* path) {
+    trend::CParamProperties result;
+    result.path = path;
+    return result;
+  }
+  static trend::CEntry entry(std::uint32_t period, std::int64_t time,
+                             const std::vector<double>& averages, double valid = 100) {
+    trend::CEntry result{"/D", {period, time, valid, {}}};
+    for (const double average : averages) {
+      result.snapshot.data.push_back({{}, {}, trend::COptVal(average), {}});
+    }
+    return result;
+  }
+  trend::CDeviceData get(const std::vector<trend::CPeriodProperties>& periods,
+                         std::pair<std::int64_t, std::int64_t> range = {-1, -1},
+                         unsigned max = trend::CLog::kNoMaximum, unsigned offset = 0,
+                         bool ascending = true, bool completeOnly = false) {
+    trend::CDeviceParams params{{"/D"}, {}};
+    EXPECT_EQ(log_.get_params(params.device, params.params), 0);
+    trend::CDeviceData data;
+    EXPECT_EQ(
+        log_.get_trend_data(data, params, periods, range, max, offset, ascending, completeOnly), 0)
+        << log_.last_error();
+    return data;
+  }
+  using Keys = std::vector<std::pair<std::uint32_t, std::int64_t>>;
+  static Keys keys(const trend::CDeviceData& data) {
+    Keys result;
+    for (const auto& snapshot : data.samples) result.emplace_back(snapshot.period, snapshot.time);
+    return result;
+  }
+
+  trend::CLog log_;
+};
+
+TEST_F(Trends, AreMergedByTimeOverThePeriods) {
+  ASSERT_EQ(log_.append({entry(2, 300, {1}), entry(1, 60, {1}), entry(1, 300, {2}, 50),
+                         entry(1, 360, {3}), entry(2, 600, {4})}),
+            0);
+  const unsigned all = trend::CLog::kNoMaximum;
+  EXPECT_EQ(keys(get({{2, 0}, {1, 0}, {2, 0}})),
+            (Keys{{1, 60}, {1, 300}, {2, 300}, {1, 360}, {2, 600}}));
+  EXPECT_EQ(keys(get({{1, 0}, {2, 0}}, {-1, -1}, 2, 1, false)), (Keys{{1, 360}, {2, 300}}));
+  EXPECT_EQ(keys(get({{1, 0}, {2, 0}}, {300, 360}, 9, 1)), (Keys{{2, 300}, {1, 360}}));
+  EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, all, 0, true, true)), (Keys{{1, 60}, {1, 360}}));
+  EXPECT_EQ(keys(get({{2, 0}}, {-1, 300})), (Keys{{2, 300}}));
+  EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, 0)), Keys{});
+  EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, 9, all)), Keys{});
+  EXPECT_EQ(keys(get({{3, 0}})), Keys{});
+}
+
+TEST_F(Trends, AreBoundedAndEnteredWholeOrNotAtAll) {
+  for (int i = 1; i <= 9; ++i) ASSERT_EQ(log_.append({entry(2, i, {1.0 * i, 0.5})}), 0);
+  EXPECT_EQ(keys(get({{2, 0}})), (Keys{{2, 7}, {2, 8}, {2, 9}}));
+  ASSERT_EQ(log_.append({entry(2, 9, {99})}), 0);
+  EXPECT_EQ(keys(get({{2, 0}})), (Keys{{2, 7}, {2, 8}, {2, 9}})) << "one was replaced";
+
+  trend::CEntry stranger = entry(1, 60, {1});
+  stranger.device = "/E";
+  EXPECT_NE(log_.append({entry(1, 60, {1}), stranger}), 0);
+  EXPECT_NE(log_.last_error().find("there is no device /E"), std::string::npos);
+  EXPECT_NE(log_.append({entry(1, 60, {1}), entry(7, 60, {1})}), 0);
+  EXPECT_NE(log_.last_error().find("there is no period 7"), std::string::npos);
+  EXPECT_EQ(keys(get({{1, 0}})), Keys{});
+
+  ASSERT_EQ(log_.set_params({{"/D"}, {param("/D/c"), param("/D/a")}}), 0);
+  const trend::CDeviceData data = get({{2, 0}});
+  ASSERT_EQ(data.params.params.size(), 3U);
+  EXPECT_EQ(data.params.params[2].path, "/D/c");
+  EXPECT_EQ(*data.samples[0].data[1].avg, 0.5);
+  EXPECT_FALSE(data.samples[0].data[1].min.is_valid());
+  EXPECT_EQ(*data.samples[2].data[0].avg, 99);
+  EXPECT_FALSE(data.samples[2].data[1].avg.is_valid());
+  EXPECT_FALSE(data.samples[0].data[2].avg.is_valid()) << "it came later than the snapshot";
+}
+
+}  // namespace

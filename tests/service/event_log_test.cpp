@@ -1,0 +1,246 @@
+// The event, system and delta logs over the real socket.
+#include "service_fixture.h"
+#include "store_fixture.h"
+#include "toolkit/log.h"
+
+namespace {
+
+using toolkit::CElement;
+using toolkit::CEvent;
+using toolkit::CLog;
+
+CEvent eventAt(int seconds, const std::string& path, const CElement& value = CElement()) {
+  CEvent event;
+  event.path = path;
+  event.value = value;
+  event.time = {seconds, 0};
+  return event;
+}
+
+CEvent systemEvent(int severity, const std::string& path = "/") {
+  CEvent event = eventAt(5, path);
+  event.type = toolkit::EVENT_SYSTEM;
+  event.severity = severity;
+  return event;
+}
+
+CEvent configuration(const std::string& message, bool complete) {
+  CEvent event = systemEvent(1, "/Software/System Settings/Configuration Changed");
+  event.message = message;
+  event.flag = complete;
+  return event;
+}
+
+// The fields of each record of a list, "name=text" with blanks between.
+Texts records(const std::string& xml, const std::string& list) {
+  Texts result;
+  std::size_t at = 0;
+  while ((at = xml.find("<" + list, at)) != std::string::npos) {
+    const std::size_t end = xml.find("</" + list, at);
+    std::string fields;
+    while ((at = xml.find("<nss1:", at)) < end) {
+      at += 6;
+      const std::size_t name = xml.find_first_of("/>", at);
+      fields += (fields.empty() ? "" : " ") + xml.substr(at, name - at) + "=";
+      at = xml.find('>', at) + 1;
+      fields += xml.substr(at, xml.find('<', at) - at);
+    }
+    result.push_back(fields);
+    at = end;
+  }
+  return result;
+}
+
+class EventLogs : public ServiceTest {
+ protected:
+  EventLogs() { import(testModel()); }
+
+  std::string file(const std::string& name) const { return root() / name; }
+  void append(const std::string& name, const std::vector<CEvent>& events) const {
+    CLog log;
+    ASSERT_EQ(log.init(file(name), 0, true, false, false, true, 0, 0, 0), 0) << log.last_error();
+    ASSERT_EQ(log.append(events), 0);
+  }
+  void startWithLogs(const std::string& maxRecords = "10000") {
+    start({"-d", "-D", "9", "-a", file("alarms.db"), "-s", file("system.db"), "-h",
+           file("deltas.db"), "-m", maxRecords});
+  }
+  std::string events(const std::string& type, const std::string& children = "") const {
+    return ask("getEventLog",
+               "<request><rqstType>" + type + "</rqstType>" + children + "</request>");
+  }
+  std::string deltas(const std::string& children) const {
+    return ask("getDeltaLog", "<request>" + children + "</request>");
+  }
+};
+
+TEST_F(EventLogs, AnEventBecomesARecordByItsTypePathAndValue) {
+  CEvent alarm = eventAt(1, "/M1/Va/Value", CElement(260.5));
+  alarm.type = toolkit::EVENT_ALARM;
+  CEvent full = alarm;
+  full.id = 0xFFFFFFFFFFFFFFFF;
+  full.sequence = 2;
+  full.message = "Voltage too high : x <&>";
+  full.ack = toolkit::ACK_ACKED;
+  full.priority = 100;
+  full.quality = 0;
+  full.condition = full.autoClosing = true;
+  full.note = "n";
+  full.variation = 3;
+  CEvent odd = systemEvent(3);
+  odd.quality = 64;
+  const std::string alarmFields = " AutoClosing=false ConditionPresent=false VariationLevel=0";
+  const auto plain = [](const std::string& path, const std::string& rest) {
+    return "EventId=0 SequenceIndex=0 EventType=Event SourcePath=" + path + " Time=5000000 " +
+           "Description=" + rest;
+  };
+  const std::tuple<CEvent, std::string> kCases[] = {
+      {alarm,
+       "EventId=0 SequenceIndex=0 EventType=Alarm SourcePath=/M1/Va Time=1000000 "
+       "Description= Value=260.5 AckStatus=NotAcked" +
+           alarmFields},
+      {full,
+       "EventId=18446744073709551615 SequenceIndex=2 EventType=Alarm SourcePath=/M1/Va "
+       "Time=1000000 Description=Voltage too high : x &lt;&amp;&gt; Value=260.5 Quality=0 "
+       "BasePriority=100 AckStatus=Acked AutoClosing=true ConditionPresent=true Note=n "
+       "VariationLevel=3"},
+      {eventAt(5, "/M1/Breaker/Value", CElement(2)),
+       plain("/M1/Breaker", " Value=Ausgelöst NumericValue=2")},
+      {eventAt(5, "/M1/Enabled/Value", CElement(true)),
+       plain("/M1/Enabled", " Value=Ein NumericValue=1")},
+      {eventAt(5, "/M1/Count/Value", CElement(42)), plain("/M1/Count", " Value=42")},
+      {eventAt(5, "/M1/Va/Units", CElement("volts")), plain("/M1/Va:Units", " Value=volts")},
+      {eventAt(5, "/Gone/Value", CElement(true)), plain("/Gone", " Value=true NumericValue=1")},
+      {eventAt(5, "no path", CElement(3)), plain("no path", " Value=3")},
+      {systemEvent(1), plain("/", "Informational Event")},
+      {systemEvent(2), plain("/", "Cautionary Event")},
+      {odd, plain("/", "Critical Event Quality=192")},
+      {systemEvent(4), plain("/", "System Event")},
+      {configuration("", true),
+       "EventId=0 SequenceIndex=0 EventType=StructureChanged SourcePath=/ Time=5000000 "
+       "Description=Device Node Structure Changed"},
+      {configuration("Voltage too high", true),
+       "EventId=0 SequenceIndex=0 EventType=StructureChanged SourcePath=/ Time=5000000 "
+       "Description=Spannung zu hoch"}};
+  std::vector<CEvent> logged = {configuration("", false), eventAt(0, "/Software/x")};
+  for (const auto& entry : kCases) logged.push_back(std::get<0>(entry));
+  append("alarms.db", logged);
+  startWithLogs();
+  const std::string reply = events("LgRqTypAlarmEvents", "<options>locale=de_DE</options>");
+  const Texts found = records(reply, "events");
+  ASSERT_EQ(found.size(), std::size(kCases)) << reply;
+  for (std::size_t i = 0; i < found.size(); ++i) EXPECT_EQ(found[i], std::get<1>(kCases[i]));
+  EXPECT_EQ(elements(reply, "numTrimmedEvents"), Texts{"2"});
+  EXPECT_EQ(elements(reply, "result"), Texts{""});
+  EXPECT_NE(reply.find("<events xsi:type=\"nss1:AlarmUpdate\">"), std::string::npos);
+}
+
+TEST_F(EventLogs, DeltasKeepTheirQualityAndAreNotCountedWhenDropped) {
+  CEvent delta = eventAt(7, "/M1/Breaker/Value", CElement(1));
+  delta.quality = 64;
+  append("deltas.db", {eventAt(6, "/Software/x"), delta});
+  startWithLogs();
+  const std::string reply = deltas("");
+  EXPECT_EQ(records(reply, "loggedValues"),
+            Texts{"Path=/M1/Breaker Value=Closed NumericValue=1 Quality=64 Time=7000000 "
+                  "RealTime=false Trend=true"});
+  EXPECT_EQ(elements(reply, "numTrimmedPoints"), Texts{"0"});
+}
+
+TEST_F(EventLogs, AGroupThatTheMaximumCutsIsTrimmed) {
+  std::vector<CEvent> logged;
+  for (const int seconds : {10, 20, 20, 30, 30, 30, 30, 30}) {
+    logged.push_back(eventAt(seconds, logged.size() == 2 ? "/M1/B" : "/M1/A"));
+    logged.back().id = logged.size();
+  }
+  append("system.db", logged);
+  startWithLogs();
+  const std::string trim = "<bTrimIncomplete>1</bTrimIncomplete>";
+  const std::string latest = "<bLatestEvents>1</bLatestEvents>";
+  const std::string reverse = "<bReverseOrder>1</bReverseOrder>";
+  const std::tuple<int, std::string, Texts, const char*> kCases[] = {
+      {2, "", {"1", "2"}, "0"},
+      {2, trim, {"1"}, "2"},
+      {3, trim, {"1", "2", "3"}, "0"},
+      {5, trim, {"1", "2", "3"}, "5"},
+      {3, latest, {"6", "7", "8"}, "0"},
+      {3, latest + trim, {}, "5"},
+      {6, latest + reverse + trim, {"8", "7", "6", "5", "4"}, "2"},
+      {2, reverse + trim, {"2", "1"}, "0"},
+      {8, trim, {"1", "2", "3", "4", "5", "6", "7", "8"}, "0"},
+      {9, trim, {"1", "2", "3", "4", "5", "6", "7", "8"}, "0"},
+      {2, trim + "<path>/M1/A</path>", {"1", "2"}, "0"},
+      {3, trim + "<startTime>20000001</startTime>", {}, "5"},
+      {3, trim + "<endTime>20000000</endTime>", {"1", "2", "3"}, "0"},
+      {-1,
+       "<startTime>-9223372036854775808</startTime><endTime>9223372036854775807</endTime>",
+       {"1", "2", "3", "4", "5", "6", "7", "8"},
+       "0"},
+      {1, "<startTime>9223372036854775807</startTime>" + trim, {}, "0"}};
+  for (const auto& [max, more, ids, trimmed] : kCases) {
+    const std::string reply =
+        events("LgRqTypDeltas", "<nMaxToReturn>" + std::to_string(max) + "</nMaxToReturn>" + more);
+    EXPECT_EQ(elements(reply, "EventId"), ids) << max << more;
+    EXPECT_EQ(elements(reply, "numTrimmedEvents"), Texts{trimmed}) << max << more;
+  }
+  EXPECT_EQ(elements(ask("getEventLog", ""), "EventId").size(), 8U) << "no request element";
+}
+
+TEST_F(EventLogs, ARequestIsBoundedByTheShareOfItsLog) {
+  append("alarms.db", std::vector<CEvent>(9, eventAt(1, "/M1/A")));
+  append("deltas.db", std::vector<CEvent>(20, eventAt(1, "/M1/A")));
+  startWithLogs("17");
+  const auto ofEvents = [this](const char* max) {
+    return events("2", "<nMaxToReturn>" + std::string(max) + "</nMaxToReturn>");
+  };
+  EXPECT_EQ(elements(ofEvents("4"), "EventId").size(), 4U);
+  EXPECT_EQ(elements(ofEvents("0"), "EventId").size(), 4U);
+  EXPECT_EQ(elements(ofEvents("5"), "result"),
+            Texts{"? 34 Result Too Big to Return : Please request less than 4 records."});
+  EXPECT_EQ(elements(deltas("<nMaxToReturn>-5</nMaxToReturn>"), "Path").size(), 17U);
+  EXPECT_EQ(elements(deltas("<nMaxToReturn>18</nMaxToReturn>"), "result").at(0).substr(0, 4),
+            "? 34");
+  EXPECT_EQ(elements(events("3"), "result"),
+            Texts{"? 21 No History : Failed to open event log database"});
+  awaitLog("Failed to open database " + file("system.db") + ", dbResult = 3");
+}
+
+// Batches of one to three events of one time each, as fast as they go.
+int writeBatches(const std::string& file, int batches) {
+  CLog log;
+  if (log.init(file, 0, true, false, true, true, 0, 0, 0) != 0) return 1;
+  std::uint64_t id = 0;
+  for (int batch = 1; batch <= batches; ++batch) {
+    std::vector<CEvent> events;
+    for (int i = 0; i <= batch % 3; ++i) {
+      events.push_back(eventAt(batch, "/M1/A", CElement(static_cast<std::int32_t>(++id))));
+    }
+    if (log.append(events) != 0) return 2;
+  }
+  return 0;
+}
+
+TEST_F(EventLogs, PagingBesideAWriterMissesNothing) {
+  constexpr int kBatches = 600;
+  append("deltas.db", {eventAt(1, "/Software/x")});
+  startWithLogs();
+  ChildProcess writer([this] { return writeBatches(file("deltas.db"), kBatches); });
+  Texts values;
+  std::string next = "1";
+  const bool whole = await([&] {
+    const std::string reply = deltas(
+        "<nMaxToReturn>7</nMaxToReturn><bTrimIncomplete>1"
+        "</bTrimIncomplete><startTime>" +
+        next + "</startTime>");
+    const Texts page = elements(reply, "Value");
+    values.insert(values.end(), page.begin(), page.end());
+    if (!page.empty()) next = std::to_string(std::stoll(elements(reply, "Time").back()) + 1);
+    return next == std::to_string(kBatches * 1000000LL + 1);
+  });
+  EXPECT_EQ(writer.wait(), 0);
+  ASSERT_TRUE(whole) << next;
+  for (std::size_t i = 0; i < values.size(); ++i) ASSERT_EQ(values[i], std::to_string(i + 1));
+  EXPECT_EQ(values.size(), 2U * kBatches);
+}
+
+}  // namespace

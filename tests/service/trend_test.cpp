@@ -1,0 +1,219 @@
+// Trends over the real socket, and retrieval from databases that are busy for a while.
+#include <SQLiteCpp/SQLiteCpp.h>
+
+#include <fstream>
+
+#include "TarnixH.h"
+#include "global_data.h"
+#include "service_fixture.h"
+#include "store_fixture.h"
+#include "toolkit/log.h"
+#include "toolkit/trend.h"
+
+namespace {
+
+using toolkit::CEvent;
+namespace trend = toolkit::trend;
+
+// Two devices, two periods: period 1 at 60, 120, 180, 240 s, period 2 at 120 and 240 s.
+void makeTrends(const std::string& file) {
+  trend::CLog log;
+  ASSERT_EQ(log.open(file, false, true, 5000, false, 0, 0, 0, false), 0) << log.last_error();
+  ASSERT_EQ(log.set_periods({{1, 1440}, {2, 4000000000}}), 0);
+  trend::CParamProperties a{"/M1/Va", trend::SAMPLE_NORMAL, true, true, true, false, 0};
+  trend::CParamProperties b{"/M1/Pf", trend::SAMPLE_PF, false, false, true, true, 0};
+  ASSERT_EQ(log.set_params({{"/M1"}, {a, b}}), 0);
+  ASSERT_EQ(log.set_params({{"/M1/Sub"}, {}}), 0);
+  std::vector<trend::CEntry> entries;
+  for (std::int64_t i = 1; i <= 4; ++i) {
+    const trend::COptVal value(0.1 + static_cast<double>(i));
+    const trend::CSnapshot snapshot{
+        1,
+        60 * i,
+        12.5 * static_cast<double>(i),
+        {{value, value, value, {}}, {{}, {}, value, trend::COptVal(-1)}}};
+    entries.push_back({"/M1", snapshot});
+    if (i % 2 == 0) {
+      entries.push_back({"/M1", snapshot});
+      entries.back().snapshot.period = 2;
+    }
+  }
+  ASSERT_EQ(log.append(entries), 0) << log.last_error();
+}
+
+class TrendLogs : public ServiceTest {
+ protected:
+  TrendLogs() { import(testModel()); }
+  std::string file() const { return root() / "trends.db"; }
+  void startWith(const std::string& maxRecords) {
+    start({"-d", "-D", "9", "-t", file(), "-m", maxRecords});
+  }
+  std::string data(const std::string& children, const std::string& device = "/M1",
+                   const std::string& periods = "<periods>1</periods>") const {
+    return ask("getTrendData", "<request><devicePath>" + device + "</devicePath>" + periods +
+                                   children + "</request>");
+  }
+};
+
+TEST_F(TrendLogs, TellWhatIsTrended) {
+  startWith("100");
+  const Texts closed = {"? 21 No History : Failed to open trend log database"};
+  EXPECT_EQ(elements(ask("getTrendPeriods", ""), "result"), closed);
+  EXPECT_EQ(elements(data(""), "result"), closed);
+  makeTrends(file());
+  const std::string periods = ask("getTrendPeriods", "");
+  EXPECT_EQ(elements(periods, "result"), Texts{"OK"}) << "opened by a later request";
+  EXPECT_EQ(elements(periods, "period"), (Texts{"1", "2"}));
+  EXPECT_EQ(elements(periods, "max-entries"), (Texts{"1440", "4000000000"}));
+
+  const auto params = [this](const std::string& device) {
+    return ask("getDeviceTrendParams", "<devicePath>" + device + "</devicePath>");
+  };
+  const std::string found = params("/M1");
+  const std::tuple<const char*, Texts> kFields[] = {
+      {"path", {"/M1/Va", "/M1/Pf"}},
+      {"type", {"SAMPLE-TYPE-NORMAL", "SAMPLE-TYPE-PF"}},
+      {"hasMin", {"true", "false"}},
+      {"hasMax", {"true", "false"}},
+      {"hasAvg", {"true", "true"}},
+      {"hasActual", {"false", "true"}},
+      {"result", {""}}};
+  for (const auto& [name, expected] : kFields) EXPECT_EQ(elements(found, name), expected) << name;
+  for (const char* stranger : {"", "/M", "/M1/", "/m1"}) {
+    EXPECT_EQ(elements(params(stranger), "result"),
+              Texts{"? 21 No History : No Trend data found for this device."});
+  }
+}
+
+TEST_F(TrendLogs, GiveSnapshotsByPeriodTimeAndNumber) {
+  makeTrends(file());
+  startWith("59");  // 4 snapshots
+  const std::string both = "<periods>2</periods><periods>9</periods><periods>1</periods>";
+  const std::string up = "<ascendingOrder>true</ascendingOrder>";
+  const std::tuple<std::string, std::string, Texts> kCases[] = {
+      {"", "1", {"240000000", "180000000", "120000000", "60000000"}},
+      {up, "1", {"60000000", "120000000", "180000000", "240000000"}},
+      {up + "<nMaxToReturn>4</nMaxToReturn><startingOffset>1</startingOffset>",
+       "both",
+       {"120000000", "120000000", "180000000", "240000000"}},
+      {up + "<nMaxToReturn>1</nMaxToReturn>", "2", {"120000000"}},
+      {up + "<startTime>120000000</startTime><endTime>180999999</endTime>",
+       "1",
+       {"120000000", "180000000"}},
+      {"<startTime>9223372036854775807</startTime><endTime>-5</endTime>", "1", {}},
+      {"<startingOffset>18446744073709551615</startingOffset>", "1", {}}};
+  for (const auto& [children, period, times] : kCases) {
+    const std::string reply =
+        data(children, "/M1", period == "both" ? both : "<periods>" + period + "</periods>");
+    EXPECT_EQ(elements(reply, "timestamp"), times) << children;
+    EXPECT_EQ(elements(reply, "result"), Texts{"OK"});
+  }
+  const std::string one = data(
+      "<nMaxToReturn>1</nMaxToReturn><pointPaths>/M1/x</pointPaths>"
+      "<pointPaths>/M1/Pf</pointPaths>");
+  const std::tuple<const char*, Texts> kFields[] = {
+      {"devicePath", {"/M1"}},  {"paramPaths", {"/M1/Pf"}},
+      {"period", {"1"}},        {"percent-valid", {"50"}},
+      {"min", {"0"}},           {"avg", {"4.1"}},
+      {"actual", {"-1"}},       {"minValid", {"false"}},
+      {"maxValid", {"false"}},  {"avgValid", {"true"}},
+      {"actualValid", {"true"}}};
+  for (const auto& [name, expected] : kFields) EXPECT_EQ(elements(one, name), expected) << name;
+
+  const char* const noPeriod = "? 21 No History : No Trend periods data matching the request.";
+  const std::tuple<std::string, const char*> kRefusals[] = {
+      {data("<nMaxToReturn>5</nMaxToReturn>"),
+       "? 34 Result Too Big to Return : Please request less than 4 records."},
+      {data("", "/M1", ""), noPeriod},
+      {data("", "/M1", "<periods>4294967297</periods>"), noPeriod},
+      {data("", "/M2"), "? 21 No History : No Trend data found for this device."},
+      {data("<pointPaths>/M1/x</pointPaths>"), ""},
+      {ask("getTrendData", ""), noPeriod}};
+  for (const auto& [reply, result] : kRefusals) {
+    EXPECT_EQ(elements(reply, "result"), Texts{result});
+    EXPECT_EQ(elements(reply, "timestamp"), Texts{});
+  }
+}
+
+// Another process's hold on a database, let go of after so many pauses of the service.
+std::optional<SQLite::Database> holder;
+int pauses;
+int pausesUntilFree;
+
+void hold(const std::string& file) {
+  holder.emplace(file, SQLite::OPEN_READWRITE);
+  holder->exec("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE");
+}
+
+void countPause(std::chrono::microseconds time) {
+  EXPECT_EQ(time, std::chrono::seconds(1));
+  if (++pauses == pausesUntilFree) holder.reset();
+}
+
+class BusyLogs : public StoreTest {
+ protected:
+  BusyLogs() {
+    __psyslog = &log_;
+    import({leaf("/M1", "NodeType", toolkit::CElement("Device"))});
+    global_.cdsApi.init();
+    global_.pause = countPause;
+    pauses = 0;
+    global_.deltaLog = folder() / "deltas.db";
+    global_.trendLogPath = folder() / "trends.db";
+    ctx_->user = &global_;
+  }
+  ~BusyLogs() override {
+    soap_destroy(ctx_);
+    soap_end(ctx_);
+    soap_free(ctx_);
+    __psyslog = nullptr;
+  }
+  void makeDeltas() const {
+    toolkit::CLog log;
+    ASSERT_EQ(log.init(global_.deltaLog, 0, true, false, false, true, 0, 0, 0), 0);
+    CEvent event;
+    event.path = "/M1";
+    ASSERT_EQ(log.append({event}), 0);
+  }
+
+  static constexpr const char* kFailed =
+      "? 22 No Data Available : Database retrieval failed with these params";
+
+  toolkit::CSysLog log_{"trend_test", -1, false, false, false};
+  _global_data_t global_;
+  struct soap* ctx_ = soap_new();
+};
+
+TEST_F(BusyLogs, OnlyTheFirstThreeTriesCount) {
+  makeDeltas();
+  for (const int until : {0, 1, 2, 3, 4, -1}) {
+    pauses = 0;
+    pausesUntilFree = until;
+    if (until != 0) hold(global_.deltaLog);
+    nsvk__getDeltaLogResponse response;
+    nsvk__getDeltaLog(ctx_, nullptr, response);
+    holder.reset();
+    const bool good = until >= 0 && until < 3;
+    EXPECT_EQ(pauses, until < 0 ? 5 : until);
+    EXPECT_EQ(response.loggedValues.size(), good ? 1U : 0U) << until;
+    EXPECT_EQ(response.result, good ? "" : kFailed);
+  }
+}
+
+TEST_F(BusyLogs, DamageIsNotWaitedFor) {
+  makeDeltas();
+  makeTrends(global_.trendLogPath);
+  for (const std::string& file : {global_.deltaLog, global_.trendLogPath}) {
+    const std::string intact = contentsOf(file);
+    std::ofstream(file) << intact.substr(0, 4096) << std::string(intact.size() - 4096, 'x');
+  }
+  nsvk__getDeltaLogResponse deltas;
+  nsvk__getDeltaLog(ctx_, nullptr, deltas);
+  EXPECT_EQ(deltas.result, kFailed);
+  nsvk__getTrendPeriodsResponse periods;
+  nsvk__getTrendPeriods(ctx_, nullptr, periods);
+  EXPECT_EQ(periods.result, "? 21 No History : No Trend periods data.");
+  EXPECT_EQ(pauses, 0);
+}
+
+}  // namespace
