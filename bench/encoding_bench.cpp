@@ -39,6 +39,12 @@ int discard(struct soap* /*ctx*/, const char* /*text*/, size_t /*length*/) {
   return SOAP_OK;
 }
 
+// Replies are collected before they are sent, as the service does.
+void beginReply(struct soap* ctx) {
+  soap_set_omode(ctx, SOAP_IO_STORE);
+  soap_begin_send(ctx);
+}
+
 template <class Format>
 void formatNumbers(benchmark::State& state, Format format) {
   const std::vector<double> numbers = measurements();
@@ -69,13 +75,39 @@ void numberElements(benchmark::State& state) {
   nsvk__getWaveDataResponse reply;
   reply.data = measurements();
   for ([[maybe_unused]] auto _ : state) {
-    soap_begin_send(ctx.get());
+    beginReply(ctx.get());
     reply.soap_put(ctx.get(), "nsvk:getWaveDataResponse", nullptr);
     soap_end_send(ctx.get());
   }
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(reply.data.size()));
 }
 BENCHMARK(numberElements);
+
+// An item is a double; each comes with the Boolean that says whether it counts.
+void sampleElements(benchmark::State& state) {
+  constexpr std::size_t kValues = 4;
+  const std::vector<double> numbers = measurements();
+  const Context ctx = newContext();
+  ctx->fsend = discard;
+  nsvk__getTrendDataResponse reply;
+  std::vector<stSample>& samples = reply.data.samples.emplace_back().data;
+  samples.resize(kNumbers / kValues);
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    stSample& sample = samples[i];
+    sample.min = numbers[kValues * i];
+    sample.max = numbers[kValues * i + 1];
+    sample.avg = numbers[kValues * i + 2];
+    sample.actual = numbers[kValues * i + 3];
+    sample.minValid = sample.maxValid = sample.avgValid = sample.actualValid = true;
+  }
+  for ([[maybe_unused]] auto _ : state) {
+    beginReply(ctx.get());
+    reply.soap_put(ctx.get(), "nsvk:getTrendDataResponse", nullptr);
+    soap_end_send(ctx.get());
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kNumbers));
+}
+BENCHMARK(sampleElements);
 
 }  // namespace
 

@@ -25,8 +25,15 @@ edit_file(TarnixC.cpp
   "\\(void\\)soap[^\n]*\n[\t ]*\\*a = \\(enum ([A-Za-z0-9_]+)\\)soap_code_bits\\((soap_codes_[A-Za-z0-9_]+), s\\)"
   "LONG64 bits = 0;\n\tif (!s || readBitSet(soap, \\2, s, &bits))\n\t\treturn soap->error;\n\t*a = (enum \\1)bits"
   "reading of bit sets")
-edit_file(TarnixC.cpp "#include \"TarnixH.h\"" "#include \"TarnixH.h\"\n#include \"enumerations.h\""
-  "include of the bit set reader")
+edit_file(TarnixC.cpp "#include \"TarnixH.h\""
+  "#include \"TarnixH.h\"\n#include \"enumerations.h\"\n#include \"leaf_elements.h\""
+  "includes of our own readers and writers")
+
+# Booleans are sent as numbers are, see leaf_elements.h.
+edit_file(TarnixC.cpp
+  "if \\(soap_element_begin_out\\(soap, tag, (soap_embedded_id\\(soap, id, a, SOAP_TYPE_bool\\)), type\\)[^\n]*\n[^\n]*\n[^\n]*;"
+  "return sendLeaf(soap, tag, \\1, type, soap_bool2s(soap, *a));"
+  "writing of Booleans")
 
 # A body that cannot be read is answered with its own error and not as an unknown operation.
 edit_file(TarnixServer.cpp "\\(void\\)soap_peek_element\\(soap\\);"
