@@ -3,6 +3,7 @@
 #include <cassert>
 #include <exception>
 #include <set>
+#include <unordered_set>
 
 #include "active_alarms.h"
 #include "error_strings.h"
@@ -32,14 +33,25 @@ int fetchEvents(global_data_t* glptr, const std::string& dbPath,
                         static_cast<unsigned>(glptr->heapLimit));
 }
 
-void release(struct soap* ctx, nss1__AlarmUpdate* alarm) {
-  for (std::string* text : {alarm->Note, alarm->BasePriority, alarm->Quality, alarm->NumericValue,
-                            alarm->Value, alarm->SourcePath, alarm->Description}) {
-    if (text != nullptr) {
-      soap_delete(ctx, text);
+// Releases records with their texts. One pass over what the context holds: soap_delete() searches
+// it anew for each.
+void release(struct soap* ctx, const std::vector<nss1__AlarmUpdate*>& alarms) {
+  std::unordered_set<const void*> released;
+  for (const nss1__AlarmUpdate* alarm : alarms) {
+    released.insert({alarm, alarm->Note, alarm->BasePriority, alarm->Quality, alarm->NumericValue,
+                     alarm->Value, alarm->SourcePath, alarm->Description});
+  }
+  struct soap_clist** link = &ctx->clist;
+  while (*link != nullptr) {
+    struct soap_clist* entry = *link;
+    if (released.contains(entry->ptr)) {
+      *link = entry->next;
+      entry->fdelete(ctx, entry);
+      SOAP_FREE(ctx, entry);
+    } else {
+      link = &entry->next;
     }
   }
-  soap_delete(ctx, alarm);
 }
 
 bool isInTime(const nsvk__logRetrieveRequest& request, LONG64 time) {
@@ -47,8 +59,10 @@ bool isInTime(const nsvk__logRetrieveRequest& request, LONG64 time) {
          (request.endTime <= 0 || time <= request.endTime);
 }
 
+// `others` receives the alarms outside the request's time.
 AlarmSet collectAlarms(struct soap* ctx, const nsvk__logRetrieveRequest& request,
-                       const std::vector<std::string>& nodes) {
+                       const std::vector<std::string>& nodes,
+                       std::vector<nss1__AlarmUpdate*>& others) {
   TimedPattern pattern(request.path);
   AlarmSet alarms(RuntimeAlarmCmp{request.bReverseOrder});
   for (const std::string& node : nodes) {
@@ -60,7 +74,7 @@ AlarmSet collectAlarms(struct soap* ctx, const nsvk__logRetrieveRequest& request
       continue;
     }
     if (!isInTime(request, alarm->Time)) {
-      release(ctx, alarm);
+      others.push_back(alarm);
       continue;
     }
     // Alarm numbers are unique.
@@ -70,8 +84,10 @@ AlarmSet collectAlarms(struct soap* ctx, const nsvk__logRetrieveRequest& request
   return alarms;
 }
 
-void answerAlarms(struct soap* ctx, const nsvk__logRetrieveRequest& request, const AlarmSet& alarms,
-                  nsvk__getActiveAlarmsResponse& response) {
+void answerAlarms(struct soap* ctx, const nsvk__logRetrieveRequest& request,
+                  const std::vector<std::string>& nodes, nsvk__getActiveAlarmsResponse& response) {
+  std::vector<nss1__AlarmUpdate*> others;
+  const AlarmSet alarms = collectAlarms(ctx, request, nodes, others);
   std::vector<LONG64> times;
   times.reserve(alarms.size());
   for (const nss1__AlarmUpdate* alarm : alarms) {
@@ -82,13 +98,11 @@ void answerAlarms(struct soap* ctx, const nsvk__logRetrieveRequest& request, con
   response.numTrimmedEvents = range.trimmed;
   std::size_t index = 0;
   for (nss1__AlarmUpdate* alarm : alarms) {
-    if (index >= range.first && index < range.behind) {
-      response.alarms.push_back(alarm);
-    } else {
-      release(ctx, alarm);
-    }
+    const bool chosen = index >= range.first && index < range.behind;
+    (chosen ? response.alarms : others).push_back(alarm);
     ++index;
   }
+  release(ctx, others);
 }
 
 }  // namespace
@@ -151,7 +165,7 @@ int nsvk__getActiveAlarms(struct soap* ctx, nsvk__logRetrieveRequest* request,
     return SOAP_OK;
   }
   try {
-    answerAlarms(ctx, asked, collectAlarms(ctx, asked, nodes), response);
+    answerAlarms(ctx, asked, nodes, response);
   } catch (const std::exception& e) {
     response.result = std::string("? ") + e.what();
   }

@@ -112,6 +112,8 @@ TEST_F(Logs, TheOldestGoWhenALogIsFullAndTheMarkStays) {
   EXPECT_EQ(found.number, 7U);
   EXPECT_EQ(found.time.tv_usec, 250000);
   EXPECT_EQ(reader.append({eventAt(1, 1)}), toolkit::LOG_CLOSED);
+  fs::remove(file());
+  EXPECT_EQ(log.append({eventAt(1, 1)}), toolkit::LOG_MISSING) << "into a file that is gone";
 }
 
 // Each kind of damage, for both kinds of logs.
@@ -175,6 +177,12 @@ TYPED_TEST(DamagedLogs, FailAtOnceUnlessTheyAreOnlyBusy) {
     EXPECT_EQ(this->firstRead(log), result == 0 ? 0 : toolkit::LOG_CLOSED);
     log.close();
   }
+
+  ASSERT_EQ(this->openReader(log), 0);
+  fs::remove(this->file());
+  EXPECT_EQ(this->firstRead(log), toolkit::LOG_MISSING);
+  this->write(intact);
+  EXPECT_EQ(this->firstRead(log), 0) << "the file that has taken its place";
 
   SQLite::Database other(this->file(), SQLite::OPEN_READWRITE);
   other.exec("PRAGMA user_version=2");

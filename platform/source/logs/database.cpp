@@ -1,6 +1,7 @@
 #include "logs/database.h"
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
@@ -84,38 +85,62 @@ void verifyAll(SQLite::Database& database) {
 log_result_t Database::open(const std::string& path, const Access& access, const Sizes& sizes) {
   close();
   path_ = path;
+  access_ = access;
+  sizes_ = sizes;
+  const log_result_t opened = openFile();
+  open_ = opened == LOG_OK;
+  return opened;
+}
+
+log_result_t Database::openFile() {
+  checked_ = false;
   const log_result_t opened = attempt([&] {
-    database_ = std::make_unique<SQLite::Database>(path, flagsOf(access), access.waitMs);
-    applySizes(*database_, sizes);
-    writable_ = access.write;
-    if (access.write) {
-      prepareWriter(access.durable);
+    database_ = std::make_unique<SQLite::Database>(path_, flagsOf(access_), access_.waitMs);
+    fileId_ = fileId();
+    applySizes(*database_, sizes_);
+    if (access_.write) {
+      prepareWriter();
     } else {
       // Moving the journal into the file is the writer's work.
       sqlite3_db_config(database_->getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     }
     check();
-    if (access.verify) {
+    if (access_.verify) {
       verifyAll(*database_);
     }
   });
-  if (opened == LOG_BUSY && !access.write) {
+  if (opened == LOG_BUSY && !access_.write) {
     return LOG_OK;
   }
   if (opened != LOG_OK) {
-    close();
+    database_.reset();
   }
   return opened;
 }
 
+log_result_t Database::followFile() {
+  if (database_ != nullptr && fileId() == fileId_) {
+    return LOG_OK;
+  }
+  return access_.write ? fail(LOG_MISSING, "was replaced or removed while it was open")
+                       : openFile();
+}
+
+Database::FileId Database::fileId() const {
+  struct stat file {};
+  if (stat(path_.c_str(), &file) != 0) {
+    return {};
+  }
+  return {file.st_dev, file.st_ino};
+}
+
 void Database::close() {
   database_.reset();
-  writable_ = false;
-  checked_ = false;
+  open_ = false;
 }
 
 // Makes the schema in a file that is new.
-void Database::prepareWriter(bool durable) {
+void Database::prepareWriter() {
   if (isEmpty(*database_)) {
     database_->exec("PRAGMA journal_mode=WAL");
     SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);
@@ -126,7 +151,7 @@ void Database::prepareWriter(bool durable) {
       transaction.commit();
     }
   }
-  database_->exec(durable ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");
+  database_->exec(access_.durable ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");
   setPragma(*database_, "journal_size_limit", kMaxJournal);
 }
 
@@ -149,6 +174,9 @@ log_result_t Database::read(const Body& body) {
   if (!isOpen()) {
     return fail(LOG_CLOSED, "is not open");
   }
+  if (const log_result_t followed = followFile(); followed != LOG_OK) {
+    return followed;
+  }
   return attempt([&] {
     SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::DEFERRED);
     if (!checked_) {
@@ -160,8 +188,11 @@ log_result_t Database::read(const Body& body) {
 }
 
 log_result_t Database::write(const Body& body) {
-  if (!isOpen() || !writable_) {
+  if (!isOpen() || !access_.write) {
     return fail(LOG_CLOSED, "is not open for writing");
+  }
+  if (const log_result_t followed = followFile(); followed != LOG_OK) {
+    return followed;
   }
   return attempt([&] {
     SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);

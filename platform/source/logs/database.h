@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "toolkit/log_result.h"
 
@@ -37,9 +38,10 @@ class Database {
  public:
   explicit Database(const Schema& schema) : schema_(schema) {}
 
-  // A reader finds a file that is held by another process open.
+  // A reader finds a file that is held by another process open. It goes over to another file that
+  // takes this one's place; a writer fails then, since what it entered is gone.
   log_result_t open(const std::string& path, const Access& access, const Sizes& sizes);
-  bool isOpen() const { return database_ != nullptr; }
+  bool isOpen() const { return open_; }
   void close();
 
   // Run the body in one transaction, which ends undone when the body throws.
@@ -52,15 +54,23 @@ class Database {
   const std::string& lastError() const { return lastError_; }
 
  private:
+  using FileId = std::pair<std::uint64_t, std::uint64_t>;  // device, inode
+
+  log_result_t openFile();
+  log_result_t followFile();
+  FileId fileId() const;
   log_result_t attempt(const std::function<void()>& body);
-  void prepareWriter(bool durable);
+  void prepareWriter();
   void check();
 
   const Schema& schema_;
   std::string path_;
+  Access access_;
+  Sizes sizes_;
   std::string lastError_;
   std::unique_ptr<SQLite::Database> database_;
-  bool writable_ = false;
+  FileId fileId_;
+  bool open_ = false;
   bool checked_ = false;
 };
 
