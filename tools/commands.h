@@ -14,3 +14,4 @@ class Failure : public std::runtime_error {
 
 void addStoreCommands(CLI::App& app);
 void addStatusCommand(CLI::App& app);
+void addEventsCommands(CLI::App& app);
