@@ -21,6 +21,7 @@ int run(int argc, char** argv) {
   addStoreCommands(app);
   addStatusCommand(app);
   addEventsCommands(app);
+  addTrendsCommands(app);
   requireCommand(app);
   try {
     app.parse(argc, argv);

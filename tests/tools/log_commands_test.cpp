@@ -131,9 +131,79 @@ TEST_F(LogCommands, OneBadEventKeepsAllOut) {
   EXPECT_FALSE(std::filesystem::exists(file("a")));
 }
 
+constexpr const char* kTrends = R"({
+  "periods": [
+    {"id": 1, "maxEntries": 1000},
+    {"id": 7, "maxEntries": 0}
+  ],
+  "devices": [
+    {"path": "/Dev1", "params": [{"path": "/Dev1/A", "type": 0, "min": true, "max": true, "avg": true, "actual": false},
+      {"path": "/Dev1/é", "type": 2, "min": false, "max": false, "avg": false, "actual": true}]},
+    {"path": "/Dev2", "params": []}
+  ],
+  "snapshots": [
+    {"device": "/Dev1", "period": 7, "time": 5, "valid": 0.5, "data": [[-0.0,"inf",0.1,null],[null,null,null,1e+300]]},
+    {"device": "/Dev1", "period": 1, "time": 1700000000, "valid": 100.0, "data": [[1.0,2.0,1.5,null],[null,null,null,3.0]]},
+    {"device": "/Dev1", "period": 7, "time": 1700000000, "valid": 100.0, "data": [[null,null,null,null],[null,null,null,null]]}
+  ]
+}
+)";
+
+TEST_F(LogCommands, TrendsAreCopiedAndListedInPart) {
+  const std::string db = file("a");
+  expectSuccess({"trends", "append", db}, kTrends);
+  EXPECT_EQ(expectSuccess({"trends", "list", db}), kTrends);
+  // By the order of the parameters here, and not in the log.
+  expectSuccess({"trends", "append", db}, R"({"devices": [{"path": "/Dev1", "params": [
+      {"path": "/Dev1/new"}, {"path": "/Dev1/A"}]}], "snapshots": [
+      {"device": "/Dev1", "period": 1, "time": 6, "valid": 9, "data": [[1,1,1,1],[2,2,2,2]]}]})");
+  // By the log's order.
+  expectSuccess({"trends", "append", db}, R"({"snapshots": [
+      {"device": "/Dev1", "period": 1, "time": 7, "valid": 9, "data": [[3,3,3,3]]}]})");
+  const std::string part = expectSuccess({"trends", "list", db, "--device", "/Dev1", "--period",
+                                          "1", "--from", "5", "--to", "1700000000", "--max", "2"});
+  for (const char* data : {"[[2.0,2.0,2.0,2.0],[null,null,null,null],[1.0,1.0,1.0,1.0]]},\n",
+                           "[[3.0,3.0,3.0,3.0],[null,null,null,null],[null,null,null,null]]}\n"}) {
+    EXPECT_NE(part.find(data), std::string::npos) << part;
+  }
+  expectFailure({"trends", "list", db, "--device", "/Dev3"}, "", "no device \"/Dev3\"");
+  expectFailure({"trends", "list", db, "--period", "2"}, "", "no period 2");
+}
+
+TEST_F(LogCommands, FaultyTrendsEnterNothing) {
+  const std::string good = R"({"periods": [{"id": 3}], "devices": [{"path": "/New"}], "snapshots": [
+      {"device": "/Dev1", "period": 1, "time": 8, "valid": 0, "data": []}, {"device": "/Dev1", )";
+  // Whole, or what follows the good begin.
+  const std::pair<std::string, const char*> kCases[] = {
+      {R"("period": 1, "time": 8, "valid": 0, "data": []}]})",
+       "snapshot 2: \"/Dev1\", period 1, time 8 is given twice"},
+      {R"("period": 2, "time": 9, "valid": 0, "data": []}]})", "snapshot 2: there is no period 2"},
+      {R"("period": 3, "time": 9, "valid": 0, "data": [[1,1,1,1],[1,1,1,1],[1,1,1,1]]}]})",
+       "\"/Dev1\" has 2"},
+      {R"("period": 1, "time": -9, "valid": 0, "data": []}]})", "1970"},
+      {R"("period": 1, "time": 9, "valid": 101, "data": []}]})", "\"valid\""},
+      {R"("period": 1, "time": 9, "valid": 0, "data": [[1]]}]})", "snapshot 2: data 1: "},
+      {R"("period": 1, "time": 9, "valid": 0}]})", "\"data\" is missing"},
+      {"\n7", "line 3"},
+      {R"({"periods": {}})", "\"periods\" must be a list"},
+      {R"({"periods": [{"id": 3}, {"id": 4294967296}]})", "period 2: \"id\""},
+      {R"({"devices": [{"path": "/New"}, {"path": "/New"}]})", "device 2: \"/New\" is given twice"},
+      {R"({"devices": [{"path": "/New", "params": [{"path": "/A", "type": 3}]}]})",
+       "device 1: parameter 1: \"type\""}};
+  const std::vector<std::string> append = {"trends", "append", file("a")};
+  expectFailure(append, good + kCases[1].first, "snapshot 1: there is no device \"/Dev1\"");
+  EXPECT_FALSE(std::filesystem::exists(file("a")));
+  expectSuccess(append, kTrends);
+  for (const auto& [text, words] : kCases) {
+    expectFailure(append, text.find_first_of("{[") == 0 ? text : good + text, words);
+  }
+  EXPECT_EQ(expectSuccess({"trends", "list", file("a")}), kTrends);
+}
+
 TEST_F(LogCommands, MissingForeignAndDamagedFilesAreNamed) {
   expectSuccess({"events", "append", file("events")});
   expectFailure({"events", "list", file("missing")}, "", "no such file");
+  expectFailure({"trends", "append", file("events")}, kTrends, "trend log");
   expectFailure({"events", "append", write("text", "no log at all")}, "{}", "not a database");
   expectFailure({"events", "list", file("events"), "--from", "now"}, "", "--from now");
 }
