@@ -17,9 +17,11 @@ void requireCommand(CLI::App& app) {
 }
 
 int run(int argc, char** argv) {
-  CLI::App app("Operates the data store of the device.");
+  CLI::App app("Operates the data store and the logs of the device.");
   addStoreCommands(app);
   addStatusCommand(app);
+  addEventsCommands(app);
+  addTrendsCommands(app);
   requireCommand(app);
   try {
     app.parse(argc, argv);

@@ -12,8 +12,9 @@
 // Minimum, .Deadband and so on), follow the node's ValueType instead; "Multistate" is an Integer.
 // The long form
 // {"value", "type", "time", "source"} says what the short form leaves to default: type by the rules
-// above, no time stamp, source "Normal". Times are seconds since 1970 (UTC) with fractions. A
-// timeval is written like a time. A Real that JSON has no number for is "nan", "inf" or "-inf".
+// above, no time stamp, source "Normal". Times are seconds since 1970 (UTC) with fractions, as a
+// text ("9223372036854.775807") where a number would lose microseconds. A timeval is written like a
+// time. A Real that JSON has no number for is "nan", "inf" or "-inf".
 //
 // Any text may come in: nothing here throws but std::bad_alloc, and nesting is bounded.
 #pragma once

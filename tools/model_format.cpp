@@ -2,6 +2,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "json_text.h"
 #include "model_file.h"
 #include "model_json.h"
 
@@ -9,17 +10,13 @@ namespace model_file {
 
 namespace {
 
+using json_text::dump;
 using nlohmann::json;
 using toolkit::admin::Model;
 using toolkit::admin::ModelLeaf;
 using toolkit::admin::Right;
 
 using Leaves = std::vector<const ModelLeaf*>;
-
-// Text that is not UTF-8 cannot stand in JSON: its bad bytes become U+FFFD.
-std::string dump(const json& value) {
-  return value.dump(-1, ' ', false, json::error_handler_t::replace);
-}
 
 void appendLine(std::string& list, std::size_t indent, const std::string& line) {
   list += list.empty() ? "\n" : ",\n";

@@ -1,8 +1,11 @@
 #include "model_json.h"
 
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <limits>
+
+#include "toolkit/time.h"
 
 namespace model_file {
 
@@ -13,6 +16,7 @@ using toolkit::CElement;
 
 constexpr double kMicro = 1e6;
 constexpr double kFarthestTime = 9.2e12;  // what 64-bit microseconds hold
+constexpr std::size_t kTimeDigits = 6;
 constexpr std::array<const char*, 4> kSources = {"Normal", "Persistent", "Automatic", "MPL"};
 
 std::string mustBe(const char* what) {
@@ -55,6 +59,26 @@ std::string toReal(const json& value, CElement& element) {
     return mustBe("a number");
   }
   return {};
+}
+
+// Seconds with at most six digits behind a point, to the last microsecond.
+bool timeOfText(const std::string& text, timeval& time) {
+  const std::size_t point = text.find('.');
+  const std::string whole = text.substr(0, point);
+  std::string digits = point == std::string::npos ? "" : text.substr(point + 1);
+  if (whole.empty() || whole == "-" || digits.size() > kTimeDigits) return false;
+  digits.resize(kTimeDigits, '0');
+  digits.insert(0, whole);
+  std::int64_t micros = 0;
+  const char* end = digits.data() + digits.size();
+  const auto [rest, error] = std::from_chars(digits.data(), end, micros);
+  return error == std::errc() && rest == end && qel_QELtoUNIXtime64(micros, &time) == 0;
+}
+
+// For times beyond a double's microseconds: these have more than six digits.
+std::string textOfTime(std::int64_t micros) {
+  std::string text = std::to_string(micros);
+  return text.insert(text.size() - kTimeDigits, ".");
 }
 
 json fromReal(double value) {
@@ -112,6 +136,7 @@ std::string toElement(const json& value, data_type_t type, CElement& element) {
 }
 
 bool toTimeval(const json& value, timeval& time) {
+  if (value.is_string()) return timeOfText(value.get<std::string>(), time);
   if (!value.is_number()) return false;
   const double seconds = value.get<double>();
   if (!(std::fabs(seconds) <= kFarthestTime)) return false;
@@ -155,7 +180,11 @@ json fromElement(const CElement& element) {
 }
 
 json fromTimeval(timeval time) {
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / kMicro;
+  const std::int64_t micros = qel_UNIXtoQELtime64(&time);
+  const json seconds = static_cast<double>(micros) / kMicro;
+  timeval read{};
+  const bool exact = toTimeval(seconds, read) && qel_UNIXtoQELtime64(&read) == micros;
+  return exact ? seconds : json(textOfTime(micros));
 }
 
 const char* sourceWord(element_property_t source) {

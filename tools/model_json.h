@@ -1,4 +1,4 @@
-// JSON values and the store's elements: one leaf of a model, either way. Private to model_file.
+// JSON values and the store's elements: either way, as models and logs have them.
 //
 // Calls that can fail return a reason, or false, and leave their output alone.
 #pragma once
@@ -20,10 +20,12 @@ std::optional<data_type_t> defaultType(const nlohmann::json& value, data_type_t 
 std::optional<data_type_t> typeOfWord(const std::string& word);
 
 std::string toElement(const nlohmann::json& value, data_type_t type, toolkit::CElement& element);
+// Seconds as a number; or as a text, which keeps the microseconds of the farthest times.
 bool toTimeval(const nlohmann::json& value, timeval& time);
 bool toSource(const std::string& word, element_property_t& source);
 
 nlohmann::json fromElement(const toolkit::CElement& element);
+// A number where that tells every microsecond.
 nlohmann::json fromTimeval(timeval time);
 const char* sourceWord(element_property_t source);
 

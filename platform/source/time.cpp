@@ -63,7 +63,14 @@ std::int32_t qel_GetMonoTime() {
 }
 
 std::int64_t qel_UNIXtoQELtime64(const timeval* unixTime) {
-  return saturatingSum(saturatingMicroseconds(unixTime->tv_sec), unixTime->tv_usec);
+  std::int64_t seconds = unixTime->tv_sec;
+  std::int64_t micros = unixTime->tv_usec;
+  if (seconds < 0 && micros > 0) {
+    // The whole second below the earliest time is out of range, and the sum is not.
+    ++seconds;
+    micros -= kMicroseconds;
+  }
+  return saturatingSum(saturatingMicroseconds(seconds), micros);
 }
 
 int qel_QELtoUNIXtime64(std::int64_t time, timeval* unixTime) {

@@ -11,8 +11,10 @@
 namespace {
 
 TEST(Time, ConversionsAreTotal) {
-  const std::pair<std::int64_t, timeval> kBothWays[] = {
-      {1700000000250000, {1700000000, 250000}}, {-1, {-1, 999999}}, {-1000000, {-1, 0}}};
+  const std::pair<std::int64_t, timeval> kBothWays[] = {{1700000000250000, {1700000000, 250000}},
+                                                        {-1, {-1, 999999}},
+                                                        {-1000000, {-1, 0}},
+                                                        {INT64_MIN, {-9223372036855, 224192}}};
   const timeval latest = {9223372036854, 999999};
   const timeval earliest = {INT64_MIN, 0};
   for (const auto& [time, unixTime] : kBothWays) {

@@ -99,7 +99,7 @@ TEST_F(StoredModel, ComesBackFromTheStoreAndFromItsText) {
                ".Deadband": {"value": "nan", "type": "Real"}, "Units": "\"quotes\" \\ \n \u0001 😀",
                "Note": {"value": 7, "type": "Integer64"}, "Gone": {"value": null, "type": "None"}},
         "/A/B": {"Value": {"value": 1, "type": "Enumerated", "time": 1.000001, "source": "MPL"},
-               "When": {"value": -1.5, "type": "timeval"}}, "/A0": {}}})",
+               "When": {"value": -1.5, "type": "timeval", "time": "9223372036854.775807"}}, "/A0": {}}})",
                               model),
             "");
   ASSERT_EQ(importModel(model, true), "");

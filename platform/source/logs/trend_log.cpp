@@ -156,22 +156,30 @@ void CLog::close() {
 
 int CLog::get_periods(std::vector<CPeriodProperties>& periods) {
   periods.clear();
-  return state_->database.read([&](SQLite::Database& database) {
+  const log_result_t result = state_->database.read([&](SQLite::Database& database) {
     SQLite::Statement select(database, "SELECT id, max_entries FROM period ORDER BY id");
     while (select.executeStep()) {
       periods.push_back({select.getColumn(0).getUInt(), select.getColumn(1).getUInt()});
     }
   });
+  if (result != LOG_OK) {
+    periods.clear();
+  }
+  return result;
 }
 
 int CLog::get_devices(std::vector<CDeviceProperties>& devices) {
   devices.clear();
-  return state_->database.read([&](SQLite::Database& database) {
+  const log_result_t result = state_->database.read([&](SQLite::Database& database) {
     SQLite::Statement select(database, "SELECT path FROM device ORDER BY id");
     while (select.executeStep()) {
       devices.push_back({select.getColumn(0).getString()});
     }
   });
+  if (result != LOG_OK) {
+    devices.clear();
+  }
+  return result;
 }
 
 int CLog::get_params(const CDeviceProperties& device, std::vector<CParamProperties>& params) {

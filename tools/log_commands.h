@@ -1,0 +1,57 @@
+// What the commands on the log databases share.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
+#include <optional>
+#include <string>
+
+#include "commands.h"
+
+namespace log_commands {
+
+template <typename Log>
+void succeed(const Log& log, int result) {
+  if (result != 0) throw Failure(log.last_error());
+}
+
+// Place `number` (from 1) of the input is wrong.
+[[noreturn]] inline void fail(const std::string& file, const char* place, std::size_t number,
+                              const std::string& error) {
+  throw Failure(file + ": " + place + " " + std::to_string(number) + ": " + error);
+}
+
+// To be called when there is no more input.
+inline void requireWholeInput(const std::string& file) {
+  if (std::ferror(stdin) != 0) throw Failure(file + ": the standard input cannot be read");
+}
+
+// Takes the first `most` rows that fetch(time, limit) gives, in an order of time, to `take`: a page
+// at a time, so that a long log need not fit into memory. `time` is where the rows begin, if
+// anywhere. A page ends where the time changes: the next one begins with a time, and no row is
+// left out or comes twice when a writer adds and removes some meanwhile.
+template <typename Fetch, typename TimeOf, typename Take>
+void inPages(std::uint64_t most, const Fetch& fetch, const TimeOf& timeOf, const Take& take) {
+  constexpr std::uint64_t kPage = 1000;
+  constexpr std::uint64_t kLongest = std::numeric_limits<unsigned>::max();
+  std::optional<std::int64_t> time;
+  std::uint64_t page = kPage;
+  bool more = true;
+  while (more && most > 0) {
+    const std::uint64_t limit = std::min({page, most, kLongest});
+    auto rows = fetch(time, static_cast<unsigned>(limit));
+    more = rows.size() == limit && limit < most;
+    if (more) {
+      const std::int64_t last = timeOf(rows.back());
+      while (!rows.empty() && timeOf(rows.back()) == last) rows.pop_back();
+      page = rows.empty() ? page * 2 : kPage;
+      time = rows.empty() ? time : last;
+    }
+    for (const auto& row : rows) take(row);
+    most -= rows.size();
+  }
+}
+
+}  // namespace log_commands
