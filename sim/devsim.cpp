@@ -1,14 +1,16 @@
-// devsim: the simulated power meter. Moves the values of the store's devices and raises their
-// alarms until it is told to stop.
+// devsim: the simulated power meter. Moves the values of the store's devices, raises their alarms
+// and keeps its logs until it is told to stop.
 #include <csignal>
 #include <ctime>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <iostream>
+#include <optional>
 
 #include "alarm_engine.h"
 #include "installation.h"
+#include "recorder.h"
 #include "toolkit/time.h"
 #include "toolkit/watchdog.h"
 
@@ -21,6 +23,7 @@ struct Options {
   double speed = 1;
   double rate = 10;
   std::uint64_t ticks = 0;
+  std::string logs;
 };
 
 sigset_t stopSignals() {
@@ -70,9 +73,8 @@ class Complaint {
  public:
   explicit Complaint(const char* what) : what_(what) {}
 
-  void note(bool failed, const toolkit::CCds& cds) {
-    if (failed && !failing_)
-      fail(std::string("the store refuses the ") + what_ + ": " + cds.last_error());
+  void note(bool failed, const std::string& why) {
+    if (failed && !failing_) fail(std::string(what_) + ": " + why);
     failing_ = failed;
   }
 
@@ -81,19 +83,23 @@ class Complaint {
   bool failing_ = false;
 };
 
-void simulate(toolkit::CCds& cds, sim::Installation& installation, const Options& options) {
+// `recorder` may be null.
+void simulate(toolkit::CCds& cds, sim::Installation& installation, sim::Recorder* recorder,
+              const Options& options) {
   toolkit::CWatchdog watchdog(cds, kName);
   Beat beat(options.rate);
   sim::AlarmEngine alarms(cds);
-  Complaint values("values");
-  Complaint changes("alarms");
+  Complaint values("the store refuses the values");
+  Complaint changes("the store refuses the alarms");
+  Complaint entries("events are not entered");
   std::uint64_t ticks = 0;
   do {
     timeval stamp{};
     qel_QELtoUNIXtime64(qel_UTCtime64(), &stamp);
     const double seconds = options.speed / options.rate;
-    values.note(!installation.step(seconds, stamp), cds);
-    changes.note(!alarms.step(seconds, stamp), cds);
+    values.note(!installation.step(seconds, stamp), cds.last_error());
+    changes.note(!alarms.step(seconds, stamp), cds.last_error());
+    if (recorder != nullptr) entries.note(!recorder->step(), recorder->lastError());
     watchdog.pingWhenDue();
     if (++ticks == options.ticks) return;
   } while (beat.wait());
@@ -106,7 +112,11 @@ int run(const Options& options) {
   if (cds.init() != 0) return fail(cds.last_error());
   sim::Installation installation(cds, options.seed);
   if (installation.devices() == 0) return fail("the store has no device with points to move");
-  simulate(cds, installation, options);
+  std::optional<sim::Recorder> recorder;
+  if (!options.logs.empty() && !recorder.emplace(cds).open(options.logs)) {
+    return fail(recorder->lastError());
+  }
+  simulate(cds, installation, recorder ? &*recorder : nullptr, options);
   return 0;
 }
 
@@ -120,6 +130,8 @@ int main(int argc, char** argv) try {
       ->check(CLI::Range(0.001, 86400.0));
   app.add_option("--rate", options.rate, "Writes a second")->check(CLI::Range(0.01, 1000.0));
   app.add_option("--ticks", options.ticks, "Stop after so many writes; 0: never");
+  app.add_option("--logs", options.logs, "Folder of the event logs; without it there are none")
+      ->check(CLI::ExistingDirectory);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
