@@ -1,5 +1,5 @@
-// devsim: the simulated power meter. Moves the values of the store's devices, raises their alarms
-// and keeps its logs until it is told to stop.
+// devsim: the simulated power meter. Moves the values of the store's devices, raises their
+// alarms, tells what changes and keeps logs of it until it is told to stop.
 #include <csignal>
 #include <ctime>
 
@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "alarm_engine.h"
+#include "deltas.h"
 #include "installation.h"
 #include "recorder.h"
 #include "toolkit/time.h"
@@ -89,8 +90,10 @@ void simulate(toolkit::CCds& cds, sim::Installation& installation, sim::Recorder
   toolkit::CWatchdog watchdog(cds, kName);
   Beat beat(options.rate);
   sim::AlarmEngine alarms(cds);
+  sim::Deltas deltas(cds);
   Complaint values("the store refuses the values");
   Complaint changes("the store refuses the alarms");
+  Complaint tellings("the store refuses the deltas");
   Complaint entries("events are not entered");
   std::uint64_t ticks = 0;
   do {
@@ -99,6 +102,7 @@ void simulate(toolkit::CCds& cds, sim::Installation& installation, sim::Recorder
     const double seconds = options.speed / options.rate;
     values.note(!installation.step(seconds, stamp), cds.last_error());
     changes.note(!alarms.step(seconds, stamp), cds.last_error());
+    tellings.note(!deltas.step(stamp), cds.last_error());
     if (recorder != nullptr) entries.note(!recorder->step(), recorder->lastError());
     watchdog.pingWhenDue();
     if (++ticks == options.ticks) return;

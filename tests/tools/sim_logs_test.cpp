@@ -4,6 +4,8 @@
 #include <map>
 #include <optional>
 
+#include "deltas.h"
+#include "model_file.h"
 #include "recorder.h"
 #include "sandbox.h"
 
@@ -22,7 +24,6 @@ class SimLogs : public Sandbox {
     reader.retrieve(events, "/", nullptr, nullptr, toolkit::CLog::kNoMaximum, false, false, 0);
     return events;
   }
-
   timeval now_ = {1700000000, 250000};
 };
 
@@ -77,6 +78,76 @@ TEST_F(SimLogs, EachEventIsEnteredOnceWhateverHappens) {
       for (const CEvent& event : entered(log)) texts += event.message;
       EXPECT_EQ(texts, told[log]) << course << log;
     }
+  }
+}
+
+constexpr const char* kDevice = R"({"nodes": {
+    "/D": {"NodeType": "Device", ".Quality": 192},
+    "/D/V": {"Value": 230.0, ".Deadband": 0.5},
+    "/D/Zero": {"Value": 1, ".Deadband": 0},
+    "/D/None": {"Value": 1.5},
+    "/D/Less": {"Value": 1.5, ".Deadband": -1},
+    "/D/Text": {"Value": "a", ".Deadband": 0},
+    "/D/Bool": {"ValueType": "Boolean", "Value": false},
+    "/D/Sub/State": {"ValueType": "Multistate", "Value": 1},
+    "/Else": {"Value": 1.5, ".Deadband": 0}}})";
+
+// What is written, and what is told a second later. "?": by a store that refuses.
+TEST_F(SimLogs, DeltasAreToldWhenAValueLeavesItsDeadband) {
+  const std::pair<std::string, std::string> course[] = {{"?", ""},
+                                                        {"", "/D/V=230 /D/Zero=1 "},
+                                                        {"/D/V 230.5", ""},
+                                                        {"/D/V 229.5", ""},
+                                                        {"/D/V 230.51", "/D/V=230.51 "},
+                                                        {"/D/V 230.1", ""},
+                                                        {"/D/V 229.9", "/D/V=229.9 "},
+                                                        {"/D/V nan", "/D/V=nan "},
+                                                        {"/D/V nan", ""},
+                                                        {"/D/V 231", "/D/V=231 "},
+                                                        {"/D/Zero 1", ""},
+                                                        {"/D/Zero 2", "/D/Zero=2 "},
+                                                        {"/D/None 9", ""},
+                                                        {"/D/Less 9", ""},
+                                                        {"/D/Text b", ""},
+                                                        {"/Else 9", ""},
+                                                        {"/D/Bool 1", "/D/Bool=true "},
+                                                        {"/D/Bool 1", ""},
+                                                        {"?/D/Sub/State 0", ""},
+                                                        {"", "/D/Sub/State=0 "},
+                                                        {"/D/Sub/State 2", "/D/Sub/State=2 "},
+                                                        {"/D/.Quality 64", "/D=64:64 "},
+                                                        {"/D/V 240", "/D/V=240:64 "}};
+  toolkit::admin::Model model;
+  ASSERT_EQ(model_file::parse(kDevice, model), "");
+  import(model.leaves);
+  std::optional<toolkit::CCds> cds(std::in_place);
+  sim::Deltas deltas(*cds);
+  std::uint64_t last = 0;
+  for (const auto& [action, expected] : course) {
+    const bool refuses = action.starts_with("?");
+    const std::string written = action.substr(refuses ? 1 : 0);
+    if (!written.empty()) {
+      const toolkit::CPath path = normalized(written.substr(0, written.find(' ')));
+      CElement value(written.substr(written.find(' ') + 1));
+      value.convert_type(StoreTest::read(*cds, {path}).elements[0].type());
+      ASSERT_EQ(set(*cds, path.getNodePath() + ":" + path.getLeafName(), value), API_SUCCESS);
+    }
+    if (refuses) cds->setReadOnly();
+    EXPECT_EQ(deltas.step(now_), !refuses) << action;
+    cds.emplace();
+    ++now_.tv_usec;
+    EXPECT_EQ(deltas.step(now_), !refuses) << "it does not look before a second has passed";
+    ++now_.tv_sec;
+    std::vector<toolkit::CEventStream::Entry> entries;
+    toolkit::CEventStream(*cds, toolkit::CEventStream::kEvents).read(last, entries);
+    std::string told;
+    for (const auto& [number, event] : entries) {
+      last = number;
+      const std::string quality = event.quality == 192 ? "" : ":" + std::to_string(event.quality);
+      told += normalized(event.path).getNodePath() + "=" + event.value.to_string() + quality + " ";
+      EXPECT_EQ(event.type == toolkit::EVENT_QUALITY, event.path == "/D/.Quality");
+    }
+    EXPECT_EQ(told, expected) << action;
   }
 }
 
