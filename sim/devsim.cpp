@@ -14,6 +14,7 @@
 #include "recorder.h"
 #include "toolkit/time.h"
 #include "toolkit/watchdog.h"
+#include "trend_recorder.h"
 
 namespace {
 
@@ -34,6 +35,12 @@ sigset_t stopSignals() {
   sigaddset(&set, SIGTERM);
   sigaddset(&set, SIGHUP);
   return set;
+}
+
+timeval presentTime() {
+  timeval stamp{};
+  qel_QELtoUNIXtime64(qel_UTCtime64(), &stamp);
+  return stamp;
 }
 
 // The beat of the simulation: waits for the next tick, or says that a signal asked to stop. A tick
@@ -84,8 +91,38 @@ class Complaint {
   bool failing_ = false;
 };
 
-// `recorder` may be null.
-void simulate(toolkit::CCds& cds, sim::Installation& installation, sim::Recorder* recorder,
+// The logs of a folder.
+class Logs {
+ public:
+  Logs(toolkit::CCds& cds, const sim::Installation& installation, double rate)
+      : events_(cds), file_(installation.points()), trends_(file_, kGrace + 2 / rate) {}
+
+  // Empty, or why not.
+  std::string open(const std::string& folder) {
+    if (!events_.open(folder)) return events_.lastError();
+    return file_.open(folder + "/interval-trends.db") ? "" : file_.lastError();
+  }
+
+  // `moved`: the values are new ones.
+  void step(const sim::Installation& installation, bool moved, timeval stamp) {
+    entries_.note(!events_.step(), events_.lastError());
+    const bool entered = moved ? trends_.step(stamp, installation.values()) : trends_.enter();
+    snapshots_.note(!entered, file_.lastError());
+  }
+
+ private:
+  // Seconds that a step may be late.
+  static constexpr double kGrace = 5;
+
+  sim::Recorder events_;
+  sim::TrendFile file_;
+  sim::TrendRecorder trends_;
+  Complaint entries_{"events are not entered"};
+  Complaint snapshots_{"trends are not entered"};
+};
+
+// `logs` may be null.
+void simulate(toolkit::CCds& cds, sim::Installation& installation, Logs* logs,
               const Options& options) {
   toolkit::CWatchdog watchdog(cds, kName);
   Beat beat(options.rate);
@@ -94,19 +131,19 @@ void simulate(toolkit::CCds& cds, sim::Installation& installation, sim::Recorder
   Complaint values("the store refuses the values");
   Complaint changes("the store refuses the alarms");
   Complaint tellings("the store refuses the deltas");
-  Complaint entries("events are not entered");
   std::uint64_t ticks = 0;
   do {
-    timeval stamp{};
-    qel_QELtoUNIXtime64(qel_UTCtime64(), &stamp);
+    const timeval stamp = presentTime();
     const double seconds = options.speed / options.rate;
-    values.note(!installation.step(seconds, stamp), cds.last_error());
+    const bool moved = installation.step(seconds, stamp);
+    values.note(!moved, cds.last_error());
     changes.note(!alarms.step(seconds, stamp), cds.last_error());
     tellings.note(!deltas.step(stamp), cds.last_error());
-    if (recorder != nullptr) entries.note(!recorder->step(), recorder->lastError());
+    if (logs != nullptr) logs->step(installation, moved, stamp);
     watchdog.pingWhenDue();
-    if (++ticks == options.ticks) return;
+    if (++ticks == options.ticks) break;
   } while (beat.wait());
+  if (logs != nullptr) logs->step(installation, false, presentTime());
 }
 
 int run(const Options& options) {
@@ -116,11 +153,12 @@ int run(const Options& options) {
   if (cds.init() != 0) return fail(cds.last_error());
   sim::Installation installation(cds, options.seed);
   if (installation.devices() == 0) return fail("the store has no device with points to move");
-  std::optional<sim::Recorder> recorder;
-  if (!options.logs.empty() && !recorder.emplace(cds).open(options.logs)) {
-    return fail(recorder->lastError());
+  std::optional<Logs> logs;
+  if (!options.logs.empty()) {
+    const std::string why = logs.emplace(cds, installation, options.rate).open(options.logs);
+    if (!why.empty()) return fail(why);
   }
-  simulate(cds, installation, recorder ? &*recorder : nullptr, options);
+  simulate(cds, installation, logs ? &*logs : nullptr, options);
   return 0;
 }
 
@@ -134,7 +172,7 @@ int main(int argc, char** argv) try {
       ->check(CLI::Range(0.001, 86400.0));
   app.add_option("--rate", options.rate, "Writes a second")->check(CLI::Range(0.01, 1000.0));
   app.add_option("--ticks", options.ticks, "Stop after so many writes; 0: never");
-  app.add_option("--logs", options.logs, "Folder of the event logs; without it there are none")
+  app.add_option("--logs", options.logs, "Folder of the logs; without it there are none")
       ->check(CLI::ExistingDirectory);
   try {
     app.parse(argc, argv);

@@ -3,11 +3,13 @@
 
 #include <map>
 #include <optional>
+#include <sstream>
 
 #include "deltas.h"
 #include "model_file.h"
 #include "recorder.h"
 #include "sandbox.h"
+#include "trend_recorder.h"
 
 using toolkit::CElement;
 using toolkit::CEvent;
@@ -149,6 +151,72 @@ TEST_F(SimLogs, DeltasAreToldWhenAValueLeavesItsDeadband) {
     }
     EXPECT_EQ(told, expected) << action;
   }
+}
+
+// Steps "seconds value" from 1200 on, and then the intervals of 60 s, with gaps of up to 40 s:
+// "end percent min max avg actual".
+constexpr std::pair<const char*, const char*> kIntervals[] = {
+    {"0 1|30 2|60 6", "1200 0 1 1 1 1|1260 100 2 6 4 6"},
+    {"15 1|45 3|75 9", "1260 75 1 3 2 3"},
+    {"1 1|35 nan|61 2", "1260 98.3333 1 1 1 nan"},
+    {"1 nan|35 nan|61 2", "1260 98.3333 nan nan nan nan"},
+    {"30 1|71 2|100 2|121 2", "1260 0 1 1 1 1|1320 81.6667 2 2 2 2"},
+    {"30 1|40 2|9000 3|9030 4|9060 5",
+     "1260 16.6667 1 2 1.5 2|10200 0 3 3 3 3|10260 100 4 5 4.5 5"},
+    {"30 1|40 2|-9000 3|-8970 4|-8940 5",
+     "1260 16.6667 1 2 1.5 2|-7800 0 3 3 3 3|-7740 100 4 5 4.5 5"},
+    {"5 1|40 2|20 1|59 3|61 0", "1260 100 1 3 1.75 3"},
+    {"90 1|90 1|121 1", "1320 50 1 1 1 1"},
+};
+
+TEST_F(SimLogs, IntervalsKnowWhatWasMeasured) {
+  for (const auto& [steps, expected] : kIntervals) {
+    sim::TrendIntervals intervals(60, 40);
+    std::vector<sim::Interval> ended;
+    std::istringstream words(steps);
+    for (std::string second, value; words >> second && std::getline(words, value, '|');) {
+      intervals.step({1200 + std::stol(second), 0}, {std::stod(value)}, ended);
+    }
+    std::ostringstream found;
+    for (const sim::Interval& interval : ended) {
+      const sim::Trend& trend = interval.trends.at(0);
+      found << "|" << interval.end << " " << interval.percentValid << " " << trend.min << " "
+            << trend.max << " " << trend.avg << " " << trend.actual;
+    }
+    EXPECT_EQ(found.str(), "|" + std::string(expected)) << steps;
+  }
+}
+
+TEST_F(SimLogs, TrendsWaitForAFileThatIsHeldAndFindTheirPlaces) {
+  using sim::PointKind;
+  ASSERT_TRUE(
+      sim::TrendFile({{"/D", "/D/Old"}, {"/D", "/D/P", PointKind::kPowerFactor}}).open(file("t")));
+  sim::TrendFile trends(
+      {{"/D", "/D/Count", PointKind::kCounter}, {"/D", "/D/P", PointKind::kPowerFactor}});
+  ASSERT_TRUE(trends.open(file("t"))) << trends.lastError();
+  sim::TrendRecorder recorder(trends, 60);
+  std::optional<SQLite::Database> holder(std::in_place, file("t"), SQLite::OPEN_READWRITE);
+  holder->exec("BEGIN IMMEDIATE");
+  for (int minute = 1; minute <= 1000; ++minute) recorder.step({3600 + 60 * minute, 0}, {7, 0.5});
+  EXPECT_FALSE(recorder.enter());
+  holder.reset();
+  EXPECT_TRUE(recorder.enter());
+  toolkit::trend::CLog reader;
+  ASSERT_EQ(reader.open(file("t"), true, false, 1000, false, 0, 0, 0, true), toolkit::LOG_OK);
+  toolkit::trend::CDeviceData data;
+  toolkit::trend::CDeviceParams params{{"/D"}, {}};
+  reader.get_params(params.device, params.params);
+  ASSERT_EQ(params.params.size(), 3U);
+  reader.get_trend_data(data, params, {{1}, {2}, {3}, {4}}, {-1, -1}, 2000, 0, true, false);
+  ASSERT_EQ(data.samples.size(), sim::TrendRecorder::kMostPending);
+  EXPECT_EQ(data.samples.back().time, 63600);
+  const auto& values = data.samples.back().data;
+  EXPECT_FALSE(values[0].actual.is_valid());
+  EXPECT_EQ(std::tuple(*values[1].min, *values[1].actual, *values[2].actual),
+            std::tuple(0.5, 0.5, 7.0));
+  EXPECT_EQ(std::tuple(params.params[1].type, params.params[1].hasMin, params.params[2].hasMin,
+                       values[2].min.is_valid()),
+            std::tuple(toolkit::trend::SAMPLE_PF, true, false, false));
 }
 
 }  // namespace
