@@ -4,11 +4,13 @@
 #include <ctime>
 
 #include <CLI/CLI.hpp>
+#include <array>
 #include <cstdio>
 #include <iostream>
 #include <optional>
 
 #include "alarm_engine.h"
+#include "backfill.h"
 #include "deltas.h"
 #include "installation.h"
 #include "recorder.h"
@@ -26,15 +28,25 @@ struct Options {
   double rate = 10;
   std::uint64_t ticks = 0;
   std::string logs;
+  int backfill = 0;
 };
+
+constexpr std::array kStopSignals = {SIGINT, SIGTERM, SIGHUP};
 
 sigset_t stopSignals() {
   sigset_t set;
   sigemptyset(&set);
-  sigaddset(&set, SIGINT);
-  sigaddset(&set, SIGTERM);
-  sigaddset(&set, SIGHUP);
+  for (const int signal : kStopSignals) sigaddset(&set, signal);
   return set;
+}
+
+bool isToldToStop() {
+  sigset_t pending;
+  sigpending(&pending);
+  for (const int signal : kStopSignals) {
+    if (sigismember(&pending, signal) == 1) return true;
+  }
+  return false;
 }
 
 timeval presentTime() {
@@ -103,6 +115,15 @@ class Logs {
     return file_.open(folder + "/interval-trends.db") ? "" : file_.lastError();
   }
 
+  // Empty, or why it was not made.
+  std::string backfill(toolkit::CCds& cds, sim::Installation& installation, int days) {
+    const auto plant = installation.copyPlant();
+    if (!plant) return cds.last_error();
+    return sim::backfill(installation, *plant, file_, days, presentTime(), isToldToStop)
+               ? ""
+               : file_.lastError();
+  }
+
   // `moved`: the values are new ones.
   void step(const sim::Installation& installation, bool moved, timeval stamp) {
     entries_.note(!events_.step(), events_.lastError());
@@ -155,8 +176,10 @@ int run(const Options& options) {
   if (installation.devices() == 0) return fail("the store has no device with points to move");
   std::optional<Logs> logs;
   if (!options.logs.empty()) {
-    const std::string why = logs.emplace(cds, installation, options.rate).open(options.logs);
+    std::string why = logs.emplace(cds, installation, options.rate).open(options.logs);
+    if (why.empty()) why = logs->backfill(cds, installation, options.backfill);
     if (!why.empty()) return fail(why);
+    if (isToldToStop()) return 0;
   }
   simulate(cds, installation, logs ? &*logs : nullptr, options);
   return 0;
@@ -172,8 +195,12 @@ int main(int argc, char** argv) try {
       ->check(CLI::Range(0.001, 86400.0));
   app.add_option("--rate", options.rate, "Writes a second")->check(CLI::Range(0.01, 1000.0));
   app.add_option("--ticks", options.ticks, "Stop after so many writes; 0: never");
-  app.add_option("--logs", options.logs, "Folder of the logs; without it there are none")
-      ->check(CLI::ExistingDirectory);
+  auto* logs =
+      app.add_option("--logs", options.logs, "Folder of the logs; without it there are none")
+          ->check(CLI::ExistingDirectory);
+  app.add_option("--backfill", options.backfill, "Days of trends before the start")
+      ->check(CLI::Range(0, 366))
+      ->needs(logs);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -193,6 +193,12 @@ bool Installation::readStore() {
   return cds_.get_leaves(paths_, statuses_, elements_, sources_) == 0;
 }
 
+void Installation::readConditions(Plant& plant) const {
+  for (std::size_t i = 0; i < devices_.size(); ++i) {
+    readConditions(*devices_[i], plant.devices[i].conditions);
+  }
+}
+
 // A setpoint outside its range, or that cannot be read, leaves things as they are.
 void Installation::readConditions(const Device& device, Conditions& conditions) const {
   for (const Setting& setting : device.settings) {
@@ -237,9 +243,7 @@ bool Installation::writeStore(timeval stamp) {
 
 bool Installation::step(double seconds, timeval stamp) {
   if (!readStore()) return false;
-  for (std::size_t i = 0; i < devices_.size(); ++i) {
-    readConditions(*devices_[i], plant_.devices[i].conditions);
-  }
+  readConditions(plant_);
   plant_.step(seconds);
   return writeStore(stamp);
 }
@@ -264,6 +268,14 @@ std::vector<double> Installation::values(const Plant& plant) const {
     }
   }
   return values;
+}
+
+std::optional<Plant> Installation::copyPlant() {
+  if (!readStore()) return std::nullopt;
+  Plant copy = plant_;
+  readConditions(copy);
+  for (PlantDevice& device : copy.devices) device.conditions.closed = true;
+  return copy;
 }
 
 }  // namespace sim

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,9 +34,12 @@ class Installation {
   // What it moves, device by device.
   std::vector<MovedPoint> points() const;
   // The readings of a plant at these points, in their units and types; NaN for a point that the
-  // store did not have at the last step.
+  // store did not have when it was last read.
   std::vector<double> values(const Plant& plant) const;
   std::vector<double> values() const { return values(plant_); }
+  // A copy of the physics as the store's setpoints have it, all breakers closed. None when the
+  // store cannot be read.
+  std::optional<Plant> copyPlant();
 
  private:
   struct Device;
@@ -45,6 +49,7 @@ class Installation {
   void addDevice(const std::string& path, std::uint64_t seed);
   void linkParents();
   bool readStore();
+  void readConditions(Plant& plant) const;
   void readConditions(const Device& device, Conditions& conditions) const;
   bool isThere(const Point& point) const;
   toolkit::CElement elementOf(const Point& point, Reading& reading) const;

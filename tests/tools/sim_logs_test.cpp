@@ -5,6 +5,7 @@
 #include <optional>
 #include <sstream>
 
+#include "backfill.h"
 #include "deltas.h"
 #include "model_file.h"
 #include "recorder.h"
@@ -13,6 +14,7 @@
 
 using toolkit::CElement;
 using toolkit::CEvent;
+namespace trend = toolkit::trend;
 
 namespace {
 
@@ -26,6 +28,18 @@ class SimLogs : public Sandbox {
     reader.retrieve(events, "/", nullptr, nullptr, toolkit::CLog::kNoMaximum, false, false, 0);
     return events;
   }
+  // Of all parameters, as far as there are 9999.
+  trend::CDeviceData snapshots(const std::string& device,
+                               const std::vector<trend::CPeriodProperties>& periods) const {
+    trend::CLog reader;
+    EXPECT_EQ(reader.open(file("t"), true, false, 1000, false, 0, 0, 0, true), toolkit::LOG_OK);
+    trend::CDeviceData data;
+    trend::CDeviceParams params{{device}, {}};
+    reader.get_params(params.device, params.params);
+    reader.get_trend_data(data, params, periods, {-1, -1}, 9999, 0, true, false);
+    return data;
+  }
+
   timeval now_ = {1700000000, 250000};
 };
 
@@ -188,35 +202,58 @@ TEST_F(SimLogs, IntervalsKnowWhatWasMeasured) {
 }
 
 TEST_F(SimLogs, TrendsWaitForAFileThatIsHeldAndFindTheirPlaces) {
-  using sim::PointKind;
-  ASSERT_TRUE(
-      sim::TrendFile({{"/D", "/D/Old"}, {"/D", "/D/P", PointKind::kPowerFactor}}).open(file("t")));
-  sim::TrendFile trends(
-      {{"/D", "/D/Count", PointKind::kCounter}, {"/D", "/D/P", PointKind::kPowerFactor}});
+  const sim::MovedPoint factor{"/D", "/D/P", sim::PointKind::kPowerFactor};
+  ASSERT_TRUE(sim::TrendFile({{"/D", "/D/Old"}, factor}).open(file("t")));
+  sim::TrendFile trends({{"/D", "/D/Count", sim::PointKind::kCounter}, factor});
   ASSERT_TRUE(trends.open(file("t"))) << trends.lastError();
   sim::TrendRecorder recorder(trends, 60);
   std::optional<SQLite::Database> holder(std::in_place, file("t"), SQLite::OPEN_READWRITE);
   holder->exec("BEGIN IMMEDIATE");
-  for (int minute = 1; minute <= 1000; ++minute) recorder.step({3600 + 60 * minute, 0}, {7, 0.5});
+  for (std::int64_t minute = 1; minute <= 1000; ++minute) recorder.step({60 * minute, 0}, {7, 0.5});
   EXPECT_FALSE(recorder.enter());
   holder.reset();
   EXPECT_TRUE(recorder.enter());
-  toolkit::trend::CLog reader;
-  ASSERT_EQ(reader.open(file("t"), true, false, 1000, false, 0, 0, 0, true), toolkit::LOG_OK);
-  toolkit::trend::CDeviceData data;
-  toolkit::trend::CDeviceParams params{{"/D"}, {}};
-  reader.get_params(params.device, params.params);
-  ASSERT_EQ(params.params.size(), 3U);
-  reader.get_trend_data(data, params, {{1}, {2}, {3}, {4}}, {-1, -1}, 2000, 0, true, false);
+  const trend::CDeviceData data = snapshots("/D", {{1}, {2}, {3}, {4}});
   ASSERT_EQ(data.samples.size(), sim::TrendRecorder::kMostPending);
-  EXPECT_EQ(data.samples.back().time, 63600);
-  const auto& values = data.samples.back().data;
-  EXPECT_FALSE(values[0].actual.is_valid());
-  EXPECT_EQ(std::tuple(*values[1].min, *values[1].actual, *values[2].actual),
-            std::tuple(0.5, 0.5, 7.0));
-  EXPECT_EQ(std::tuple(params.params[1].type, params.params[1].hasMin, params.params[2].hasMin,
-                       values[2].min.is_valid()),
-            std::tuple(toolkit::trend::SAMPLE_PF, true, false, false));
+  EXPECT_EQ(data.samples.back().time, 60000);
+  std::ostringstream found;
+  for (std::size_t i = 0; i < 3; ++i) {
+    const auto& [min, max, avg, actual] = data.samples.back().data.at(i);
+    const auto& param = data.params.params.at(i);
+    found << param.path << param.type << param.hasMin << " " << *min << " " << *actual << "|";
+  }
+  EXPECT_EQ(found.str(), "/D/Old01 nan nan|/D/P11 0.5 0.5|/D/Count00 nan 7|");
+}
+
+// Broken off: at once, in the first pass, with some of it made, with more of it made; by meters of
+// other seeds.
+TEST_F(SimLogs, BackfillReachesAsFarAsThePeriodsKeepAndIsGoneOnWith) {
+  ASSERT_EQ(devctl({"store", "import", FEEDER_MODEL}).status, 0);
+  toolkit::CCds cds;
+  for (int patience : {0, 20000, 37000, 47000, 1 << 30}) {
+    sim::Installation installation(cds, static_cast<std::uint64_t>(patience));
+    const auto plant = installation.copyPlant();
+    sim::TrendFile trends(installation.points());
+    ASSERT_TRUE(trends.open(file("t")));
+    const auto stop = [&] { return --patience < 0; };
+    EXPECT_TRUE(sim::backfill(installation, plant.value(), trends, 40, now_, stop));
+  }
+  for (const auto& [id, seconds, most] : sim::kTrendPeriods) {
+    const auto [params, samples] = snapshots("/Feeder1", {{id}});
+    ASSERT_EQ(samples.size(), std::min<std::int64_t>(most, 3456000 / seconds)) << id;
+    EXPECT_EQ(samples.back().time, now_.tv_sec - now_.tv_sec % seconds);
+    const auto energy =
+        std::find_if(params.params.begin(), params.params.end(), [](const auto& param) {
+          return param.path == "/Feeder1/EnergyImported";
+        })->place;
+    EXPECT_NEAR(*samples.back().data[energy].actual, 184230.51, 250);
+    for (std::size_t i = 1; i < samples.size(); ++i) {
+      ASSERT_EQ(samples[i].time - samples[i - 1].time, seconds);
+      ASSERT_EQ(samples[i].percent_valid, 100);
+      const double used = *samples[i].data[energy].actual - *samples[i - 1].data[energy].actual;
+      ASSERT_TRUE(used >= 0 && used < 300.0 * seconds / 3600) << samples[i].time;
+    }
+  }
 }
 
 }  // namespace
