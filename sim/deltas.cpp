@@ -6,6 +6,7 @@
 
 #include "alarm.h"
 #include "device_nodes.h"
+#include "system_events.h"
 #include "toolkit/leaf_batch.h"
 
 namespace sim {
@@ -48,6 +49,7 @@ bool Deltas::step(timeval stamp) {
 bool Deltas::look(timeval stamp) {
   if (!refreshWhenDue(stamp) || !leaves_.read(cds_)) return false;
   toolkit::CLeafBatch batch(stamp);
+  if (toldDevices_ && *toldDevices_ != devices_) batch.tell(configurationChanged(stamp));
   std::vector<std::pair<std::size_t, double>> seen;
   std::size_t told = 0;
   std::size_t place = next_;
@@ -64,6 +66,7 @@ bool Deltas::look(timeval stamp) {
   }
   if (batch.write(cds_, kSimulationSource) != API_SUCCESS) return false;
   for (const auto& [watch, value] : seen) watches_[watch].told = value;
+  toldDevices_ = devices_;
   next_ = place;
   return true;
 }
@@ -88,15 +91,16 @@ CEvent Deltas::eventOf(std::size_t place, timeval stamp) const {
 
 bool Deltas::refreshWhenDue(timeval stamp) {
   if (!isDue(readAt_, stamp, kRefreshSeconds)) return true;
+  std::vector<std::string> devices;
   std::vector<Watch> watches;
-  if (!readWatches(watches)) return false;
+  if (!readWatches(devices, watches)) return false;
+  devices_ = std::move(devices);
   adopt(std::move(watches));
   readAt_ = stamp;
   return true;
 }
 
-bool Deltas::readWatches(std::vector<Watch>& watches) {
-  std::vector<std::string> devices;
+bool Deltas::readWatches(std::vector<std::string>& devices, std::vector<Watch>& watches) {
   std::vector<DeviceNode> nodes;
   if (!readDeviceNodes(cds_, devices, nodes)) return false;
   for (std::size_t i = 0; i < devices.size(); ++i) {

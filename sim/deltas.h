@@ -3,6 +3,7 @@
 //   EVENT_DELTA     a number has left the deadband of its point, or is seen for the first time; the
 //                   state of a Boolean or multistate point is another one
 //   EVENT_QUALITY   the quality of a device is another one
+//   EVENT_SYSTEM    there are other devices than before
 //
 // Looks once a second, by the stamps of the steps, and every ten seconds for which points there
 // are. What the store refuses has not been told: the next second tries again.
@@ -40,12 +41,14 @@ class Deltas {
 
   bool look(timeval stamp);
   bool refreshWhenDue(timeval stamp);
-  bool readWatches(std::vector<Watch>& watches);
+  bool readWatches(std::vector<std::string>& devices, std::vector<Watch>& watches);
   void adopt(std::vector<Watch> watches);
   std::uint16_t qualityOf(std::size_t device) const;
   toolkit::CEvent eventOf(std::size_t place, timeval stamp) const;
 
   toolkit::CCds& cds_;
+  std::vector<std::string> devices_;
+  std::optional<std::vector<std::string>> toldDevices_;
   std::vector<Watch> watches_;
   ReadBatch leaves_;  // one a watch
   std::size_t next_ = 0;

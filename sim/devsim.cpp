@@ -14,6 +14,7 @@
 #include "deltas.h"
 #include "installation.h"
 #include "recorder.h"
+#include "system_events.h"
 #include "toolkit/time.h"
 #include "toolkit/watchdog.h"
 #include "trend_recorder.h"
@@ -153,8 +154,10 @@ void simulate(toolkit::CCds& cds, sim::Installation& installation, Logs* logs,
   Complaint changes("the store refuses the alarms");
   Complaint tellings("the store refuses the deltas");
   std::uint64_t ticks = 0;
+  bool started = false;
   do {
     const timeval stamp = presentTime();
+    started = started || sim::tell(cds, sim::systemEvent(sim::kStarted, stamp));
     const double seconds = options.speed / options.rate;
     const bool moved = installation.step(seconds, stamp);
     values.note(!moved, cds.last_error());
@@ -164,6 +167,7 @@ void simulate(toolkit::CCds& cds, sim::Installation& installation, Logs* logs,
     watchdog.pingWhenDue();
     if (++ticks == options.ticks) break;
   } while (beat.wait());
+  sim::tell(cds, sim::systemEvent(sim::kStopped, presentTime()));
   if (logs != nullptr) logs->step(installation, false, presentTime());
 }
 
