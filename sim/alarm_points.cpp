@@ -1,42 +1,20 @@
 #include "alarm_points.h"
 
 #include <cmath>
-#include <set>
 
+#include "device_nodes.h"
 #include "read_batch.h"
 #include "toolkit/multistate.h"
-#include "toolkit/utils.h"
 
 namespace sim {
 
 namespace {
 
-struct Node {
-  std::string path;
-  std::size_t device;
-};
-
-// The nodes below a device that belong to no device further down.
-bool collect(toolkit::CCds& cds, const std::set<std::string>& devices, const std::string& from,
-             std::size_t device, std::vector<Node>& nodes) {
-  std::vector<std::string> children;
-  if (!childrenOf(cds, from, children)) return false;
-  for (const std::string& child : children) {
-    if (devices.contains(child)) continue;
-    nodes.push_back({child, device});
-    if (!collect(cds, devices, child, device, nodes)) return false;
-  }
-  return true;
-}
-
-bool readNodes(toolkit::CCds& cds, AlarmConfiguration& configuration, std::vector<Node>& nodes) {
-  std::vector<std::string> paths;
-  if (toolkit::CCds_Utils::GetDeviceList(cds, paths) < 0) return false;
-  const std::set<std::string> devices(paths.begin(), paths.end());
-  for (const std::string& path : paths) {
-    configuration.devices.push_back({path, 1});
-    if (!collect(cds, devices, path, configuration.devices.size() - 1, nodes)) return false;
-  }
+bool readNodes(toolkit::CCds& cds, AlarmConfiguration& configuration,
+               std::vector<DeviceNode>& nodes) {
+  std::vector<std::string> devices;
+  if (!readDeviceNodes(cds, devices, nodes)) return false;
+  for (const std::string& device : devices) configuration.devices.push_back({device, 1});
   return true;
 }
 
@@ -51,14 +29,15 @@ bool readBreakers(toolkit::CCds& cds, std::vector<AlarmDevice>& devices) {
 }
 
 // Keeps the nodes whose alarms are turned on.
-bool keepEnabled(toolkit::CCds& cds, std::vector<Node>& nodes, std::vector<std::string>& released) {
+bool keepEnabled(toolkit::CCds& cds, std::vector<DeviceNode>& nodes,
+                 std::vector<std::string>& released) {
   ReadBatch batch;
-  for (const Node& node : nodes) {
+  for (const DeviceNode& node : nodes) {
     batch.add(node.path + ":.AlarmEnable");
     batch.add(node.path + ":InAlarm");
   }
   if (!batch.read(cds)) return false;
-  std::vector<Node> enabled;
+  std::vector<DeviceNode> enabled;
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     if (batch.flag(2 * i)) {
       enabled.push_back(std::move(nodes[i]));
@@ -119,7 +98,7 @@ void addWatches(const ReadBatch& batch, const Settings& settings,
   }
 }
 
-void addPoint(const ReadBatch& batch, const Settings& settings, const Node& node,
+void addPoint(const ReadBatch& batch, const Settings& settings, const DeviceNode& node,
               AlarmConfiguration& configuration) {
   const std::size_t before = configuration.watches.size();
   addWatches(batch, settings, configuration);
@@ -147,7 +126,7 @@ std::optional<std::size_t> AlarmConfiguration::find(const std::string& source,
 
 bool readConfiguration(toolkit::CCds& cds, AlarmConfiguration& configuration) {
   configuration = {};
-  std::vector<Node> nodes;
+  std::vector<DeviceNode> nodes;
   if (!readNodes(cds, configuration, nodes) || !readBreakers(cds, configuration.devices) ||
       !keepEnabled(cds, nodes, configuration.released)) {
     return false;
@@ -155,7 +134,7 @@ bool readConfiguration(toolkit::CCds& cds, AlarmConfiguration& configuration) {
   ReadBatch batch;
   std::vector<Settings> settings;
   settings.reserve(nodes.size());
-  for (const Node& node : nodes) settings.emplace_back(batch, node.path);
+  for (const DeviceNode& node : nodes) settings.emplace_back(batch, node.path);
   if (!batch.read(cds)) return false;
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     addPoint(batch, settings[i], nodes[i], configuration);

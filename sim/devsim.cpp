@@ -1,16 +1,23 @@
-// devsim: the simulated power meter. Moves the values of the store's devices and raises their
-// alarms until it is told to stop.
+// devsim: the simulated power meter. Moves the values of the store's devices, raises their
+// alarms, tells what changes and keeps logs of it until it is told to stop.
 #include <csignal>
 #include <ctime>
 
 #include <CLI/CLI.hpp>
+#include <array>
 #include <cstdio>
 #include <iostream>
+#include <optional>
 
 #include "alarm_engine.h"
+#include "backfill.h"
+#include "deltas.h"
 #include "installation.h"
+#include "recorder.h"
+#include "system_events.h"
 #include "toolkit/time.h"
 #include "toolkit/watchdog.h"
+#include "trend_recorder.h"
 
 namespace {
 
@@ -21,15 +28,32 @@ struct Options {
   double speed = 1;
   double rate = 10;
   std::uint64_t ticks = 0;
+  std::string logs;
+  int backfill = 0;
 };
+
+constexpr std::array kStopSignals = {SIGINT, SIGTERM, SIGHUP};
 
 sigset_t stopSignals() {
   sigset_t set;
   sigemptyset(&set);
-  sigaddset(&set, SIGINT);
-  sigaddset(&set, SIGTERM);
-  sigaddset(&set, SIGHUP);
+  for (const int signal : kStopSignals) sigaddset(&set, signal);
   return set;
+}
+
+bool isToldToStop() {
+  sigset_t pending;
+  sigpending(&pending);
+  for (const int signal : kStopSignals) {
+    if (sigismember(&pending, signal) == 1) return true;
+  }
+  return false;
+}
+
+timeval presentTime() {
+  timeval stamp{};
+  qel_QELtoUNIXtime64(qel_UTCtime64(), &stamp);
+  return stamp;
 }
 
 // The beat of the simulation: waits for the next tick, or says that a signal asked to stop. A tick
@@ -70,9 +94,8 @@ class Complaint {
  public:
   explicit Complaint(const char* what) : what_(what) {}
 
-  void note(bool failed, const toolkit::CCds& cds) {
-    if (failed && !failing_)
-      fail(std::string("the store refuses the ") + what_ + ": " + cds.last_error());
+  void note(bool failed, const std::string& why) {
+    if (failed && !failing_) fail(std::string(what_) + ": " + why);
     failing_ = failed;
   }
 
@@ -81,22 +104,71 @@ class Complaint {
   bool failing_ = false;
 };
 
-void simulate(toolkit::CCds& cds, sim::Installation& installation, const Options& options) {
+// The logs of a folder.
+class Logs {
+ public:
+  Logs(toolkit::CCds& cds, const sim::Installation& installation, double rate)
+      : events_(cds), file_(installation.points()), trends_(file_, kGrace + 2 / rate) {}
+
+  // Empty, or why not.
+  std::string open(const std::string& folder) {
+    if (!events_.open(folder)) return events_.lastError();
+    return file_.open(folder + "/interval-trends.db") ? "" : file_.lastError();
+  }
+
+  // Empty, or why it was not made.
+  std::string backfill(toolkit::CCds& cds, sim::Installation& installation, int days) {
+    const auto plant = installation.copyPlant();
+    if (!plant) return cds.last_error();
+    return sim::backfill(installation, *plant, file_, days, presentTime(), isToldToStop)
+               ? ""
+               : file_.lastError();
+  }
+
+  // `moved`: the values are new ones.
+  void step(const sim::Installation& installation, bool moved, timeval stamp) {
+    entries_.note(!events_.step(), events_.lastError());
+    const bool entered = moved ? trends_.step(stamp, installation.values()) : trends_.enter();
+    snapshots_.note(!entered, file_.lastError());
+  }
+
+ private:
+  // Seconds that a step may be late.
+  static constexpr double kGrace = 5;
+
+  sim::Recorder events_;
+  sim::TrendFile file_;
+  sim::TrendRecorder trends_;
+  Complaint entries_{"events are not entered"};
+  Complaint snapshots_{"trends are not entered"};
+};
+
+// `logs` may be null.
+void simulate(toolkit::CCds& cds, sim::Installation& installation, Logs* logs,
+              const Options& options) {
   toolkit::CWatchdog watchdog(cds, kName);
   Beat beat(options.rate);
   sim::AlarmEngine alarms(cds);
-  Complaint values("values");
-  Complaint changes("alarms");
+  sim::Deltas deltas(cds);
+  Complaint values("the store refuses the values");
+  Complaint changes("the store refuses the alarms");
+  Complaint tellings("the store refuses the deltas");
   std::uint64_t ticks = 0;
+  bool started = false;
   do {
-    timeval stamp{};
-    qel_QELtoUNIXtime64(qel_UTCtime64(), &stamp);
+    const timeval stamp = presentTime();
+    started = started || sim::tell(cds, sim::systemEvent(sim::kStarted, stamp));
     const double seconds = options.speed / options.rate;
-    values.note(!installation.step(seconds, stamp), cds);
-    changes.note(!alarms.step(seconds, stamp), cds);
+    const bool moved = installation.step(seconds, stamp);
+    values.note(!moved, cds.last_error());
+    changes.note(!alarms.step(seconds, stamp), cds.last_error());
+    tellings.note(!deltas.step(stamp), cds.last_error());
+    if (logs != nullptr) logs->step(installation, moved, stamp);
     watchdog.pingWhenDue();
-    if (++ticks == options.ticks) return;
+    if (++ticks == options.ticks) break;
   } while (beat.wait());
+  sim::tell(cds, sim::systemEvent(sim::kStopped, presentTime()));
+  if (logs != nullptr) logs->step(installation, false, presentTime());
 }
 
 int run(const Options& options) {
@@ -106,7 +178,14 @@ int run(const Options& options) {
   if (cds.init() != 0) return fail(cds.last_error());
   sim::Installation installation(cds, options.seed);
   if (installation.devices() == 0) return fail("the store has no device with points to move");
-  simulate(cds, installation, options);
+  std::optional<Logs> logs;
+  if (!options.logs.empty()) {
+    std::string why = logs.emplace(cds, installation, options.rate).open(options.logs);
+    if (why.empty()) why = logs->backfill(cds, installation, options.backfill);
+    if (!why.empty()) return fail(why);
+    if (isToldToStop()) return 0;
+  }
+  simulate(cds, installation, logs ? &*logs : nullptr, options);
   return 0;
 }
 
@@ -120,6 +199,12 @@ int main(int argc, char** argv) try {
       ->check(CLI::Range(0.001, 86400.0));
   app.add_option("--rate", options.rate, "Writes a second")->check(CLI::Range(0.01, 1000.0));
   app.add_option("--ticks", options.ticks, "Stop after so many writes; 0: never");
+  auto* logs =
+      app.add_option("--logs", options.logs, "Folder of the logs; without it there are none")
+          ->check(CLI::ExistingDirectory);
+  app.add_option("--backfill", options.backfill, "Days of trends before the start")
+      ->check(CLI::Range(0, 366))
+      ->needs(logs);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

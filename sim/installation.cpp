@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <optional>
 
 #include "toolkit/utils.h"
@@ -14,12 +15,12 @@ using toolkit::CElement;
 using toolkit::CPath;
 
 constexpr const char* kSource = "devsim";
-constexpr double kDropPerLevel = 0.004;
 
 struct Quantity {
   const char* name;
   double& (*of)(Reading&);
-  bool counts = false;  // goes on from the store's value
+  PointKind kind = PointKind::kMeasurement;
+  bool goesOn = false;  // from the store's value
 };
 
 const std::array kQuantities = {
@@ -39,15 +40,21 @@ const std::array kQuantities = {
     Quantity{"PowerTotal", [](Reading& r) -> double& { return r.activePower; }},
     Quantity{"ReactivePowerTotal", [](Reading& r) -> double& { return r.reactivePower; }},
     Quantity{"ApparentPowerTotal", [](Reading& r) -> double& { return r.apparentPower; }},
-    Quantity{"PowerFactor", [](Reading& r) -> double& { return r.powerFactor; }},
+    Quantity{"PowerFactor", [](Reading& r) -> double& { return r.powerFactor; },
+             PointKind::kPowerFactor},
     Quantity{"Frequency", [](Reading& r) -> double& { return r.frequency; }},
     Quantity{"VoltageUnbalance", [](Reading& r) -> double& { return r.unbalance; }},
     Quantity{"EnclosureTemperature", [](Reading& r) -> double& { return r.temperature; }},
-    Quantity{"PowerDemand", [](Reading& r) -> double& { return r.powerDemand; }, true},
-    Quantity{"EnergyImported", [](Reading& r) -> double& { return r.activeEnergy; }, true},
-    Quantity{"EnergyReactive", [](Reading& r) -> double& { return r.reactiveEnergy; }, true},
-    Quantity{"OperatingTime", [](Reading& r) -> double& { return r.operatingTime; }, true},
-    Quantity{"BreakerOperations", [](Reading& r) -> double& { return r.breakerOperations; }, true},
+    Quantity{"PowerDemand", [](Reading& r) -> double& { return r.powerDemand; },
+             PointKind::kMeasurement, true},
+    Quantity{"EnergyImported", [](Reading& r) -> double& { return r.activeEnergy; },
+             PointKind::kCounter, true},
+    Quantity{"EnergyReactive", [](Reading& r) -> double& { return r.reactiveEnergy; },
+             PointKind::kCounter, true},
+    Quantity{"OperatingTime", [](Reading& r) -> double& { return r.operatingTime; },
+             PointKind::kCounter, true},
+    Quantity{"BreakerOperations", [](Reading& r) -> double& { return r.breakerOperations; },
+             PointKind::kCounter, true},
 };
 
 // Points that operators write and the simulation follows, where a device has them.
@@ -98,7 +105,9 @@ std::int32_t closedState(toolkit::CCds& cds, const std::string& device) {
 }
 
 // 60 Hz where a device of the store says so before the simulation has moved it.
-double nominalFrequency(toolkit::CCds& cds, const std::vector<std::string>& devices) {
+double nominalFrequency(toolkit::CCds& cds) {
+  std::vector<std::string> devices;
+  toolkit::CCds_Utils::GetDeviceList(cds, devices);
   for (const std::string& device : devices) {
     const auto frequency = fetch(cds, device + "/Frequency");
     if (frequency && frequency->to_double() > 0) return frequency->to_double() > 55 ? 60 : 50;
@@ -123,29 +132,24 @@ struct Installation::Setting {
 };
 
 struct Installation::Device {
-  explicit Device(std::uint64_t seed) : feeder(seed) {}
-
   std::string path;
-  Device* parent = nullptr;
-  int depth = 0;
-  Feeder feeder;
-  Conditions conditions;
   std::vector<Point> points;
   std::vector<Setting> settings;
   std::size_t breaker = 0;  // batch place
   std::int32_t closed = 1;
 };
 
-Installation::Installation(toolkit::CCds& cds, std::uint64_t seed) : cds_(cds) {
+Installation::Installation(toolkit::CCds& cds, std::uint64_t seed)
+    : cds_(cds), plant_(seed, nominalFrequency(cds)) {
   std::vector<std::string> paths;
   toolkit::CCds_Utils::GetDeviceList(cds, paths);
-  grid_ = std::make_unique<Grid>(seed, nominalFrequency(cds, paths));
   for (const std::string& path : paths) addDevice(path, ++seed);
   linkParents();
 }
 
 void Installation::addDevice(const std::string& path, std::uint64_t seed) {
-  auto device = std::make_shared<Device>(seed);
+  auto device = std::make_shared<Device>();
+  PlantDevice physics(seed);
   device->path = path;
   const auto addPath = [this](const std::string& text) {
     paths_.emplace_back(text).normalize();
@@ -156,7 +160,7 @@ void Installation::addDevice(const std::string& path, std::uint64_t seed) {
     const auto value = fetch(cds_, point);
     if (!value) continue;
     const double scale = scaleOf(textOf(cds_, point + ":Units"));
-    if (quantity.counts) quantity.of(device->feeder.reading()) = value->to_double() * scale;
+    if (quantity.goesOn) quantity.of(physics.feeder.reading()) = value->to_double() * scale;
     device->points.push_back({&quantity, addPath(point), scale});
   }
   if (device->points.empty()) return;
@@ -171,15 +175,17 @@ void Installation::addDevice(const std::string& path, std::uint64_t seed) {
   device->breaker = addPath(path + "/Breaker");
   device->closed = closedState(cds_, path);
   devices_.push_back(std::move(device));
+  plant_.devices.push_back(physics);
 }
 
 // The nearest device above feeds a device. Sorted paths have it before its branches.
 void Installation::linkParents() {
-  for (const auto& device : devices_) {
-    for (const auto& other : devices_) {
-      if (device->path.starts_with(other->path + "/")) device->parent = other.get();
+  for (std::size_t i = 0; i < devices_.size(); ++i) {
+    PlantDevice& device = plant_.devices[i];
+    for (std::size_t k = 0; k < i; ++k) {
+      if (devices_[i]->path.starts_with(devices_[k]->path + "/")) device.parent = k;
     }
-    device->depth = device->parent != nullptr ? device->parent->depth + 1 : 0;
+    if (device.parent) device.depth = plant_.devices[*device.parent].depth + 1;
   }
 }
 
@@ -187,9 +193,14 @@ bool Installation::readStore() {
   return cds_.get_leaves(paths_, statuses_, elements_, sources_) == 0;
 }
 
+void Installation::readConditions(Plant& plant) const {
+  for (std::size_t i = 0; i < devices_.size(); ++i) {
+    readConditions(*devices_[i], plant.devices[i].conditions);
+  }
+}
+
 // A setpoint outside its range, or that cannot be read, leaves things as they are.
-void Installation::readConditions(Device& device) {
-  Conditions& conditions = device.conditions;
+void Installation::readConditions(const Device& device, Conditions& conditions) const {
   for (const Setting& setting : device.settings) {
     const double value = elements_[setting.index].to_double();
     if (statuses_[setting.index] == API_SUCCESS && value > 0 && value >= setting.least &&
@@ -200,42 +211,27 @@ void Installation::readConditions(Device& device) {
   if (statuses_[device.breaker] == API_SUCCESS) {
     conditions.closed = elements_[device.breaker].to_int() == device.closed;
   }
-  const Device* parent = device.parent;
-  conditions.live = parent == nullptr || (parent->conditions.live && parent->conditions.closed);
-  conditions.voltageDrop = kDropPerLevel * device.depth;
-  conditions.downstream = {};
 }
 
-// Voltage comes from above, load from below: the branches go first and add theirs to their
-// parents'.
-void Installation::simulate(double seconds) {
-  grid_->step(seconds);
-  std::for_each(devices_.rbegin(), devices_.rend(),
-                [&](const auto& device) { simulate(*device, seconds); });
+bool Installation::isThere(const Point& point) const {
+  return point.index < statuses_.size() && statuses_[point.index] == API_SUCCESS;
 }
 
-void Installation::simulate(Device& device, double seconds) {
-  device.feeder.step(seconds, *grid_, device.conditions);
-  if (device.parent == nullptr) return;
-  Load& upstream = device.parent->conditions.downstream;
-  const Load& own = device.feeder.reading().load;
-  for (std::size_t i = 0; i < 3; ++i) {
-    upstream.active[i] += own.active[i];
-    upstream.reactive[i] += own.reactive[i];
-  }
+CElement Installation::elementOf(const Point& point, Reading& reading) const {
+  CElement element(point.quantity->of(reading) / point.scale);
+  element.convert_type(elements_[point.index].type());
+  return element;
 }
 
 bool Installation::writeStore(timeval stamp) {
   std::vector<CPath> paths;
   std::vector<CElement> elements;
-  for (const auto& device : devices_) {
-    for (const Point& point : device->points) {
-      if (statuses_[point.index] != API_SUCCESS) continue;
-      CElement element(point.quantity->of(device->feeder.reading()) / point.scale);
-      element.convert_type(elements_[point.index].type());
-      element.set_time(stamp);
+  for (std::size_t i = 0; i < devices_.size(); ++i) {
+    for (const Point& point : devices_[i]->points) {
+      if (!isThere(point)) continue;
       paths.push_back(paths_[point.index]);
-      elements.push_back(std::move(element));
+      elements.push_back(elementOf(point, plant_.devices[i].feeder.reading()));
+      elements.back().set_time(stamp);
     }
   }
   if (paths.empty()) return true;
@@ -247,9 +243,39 @@ bool Installation::writeStore(timeval stamp) {
 
 bool Installation::step(double seconds, timeval stamp) {
   if (!readStore()) return false;
-  for (const auto& device : devices_) readConditions(*device);
-  simulate(seconds);
+  readConditions(plant_);
+  plant_.step(seconds);
   return writeStore(stamp);
+}
+
+std::vector<MovedPoint> Installation::points() const {
+  std::vector<MovedPoint> points;
+  for (const auto& device : devices_) {
+    for (const Point& point : device->points) {
+      points.push_back({device->path, paths_[point.index].getNodePath(), point.quantity->kind});
+    }
+  }
+  return points;
+}
+
+std::vector<double> Installation::values(const Plant& plant) const {
+  std::vector<double> values;
+  for (std::size_t i = 0; i < devices_.size(); ++i) {
+    Reading reading = plant.devices[i].feeder.reading();
+    for (const Point& point : devices_[i]->points) {
+      values.push_back(isThere(point) ? elementOf(point, reading).to_double()
+                                      : std::numeric_limits<double>::quiet_NaN());
+    }
+  }
+  return values;
+}
+
+std::optional<Plant> Installation::copyPlant() {
+  if (!readStore()) return std::nullopt;
+  Plant copy = plant_;
+  readConditions(copy);
+  for (PlantDevice& device : copy.devices) device.conditions.closed = true;
+  return copy;
 }
 
 }  // namespace sim

@@ -10,10 +10,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "feeder.h"
+#include "moved_point.h"
+#include "plant.h"
 #include "toolkit/cds.h"
 
 namespace sim {
@@ -29,6 +31,16 @@ class Installation {
   // refused; the next step tries again.
   bool step(double seconds, timeval stamp);
 
+  // What it moves, device by device.
+  std::vector<MovedPoint> points() const;
+  // The readings of a plant at these points, in their units and types; NaN for a point that the
+  // store did not have when it was last read.
+  std::vector<double> values(const Plant& plant) const;
+  std::vector<double> values() const { return values(plant_); }
+  // A copy of the physics as the store's setpoints have it, all breakers closed. None when the
+  // store cannot be read.
+  std::optional<Plant> copyPlant();
+
  private:
   struct Device;
   struct Point;
@@ -37,14 +49,16 @@ class Installation {
   void addDevice(const std::string& path, std::uint64_t seed);
   void linkParents();
   bool readStore();
-  void readConditions(Device& device);
-  void simulate(double seconds);
-  void simulate(Device& device, double seconds);
+  void readConditions(Plant& plant) const;
+  void readConditions(const Device& device, Conditions& conditions) const;
+  bool isThere(const Point& point) const;
+  toolkit::CElement elementOf(const Point& point, Reading& reading) const;
   bool writeStore(timeval stamp);
 
   toolkit::CCds& cds_;
-  std::unique_ptr<Grid> grid_;
-  std::vector<std::shared_ptr<Device>> devices_;  // sorted by path: parents before their branches
+  Plant plant_;
+  // As in the plant. Sorted by path: parents before their branches.
+  std::vector<std::shared_ptr<Device>> devices_;
 
   // One batch for all devices; a point knows its place in it.
   std::vector<toolkit::CPath> paths_;

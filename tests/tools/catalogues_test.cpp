@@ -8,6 +8,7 @@
 
 #include "alarm_rules.h"
 #include "model_file.h"
+#include "system_events.h"
 #include "test_program.h"
 
 namespace {
@@ -17,7 +18,8 @@ std::set<std::string> translatableTexts() {
       "DisplayName",       "Description",     "ShortName",       "Units",
       ".GroupName",        "PossibleValues",  ".AlarmHighMsg",   ".AlarmLowMsg",
       ".AlarmHighHighMsg", ".AlarmLowLowMsg", ".AlarmOnValueMsg"};
-  std::set<std::string> texts = {"Circuit breaker opened", "Circuit breaker closed"};
+  std::set<std::string> texts = {"Circuit breaker opened", "Circuit breaker closed", sim::kStarted,
+                                 sim::kStopped};
   for (const sim::LimitKind& kind : sim::kLimitKinds) texts.insert(kind.message);
   for (const char* file : {FEEDER_MODEL, CAMPUS_MODEL}) {
     toolkit::admin::Model model;

@@ -141,6 +141,10 @@ void Database::close() {
 
 // Makes the schema in a file that is new.
 void Database::prepareWriter() {
+  // SQLite opens a protected file for reading then.
+  if (sqlite3_db_readonly(database_->getHandle(), "main") == 1) {
+    throw BadFile(LOG_FAILED, "is write-protected");
+  }
   if (isEmpty(*database_)) {
     database_->exec("PRAGMA journal_mode=WAL");
     SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);

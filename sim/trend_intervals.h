@@ -1,0 +1,72 @@
+// What becomes of values over intervals of time: minimum, maximum, average. Pure, no store, no
+// clock.
+//
+// An interval ends at a whole multiple of its length of Unix time. A value that is measured at the
+// very end belongs to it.
+#pragma once
+
+#include <sys/time.h>
+
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+namespace sim {
+
+struct TrendPeriod {
+  std::uint32_t id;      // these are stored and never change
+  std::int64_t seconds;  // length of an interval
+  std::uint32_t most;    // snapshots kept of each device
+};
+
+inline constexpr std::array<TrendPeriod, 4> kTrendPeriods = {
+    {{1, 60, 1440}, {2, 300, 2016}, {3, 900, 2976}, {4, 3600, 8784}}};
+
+// NaN: there was none.
+struct Trend {
+  double min = std::numeric_limits<double>::quiet_NaN();
+  double max = std::numeric_limits<double>::quiet_NaN();
+  double avg = std::numeric_limits<double>::quiet_NaN();
+  double actual = std::numeric_limits<double>::quiet_NaN();  // measured last
+};
+
+struct Interval {
+  std::int64_t end = 0;       // Unix seconds
+  double percentValid = 0;    // how much of it was measured
+  std::vector<Trend> trends;  // one a value
+};
+
+class TrendIntervals {
+ public:
+  // Between two steps that are further apart than `longestGap` nothing was measured.
+  TrendIntervals(std::int64_t seconds, double longestGap);
+
+  // The values at a time, always as many; NaN: there is none. Adds intervals that have come to
+  // their end: also the one that was begun when the clock jumps out of it.
+  void step(timeval stamp, const std::vector<double>& values, std::vector<Interval>& ended);
+
+ private:
+  struct Sum {
+    double min = std::numeric_limits<double>::infinity();
+    double max = -std::numeric_limits<double>::infinity();
+    double sum = 0;
+    double actual = std::numeric_limits<double>::quiet_NaN();
+    std::uint64_t count = 0;
+  };
+
+  void add(const std::vector<double>& values);
+  void begin(std::int64_t end);
+  void finish(std::vector<Interval>& ended);
+
+  // Microseconds.
+  std::int64_t length_;
+  std::int64_t longestGap_;
+  std::int64_t last_ = 0;      // step
+  std::int64_t end_ = 0;       // of the interval that was begun
+  std::int64_t measured_ = 0;  // of it
+  bool started_ = false;
+  std::vector<Sum> sums_;  // none before the first step in the interval
+};
+
+}  // namespace sim

@@ -1,0 +1,262 @@
+// What the simulated meter keeps, on the test's own clock.
+#include <SQLiteCpp/SQLiteCpp.h>
+
+#include <map>
+#include <optional>
+#include <sstream>
+
+#include "backfill.h"
+#include "deltas.h"
+#include "model_file.h"
+#include "recorder.h"
+#include "sandbox.h"
+#include "trend_recorder.h"
+
+using toolkit::CElement;
+using toolkit::CEvent;
+namespace trend = toolkit::trend;
+
+namespace {
+
+class SimLogs : public Sandbox {
+ protected:
+  std::string file(const std::string& log) const { return folder() / (log + ".db"); }
+  std::vector<CEvent> entered(const std::string& log) const {
+    std::vector<CEvent> events;
+    toolkit::CLog reader;
+    EXPECT_EQ(reader.init(file(log), 0, false, false, true, true, 0, 0, 0), toolkit::LOG_OK);
+    reader.retrieve(events, "/", nullptr, nullptr, toolkit::CLog::kNoMaximum, false, false, 0);
+    return events;
+  }
+  // Of all parameters, as far as there are 9999.
+  trend::CDeviceData snapshots(const std::string& name, const std::string& device,
+                               const std::vector<trend::CPeriodProperties>& periods) const {
+    trend::CLog reader;
+    EXPECT_EQ(reader.open(file(name), true, false, 1000, false, 0, 0, 0, true), toolkit::LOG_OK);
+    trend::CDeviceData data;
+    trend::CDeviceParams params{{device}, {}};
+    reader.get_params(params.device, params.params);
+    reader.get_trend_data(data, params, periods, {-1, -1}, 9999, 0, true, false);
+    return data;
+  }
+
+  timeval now_ = {1700000000, 250000};
+};
+
+// Events told: d(elta), s(ystem), q(uality), a(larm), p(lain). Done in between: . a step, r(estart
+// of the meter), b(oot of the device), l(ocked alarm log), u(nlocked), w(orld: 990 deltas).
+TEST_F(SimLogs, EachEventIsEnteredOnceWhateverHappens) {
+  const std::map<char, std::pair<toolkit::event_type_t, const char*>> kinds = {
+      {'d', {toolkit::EVENT_DELTA, "deadband"}}, {'s', {toolkit::EVENT_SYSTEM, "system"}},
+      {'q', {toolkit::EVENT_QUALITY, "alarms"}}, {'a', {toolkit::EVENT_ALARM, "alarms"}},
+      {'p', {toolkit::EVENT_PLAIN, "alarms"}},   {'w', {toolkit::EVENT_DELTA, "deadband"}}};
+  for (const std::string course :
+       {"das.qp.", "das.r.dr.", "ra.sd", "das.b.", "das.bdas.", "dasa.bdd.", "das.bdasdas.",
+        "sa.brds.", "dddd.brda.r.", "ldas.a.u.", "sa.ld.a.ub.", "a.w.w.w.s.ra", "sa.ldua.w.w.w.s.",
+        "lw.a.w.u."}) {
+    useStore(course);
+    import({leaf("/A", "Value", CElement(1.0))});
+    for (const char* log : {"deadband", "alarms", "system"}) std::filesystem::remove(file(log));
+    toolkit::CCds cds;
+    std::optional<sim::Recorder> recorder;
+    ASSERT_TRUE(recorder.emplace(cds).open(folder()));
+    std::optional<SQLite::Database> holder;
+    std::map<std::string, std::string> told;
+    int number = 0;
+    for (const char action : course + "u.") {
+      if (action == '.') {
+        EXPECT_TRUE(recorder->step() || holder) << course << recorder->lastError();
+      } else if (action == 'b') {
+        toolkit::admin::boot();
+      } else if (action == 'r') {
+        ASSERT_TRUE(recorder.emplace(cds).open(folder())) << recorder->lastError();
+      } else if (action == 'l') {
+        holder.emplace(file("alarms"), SQLite::OPEN_READWRITE).exec("BEGIN IMMEDIATE");
+      } else if (action == 'u') {
+        holder.reset();
+      } else {
+        std::vector<CEvent> events(action == 'w' ? 990 : 1);
+        for (CEvent& event : events) {
+          event.type = kinds.at(action).first;
+          event.path = "/A/Value";
+          event.message = std::to_string(++number) + " ";
+          ++now_.tv_usec;
+          event.time = now_;
+          told[kinds.at(action).second] += event.message;
+        }
+        std::vector<api_status_t> statuses;
+        ASSERT_EQ(cds.events_send(events, statuses), 0);
+      }
+    }
+    for (const char* log : {"deadband", "alarms", "system"}) {
+      std::string texts;
+      for (const CEvent& event : entered(log)) texts += event.message;
+      EXPECT_EQ(texts, told[log]) << course << log;
+    }
+  }
+}
+
+constexpr const char* kDevice = R"({"nodes": {
+    "/D": {"NodeType": "Device", ".Quality": 192}, "/Else": {"Value": 1.5, ".Deadband": 0},
+    "/D/V": {"Value": 230.0, ".Deadband": 0.5}, "/D/Zero": {"Value": 1, ".Deadband": 0},
+    "/D/None": {"Value": 1.5}, "/D/Less": {"Value": 1.5, ".Deadband": -1},
+    "/D/Text": {"Value": "a", ".Deadband": 0}, "/D/Bool": {"ValueType": "Boolean", "Value": false},
+    "/D/Sub/State": {"ValueType": "Multistate", "Value": 1}}})";
+
+// What is written, and what is told a second later. "?": by a store that refuses.
+constexpr const char* kChanges =
+    "?>|>/D/V=230 /D/Zero=1 |/D/V 230.5>|/D/V 229.5>|/D/V 230.51>/D/V=230.51 |/D/V 230.1>|"
+    "/D/V 229.9>/D/V=229.9 |/D/V nan>/D/V=nan |/D/V nan>|/D/V 231>/D/V=231 |/D/Zero 1>|"
+    "/D/Zero 2>/D/Zero=2 |/D/None 9>|/D/Less 9>|/D/Text b>|/Else 9>|/D/Bool 1>/D/Bool=true |"
+    "/D/Bool 1>|?/D/Sub/State 0>|>/D/Sub/State=0 |/D/Sub/State 2>/D/Sub/State=2 |"
+    "/D/.Quality 64>/D=64:64 |/D/V 240>/D/V=240:64 |"
+    "/E:NodeType Device>/Software/System Settings/Configuration Changed=true ";
+
+TEST_F(SimLogs, DeltasAreToldWhenAValueLeavesItsDeadband) {
+  toolkit::admin::Model model;
+  ASSERT_EQ(model_file::parse(kDevice, model), "");
+  import(model.leaves);
+  std::optional<toolkit::CCds> cds(std::in_place);
+  sim::Deltas deltas(*cds);
+  std::uint64_t last = 0;
+  std::vector<std::string> course;
+  CElement::split_string(course, kChanges, '|');
+  for (const std::string& turn : course) {
+    const std::string action = turn.substr(0, turn.find('>'));
+    const bool refuses = action.starts_with("?");
+    const std::string written = action.substr(refuses ? 1 : 0);
+    if (!written.empty()) {
+      const toolkit::CPath path = normalized(written.substr(0, written.find(' ')));
+      CElement value(written.substr(written.find(' ') + 1));
+      const CElement before = StoreTest::read(*cds, {path}).elements[0];
+      if (before.type() != DATA_NONE) value.convert_type(before.type());
+      if (before.type() == DATA_NONE) now_.tv_sec += 10;
+      ASSERT_EQ(set(*cds, path.getNodePath() + ":" + path.getLeafName(), value), API_SUCCESS);
+    }
+    if (refuses) cds->setReadOnly();
+    EXPECT_EQ(deltas.step(now_), !refuses) << action;
+    cds.emplace();
+    ++now_.tv_usec;
+    EXPECT_EQ(deltas.step(now_), !refuses) << "it does not look before a second has passed";
+    ++now_.tv_sec;
+    std::vector<toolkit::CEventStream::Entry> entries;
+    toolkit::CEventStream(*cds, toolkit::CEventStream::kEvents).read(last, entries);
+    std::string told;
+    for (const auto& [number, event] : entries) {
+      last = number;
+      const std::string quality = event.quality == 192 ? "" : ":" + std::to_string(event.quality);
+      told += normalized(event.path).getNodePath() + "=" + event.value.to_string() + quality + " ";
+      EXPECT_EQ(event.type == toolkit::EVENT_QUALITY, event.path == "/D/.Quality");
+    }
+    EXPECT_EQ(told, turn.substr(action.size() + 1)) << action;
+  }
+}
+
+// Steps "seconds value" from 1200 on, and then the intervals of 60 s, with gaps of up to 40 s:
+// "end percent min max avg actual".
+constexpr std::pair<const char*, const char*> kIntervals[] = {
+    {"0 1|30 2|60 6", "1200 0 1 1 1 1|1260 100 2 6 4 6"},
+    {"15 1|45 3|75 9", "1260 75 1 3 2 3"},
+    {"1 1|35 nan|61 2", "1260 98.3333 1 1 1 nan"},
+    {"1 nan|35 nan|61 2", "1260 98.3333 nan nan nan nan"},
+    {"30 1|71 2|100 2|121 2", "1260 0 1 1 1 1|1320 81.6667 2 2 2 2"},
+    {"30 1|40 2|9000 3|9030 4|9060 5",
+     "1260 16.6667 1 2 1.5 2|10200 0 3 3 3 3|10260 100 4 5 4.5 5"},
+    {"30 1|40 2|-9000 3|-8970 4|-8940 5",
+     "1260 16.6667 1 2 1.5 2|-7800 0 3 3 3 3|-7740 100 4 5 4.5 5"},
+    {"5 1|40 2|20 1|59 3|61 0", "1260 100 1 3 1.75 3"},
+};
+
+TEST_F(SimLogs, IntervalsKnowWhatWasMeasured) {
+  for (const auto& [steps, expected] : kIntervals) {
+    sim::TrendIntervals intervals(60, 40);
+    std::vector<sim::Interval> ended;
+    std::istringstream words(steps);
+    for (std::string second, value; words >> second && std::getline(words, value, '|');) {
+      intervals.step({1200 + std::stol(second), 0}, {std::stod(value)}, ended);
+    }
+    std::ostringstream found;
+    for (const sim::Interval& interval : ended) {
+      const sim::Trend& trend = interval.trends.at(0);
+      found << "|" << interval.end << " " << interval.percentValid << " " << trend.min << " "
+            << trend.max << " " << trend.avg << " " << trend.actual;
+    }
+    EXPECT_EQ(found.str(), "|" + std::string(expected)) << steps;
+  }
+}
+
+TEST_F(SimLogs, TrendsWaitForAFileThatIsHeldAndFindTheirPlaces) {
+  const sim::MovedPoint factor{"/D", "/D/P", sim::PointKind::kPowerFactor};
+  ASSERT_TRUE(sim::TrendFile({{"/D", "/D/Old"}, factor}).open(file("t")));
+  sim::TrendFile trends({{"/D", "/D/Count", sim::PointKind::kCounter}, factor});
+  ASSERT_TRUE(trends.open(file("t"))) << trends.lastError();
+  sim::TrendRecorder recorder(trends, 60);
+  std::optional<SQLite::Database> holder(std::in_place, file("t"), SQLite::OPEN_READWRITE);
+  holder->exec("BEGIN IMMEDIATE");
+  for (std::int64_t minute = 1; minute <= 1000; ++minute) recorder.step({60 * minute, 0}, {7, 0.5});
+  EXPECT_FALSE(recorder.enter());
+  holder.reset();
+  EXPECT_TRUE(recorder.enter());
+  const trend::CDeviceData data = snapshots("t", "/D", {{1}, {2}, {3}, {4}});
+  ASSERT_EQ(data.samples.size(), sim::TrendRecorder::kMostPending);
+  EXPECT_EQ(data.samples.back().time, 60000);
+  std::ostringstream found;
+  for (std::size_t i = 0; i < 3; ++i) {
+    const auto& [min, max, avg, actual] = data.samples.back().data.at(i);
+    const auto& param = data.params.params.at(i);
+    found << param.path << param.type << param.hasMin << " " << *min << " " << *actual << "|";
+  }
+  EXPECT_EQ(found.str(), "/D/Old01 nan nan|/D/P11 0.5 0.5|/D/Count00 nan 7|");
+}
+
+// Broken off: at once, in the first pass, with some of it made, with more of it made; by meters of
+// other seeds.
+TEST_F(SimLogs, BackfillReachesAsFarAsThePeriodsKeepAndIsGoneOnWith) {
+  ASSERT_EQ(devctl({"store", "import", FEEDER_MODEL}).status, 0);
+  toolkit::CCds cds;
+  for (int patience : {0, 20000, 37000, 47000, 1 << 30}) {
+    sim::Installation installation(cds, static_cast<std::uint64_t>(patience));
+    const auto plant = installation.copyPlant();
+    sim::TrendFile trends(installation.points());
+    ASSERT_TRUE(trends.open(file("t")));
+    const auto stop = [&] { return --patience < 0; };
+    EXPECT_TRUE(sim::backfill(installation, plant.value(), trends, 40, now_, stop));
+  }
+  for (const auto& [id, seconds, most] : sim::kTrendPeriods) {
+    const auto [params, samples] = snapshots("t", "/Feeder1", {{id}});
+    ASSERT_EQ(samples.size(), std::min<std::int64_t>(most, 3456000 / seconds)) << id;
+    EXPECT_EQ(samples.back().time, now_.tv_sec - now_.tv_sec % seconds);
+    constexpr std::size_t energy = 21;
+    ASSERT_EQ(params.params.at(energy).path, "/Feeder1/EnergyImported");
+    EXPECT_NEAR(*samples.back().data[energy].actual, 184230.51, 250);
+    for (std::size_t i = 1; i < samples.size(); ++i) {
+      ASSERT_EQ(samples[i].time - samples[i - 1].time, seconds);
+      ASSERT_EQ(samples[i].percent_valid, 100);
+      const double used = *samples[i].data[energy].actual - *samples[i - 1].data[energy].actual;
+      ASSERT_TRUE(used >= 0 && used < 300.0 * seconds / 3600) << samples[i].time;
+    }
+  }
+}
+
+TEST_F(SimLogs, TheProgramKeepsFourFilesAndLeavesOthersAlone) {
+  const auto simulate = [&] {
+    return run(DEVSIM,
+               {"--rate=1000", "--speed=1000", "--ticks=9", "--logs", folder(), "--backfill=1"});
+  };
+  ASSERT_EQ(devctl({"store", "import", FEEDER_MODEL}).status, 0);
+  ASSERT_EQ(devctl({"store", "set", "/Feeder1/VoltageA:.AlarmHighLimit", "100"}).status, 0);
+  const Outcome outcome = simulate();
+  ASSERT_EQ(std::pair(outcome.status, outcome.err), std::pair(0, std::string()));
+  std::string told;
+  for (const CEvent& event : entered("system")) told += event.message + ".";
+  for (const CEvent& event : entered("alarms")) told += event.message + ".";
+  EXPECT_EQ(told, "Simulated meter started.Simulated meter stopped.Voltage too high.");
+  EXPECT_GE(entered("deadband").size(), 12U);
+  EXPECT_GE(snapshots("interval-trends", "/Feeder1/Branch1", {{1}}).samples.size(), 1440U);
+  EXPECT_EQ(run(DEVSIM, {"--ticks=1", "--backfill=1"}).status, 1);
+  write("system.db", "mine");
+  EXPECT_NE(simulate().err.find(file("system")), std::string::npos);
+  EXPECT_EQ(contentsOf(file("system")), "mine");
+}
+
+}  // namespace
