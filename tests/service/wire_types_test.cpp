@@ -57,6 +57,26 @@ TEST_F(WireTypes, ABitSetIsAListOfNamesOrAnInteger) {
   }
 }
 
+TEST_F(WireTypes, ATextIsAlwaysOneThatXmlCanCarry) {
+  const std::string bad = "\xEF\xBF\xBD";
+  const std::pair<std::string, std::string> kCases[] = {
+      {"a<b>&\"'\t\n\r", "a&lt;b&gt;&amp;\"'\t&#xA;&#xD;"},
+      {"é漢😀\x7F", "é漢😀\x7F"},
+      {"\1x\x1F", bad + "x" + bad},
+      {"\xC3", bad},
+      {"\xE6\xBC<", bad + bad + "&lt;"},
+      {"\xC0\xAF\xF5\x80", bad + bad + bad + bad},
+      {"\xED\xA0\x80", bad + bad + bad},
+      {"\xEF\xBF\xBE\xEF\xBF\xBD", bad + bad + bad + bad}};
+  for (const auto& [text, expected] : kCases) {
+    nsvk__getDeviceTreeResponse reply;
+    reply.result = text;
+    const std::string xml = written(reply, "r");
+    const std::size_t begin = xml.find("<result>") + 8;
+    EXPECT_EQ(xml.substr(begin, xml.find("</result>") - begin), expected) << text;
+  }
+}
+
 TEST_F(WireTypes, AbsentMembersAreNilOrLeftOut) {
   _nsc1__getValueResponse reply;
   EXPECT_NE(written(reply, "nsc1:getValueResponse").find("<nsc1:getValueResult xsi:nil=\"true\"/>"),
