@@ -58,15 +58,14 @@ bool Recorder::step() {
     lastError_ = cds_.last_error();
     return false;
   }
-  if (std::all_of(logs_.begin(), logs_.end(),
-                  [last](const Log& log) { return log.seen.number == last; })) {
-    return true;
-  }
+  if (complete_ == last) return true;
+  complete_.reset();
   do {
     if (!read(entries)) return false;
   } while (forgetLost(entries));
   bool entered = true;
   for (std::size_t i = 0; i < logs_.size(); ++i) entered = enter(i, entries) && entered;
+  if (entered) complete_ = entries.empty() ? last : entries.back().number;
   return entered;
 }
 

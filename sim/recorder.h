@@ -11,6 +11,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,7 @@ class Recorder {
   toolkit::CCds& cds_;
   toolkit::CEventStream stream_;
   std::array<Log, 3> logs_;
+  std::optional<std::uint64_t> complete_;  // the stream's newest entry that all logs have seen
   std::string lastError_;
 };
 
