@@ -219,6 +219,24 @@ void eventHandler(benchmark::State& state) {
 }
 BENCHMARK(eventHandler)->Arg(100)->Arg(50)->Unit(benchmark::kMillisecond);
 
+// The newest events of one of the points (0), and of a path that has none (1).
+void filteredEvents(benchmark::State& state) {
+  const Context ctx = newContext();
+  nsvk__logRetrieveRequest request;
+  request.path = state.range(0) == 0 ? pathOf(7) : "/Nothing";
+  request.bLatestEvents = true;
+  for ([[maybe_unused]] auto _ : state) {
+    nsvk__getEventLogResponse response;
+    nsvk__getEventLog(ctx.get(), &request, response);
+    check(response.events.empty() == (state.range(0) == 1), response.result);
+    state.PauseTiming();
+    soap_destroy(ctx.get());
+    soap_end(ctx.get());
+    state.ResumeTiming();
+  }
+}
+BENCHMARK(filteredEvents)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
 void bareSnapshots(benchmark::State& state) {
   readBare(state, Site::get().trendFile(),
            "SELECT * FROM snapshot WHERE device = 1 AND period = 1 AND time >= ?1 "
