@@ -94,6 +94,14 @@ TEST_F(Logs, RetrieveChoosesByTimePathTypeAndNumber) {
   }
 }
 
+TEST_F(Logs, APageSizeCountsForANewFileOnly) {
+  for (const unsigned asked : {8192U, 1024U}) {
+    CLog log;
+    ASSERT_EQ(log.init(file(), 0, true, false, false, true, asked, 1 << 20, 8 << 20), 0);
+    EXPECT_EQ(SQLite::Database(file()).execAndGet("PRAGMA page_size").getInt(), 8192);
+  }
+}
+
 TEST_F(Logs, TheOldestGoWhenALogIsFullAndTheMarkStays) {
   CLog log;
   openWriter(log, 10);
