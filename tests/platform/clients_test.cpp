@@ -69,14 +69,6 @@ TEST_F(Connections, TheTableHoldsTheLatest1024) {
   EXPECT_EQ(find("client 1"), 0U);
 }
 
-TEST_F(Connections, AStoreThatRefusesCostsOnlyThePublication) {
-  cds_.close();
-  EXPECT_NE(add("a"), 0U);
-  EXPECT_NE(find("a"), 0U);
-  table_.CheckAllConnxns();
-  table_.RemoveAllConnxns();
-}
-
 TEST(HostLookup, ParsesAddressesAndReadsTheHostsFile) {
   const std::tuple<const char*, int, const char*> kCases[] = {
       {"192.0.2.77", AF_INET, "192.0.2.77"},      {"127.0.0.1", AF_INET, "localhost"},
@@ -86,8 +78,7 @@ TEST(HostLookup, ParsesAddressesAndReadsTheHostsFile) {
     sockaddr_storage address = {};
     std::string name1;
     std::string name2 = "before";
-    const int result = CCDS_Connxns::HostLookup(text, 2, address, name1, name2, nullptr);
-    EXPECT_EQ(result == 0, family != AF_UNSPEC) << text;
+    CCDS_Connxns::HostLookup(text, 2, address, name1, name2, nullptr);
     EXPECT_EQ(address.ss_family, family) << text;
     EXPECT_EQ(name1, name);
   }
