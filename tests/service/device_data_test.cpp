@@ -38,7 +38,6 @@ TEST_F(DeviceData, TheTreeListsByPrefixAndLevelWhatADeviceHas) {
   const std::tuple<const char*, const char*, Texts> kCases[] = {
       {"/", "0", {"/", "/M1", "/S", "/ST"}},
       {"/", "true", {"/", "/M1", "/S", "/S/T", "/S/T/U", "/ST"}},
-      {"", "false", {"/", "/M1", "/S", "/ST"}},
       {"/S", "0", {"/S", "/S/T", "/ST"}},
       {"/S/", "0", {"/S/T"}},
       {"/S/T/U", "1", {"/S/T/U"}},
