@@ -223,9 +223,7 @@ TEST_F(Trends, AreBoundedAndEnteredWholeOrNotAtAll) {
   trend::CEntry stranger = entry(1, 60, {1});
   stranger.device = "/E";
   EXPECT_NE(log_.append({entry(1, 60, {1}), stranger}), 0);
-  EXPECT_NE(log_.last_error().find("there is no device /E"), std::string::npos);
   EXPECT_NE(log_.append({entry(1, 60, {1}), entry(7, 60, {1})}), 0);
-  EXPECT_NE(log_.last_error().find("there is no period 7"), std::string::npos);
   EXPECT_EQ(keys(get({{1, 0}})), Keys{});
 
   ASSERT_EQ(log_.set_params({{"/D"}, {param("/D/c"), param("/D/a")}}), 0);

@@ -1,11 +1,13 @@
 // A store that has no room: the map's ceiling and a full disk.
 #include <fstream>
 
+#include "store/environment.h"
 #include "store_fixture.h"
 
 namespace fs = std::filesystem;
 using toolkit::CCds;
 using toolkit::CElement;
+using toolkit::store::Environment;
 
 namespace {
 
@@ -64,6 +66,21 @@ TEST_F(StoreSpace, TheCeilingIsAStatusAndRemovingMakesRoom) {
     fill(cds, PCD_FALSE, API_STORE_FULL);
   }
   EXPECT_LT(fs::file_size(liveFile()), 1100000U) << "what a removal takes is used again";
+}
+
+TEST_F(StoreSpace, AFullPersistentHalfLeavesTheLiveOneAlone) {
+  setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
+  import({leaf("/Small", "Value", CElement("old"))});
+  // Held open, it keeps the ceiling that the live half will not have.
+  std::string error;
+  const auto persistent = Environment::open(persistentFile(), Environment::Commits::kDurable,
+                                            Environment::IfMissing::kRefuse, error);
+  ASSERT_NE(persistent, nullptr) << error;
+  unsetenv("TOOLKIT_STORE_LIMIT");
+  setenv("TOOLKIT_RUN", (folder() / "roomy").c_str(), 1);
+  CCds cds;
+  fill(cds, PCD_TRUE, API_STORE_FULL);
+  expectRoomAfterRemoval(cds);
 }
 
 using FullDisk = StoreSpace;
