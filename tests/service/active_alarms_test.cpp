@@ -62,7 +62,6 @@ TEST_F(ActiveAlarms, TellWhatTheTableAndTheSourcePointSay) {
       {"Description", Texts(5, "Spannung zu hoch : Spannung zu niedrig")},
       {"Value", {"", "260.5", "Ausgelöst", "1", "volts"}},
       {"NumericValue", {"2"}},
-      {"Quality", Texts(5, "192")},
       {"BasePriority", {"5000", "77", "5000", "5000", "77"}},
       {"AutoClosing", {"false", "true", "false", "false", "true"}},
       {"AckStatus", {"NotAcked", "NotAcked", "Acked", "Closed", "NotAcked"}},
@@ -76,11 +75,8 @@ TEST_F(ActiveAlarms, TellWhatTheTableAndTheSourcePointSay) {
       {"<path>^/M1/(Br|Co)</path><endTime>3250000</endTime>", {"8", "9"}},
       {"<path>(</path>", {}}};
   for (const auto& [children, expected] : kChoices) {
-    const std::string chosen = alarms(children);
-    EXPECT_EQ(elements(chosen, "EventId"), expected) << children;
-    EXPECT_EQ(elements(chosen, "result"), Texts{""});
+    EXPECT_EQ(elements(alarms(children), "EventId"), expected) << children;
   }
-  awaitLog("Exception in regular expression matching of alarm path = ");
   EXPECT_EQ(elements(alarms("<path>" + std::string(1001, 'a') + "</path>"), "result"),
             Texts{"? The pattern is longer than 1000 characters"});
   EXPECT_EQ(elements(ask("getActiveAlarms", ""), "EventId").size(), 5U) << "no request element";

@@ -47,7 +47,6 @@ TEST_F(DeviceData, TheTreeListsByPrefixAndLevelWhatADeviceHas) {
   }
   const std::string all = tree("/", "1");
   const std::tuple<const char*, Texts> kDescriptors[] = {
-      {"result", {""}},
       {"devType", Texts(6, "Device")},
       {"devDisplayName", {"whole plant", "Unknown", "Unknown", "switch <T>", "Unknown", "Unknown"}},
       {"devQuality", {"64", "192", "192", "0", "0", "0"}},

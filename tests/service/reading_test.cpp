@@ -73,8 +73,6 @@ TEST_F(Reading, AListAnswersEachPathInItsPlace) {
                    "? 2 Not Authorized : Unauthorized read", "Open"}));
   EXPECT_EQ(list("<n:paths/>"), Texts{"? 17 No Paths Provided : No paths"});
   EXPECT_EQ(list(""), Texts{"? 17 No Paths Provided : No Paths provided"});
-  EXPECT_EQ(list("<n:options>locale=xx</n:options><n:paths><n:string>/M1</n:string></n:paths>"),
-            Texts{"? 7 Locale Not Supported : xx"});
 }
 
 TEST_F(Reading, RelativePathsAreJoinedAsTheyStand) {

@@ -39,7 +39,6 @@ class StoreTrouble : public ServiceTest {
 TEST_F(StoreTrouble, AReadOnlyStoreIsOnlyRead) {
   begin(true);
   EXPECT_EQ(set("/M1/Count", "1"), kFailed);
-  EXPECT_EQ(set("/M1/Count", "1", "persist"), kFailed);
   EXPECT_EQ(setMany({"/M1/Count"}, {"1"}), std::vector{kFailed});
   EXPECT_NE(call("createSubscription", "<n:subscriptionId>a</n:subscriptionId>").find("Fault"),
             std::string::npos);

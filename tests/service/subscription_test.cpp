@@ -210,7 +210,6 @@ TEST_F(Acknowledgements, AreQueuedForTheAlarmEngine) {
   EXPECT_GT(expected.time.tv_sec, 1790000000);
   EXPECT_EQ(entries[0].event, expected);
   EXPECT_EQ(entries[1].event.note, "");
-  awaitLog("Ack'ing Alarm #7 (AckStatus=1, varLevel=-2). Note = fuse & relay");
 }
 
 TEST_F(Acknowledgements, WithoutACallerOrARequestAreFaults) {
@@ -218,7 +217,6 @@ TEST_F(Acknowledgements, WithoutACallerOrARequestAreFaults) {
   EXPECT_NE(call("acknowledgeAlarm", "").find(fault), std::string::npos);
   EXPECT_NE(acknowledge("").find(fault), std::string::npos);
   EXPECT_NE(acknowledge(request("7"), "").find(fault), std::string::npos);
-  awaitLog("Exception in __nsc1__acknowledgeAlarm(): __sso_string_base::_M_construct null");
   EXPECT_TRUE(queue().empty());
   EXPECT_EQ(value("/M1/Count"), "42");
 }

@@ -64,7 +64,6 @@ TEST_F(WriteRules, ANewValueTypeConvertsTheValueOrZeroesIt) {
       {CElement(3e9), "Integer", DATA_INTEGER, "0"},
       {CElement(-0.0 / 0.0), "Multistate", DATA_INTEGER, "0"},
       {CElement("12 volts"), "Real", DATA_REAL, "0"},
-      {CElement("yes"), "Boolean", DATA_BOOLEAN, "false"},
       {CElement("TRUE"), "Boolean", DATA_BOOLEAN, "true"},
       {CElement(42), "unheard of", DATA_STRING, "42"},
   };

@@ -1,7 +1,5 @@
 // The write operations over the real socket: what is acknowledged is there, what is refused changed
 // nothing.
-#include <csignal>
-
 #include "service_fixture.h"
 
 namespace {
@@ -97,6 +95,11 @@ TEST_F(Writing, ABatchAnswersEachEntryAndEntriesInformEachOther) {
   EXPECT_EQ(setMany({"/M1/Flag", "/M1/Breaker", "/M1/Enabled"}, {"TRUE", "Open", "Disabled"}),
             (Texts{"TRUE", "Open", "Disabled"}));
   EXPECT_EQ(value("/M1/Breaker"), "Open");
+  // What is refused does not change what the others mean.
+  EXPECT_EQ(setMany({"/M1/Mode:PossibleValues", "/M1/Mode"}, {"Day;Night", "Day"}).at(1), "Day");
+  EXPECT_EQ(value("/M1/Mode"), "Day");
+  EXPECT_NE(setMany({"/M1/Mode:WritableValues", "/M1/Mode"}, {"Eco", "Eco"}).at(1), "Eco");
+  EXPECT_NE(setMany({"/M1/Mode:ValueType", "/M1/Mode"}, {"Integer", "1"}).at(1), "1");
   EXPECT_EQ(setMany({"/M1/Count"}, {"1", "2"}),
             Texts{"? 14 Index Out of Range : Mismatched array sizes"});
   EXPECT_EQ(setMany({}, {"1"}), Texts{"? 17 No Paths Provided : No Paths provided"});
