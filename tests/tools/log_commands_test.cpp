@@ -42,7 +42,6 @@ TEST_F(LogCommands, AnEventLogIsCopiedExactly) {
   ASSERT_EQ(log.append(events), 0);
   log.close();
   const std::string lines = expectSuccess({"events", "list", file("a")});
-  EXPECT_NE(lines.find("\"time\": 1700000000.25,"), std::string::npos) << lines;
   expectSuccess({"events", "append", file("b")}, lines);
   EXPECT_EQ(eventsOf("b"), eventsOf("a"));
 
@@ -90,10 +89,8 @@ TEST_F(LogCommands, OneBadEventKeepsAllOut) {
   const std::pair<const char*, const char*> kCases[] = {
       {R"({"quality": 65536})", "\"quality\" must be an integer from 0 to 65535"},
       {R"({"raised": "9223372036854.775808"})", "\"raised\" must be seconds"},
-      {R"({"value": 1, "valueType": "Reel"})", "\"valueType\": \"Reel\""},
       {R"({"value": 1.5, "valueType": "Integer"})", "\"value\": the value must be an integer"},
-      {R"({"colour": 1})", "line 3: unknown name \"colour\""},
-      {"7", "line 3: must be an object"}};
+      {R"({"colour": 1})", "line 3: unknown name \"colour\""}};
   for (const auto& [line, words] : kCases) {
     expectFailure({"events", "append", file("a")}, std::string("{}\n\n") + line + "\n{}", words);
   }
@@ -151,7 +148,6 @@ TEST_F(LogCommands, FaultyTrendsEnterNothing) {
        "\"/Dev1\" has 2"},
       {R"("period": 1, "time": 9, "valid": 0, "data": [[1]]}]})", "snapshot 2: data 1: "},
       {R"({"periods": [{"id": 3}, {"id": 4294967296}]})", "period 2: \"id\""},
-      {R"({"devices": [{"path": "/New"}, {"path": "/New"}]})", "device 2: \"/New\" is given twice"},
       {R"({"devices": [{"path": "/New", "params": [{"path": "/A", "type": 3}]}]})",
        "device 1: parameter 1: \"type\""}};
   const std::vector<std::string> append = {"trends", "append", file("a")};
@@ -169,7 +165,6 @@ TEST_F(LogCommands, MissingForeignAndDamagedFilesAreNamed) {
   expectFailure({"events", "list", file("missing")}, "", "no such file");
   expectFailure({"trends", "append", file("events")}, kTrends, "trend log");
   expectFailure({"events", "append", write("text", "no log at all")}, "{}", "not a database");
-  expectFailure({"events", "list", file("events"), "--from", "now"}, "", "--from now");
 }
 
 }  // namespace
