@@ -209,7 +209,6 @@ TEST_F(Trends, AreMergedByTimeOverThePeriods) {
   EXPECT_EQ(keys(get({{1, 0}, {2, 0}}, {300, 360}, 9, 1)), (Keys{{2, 300}, {1, 360}}));
   EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, all, 0, true, true)), (Keys{{1, 60}, {1, 360}}));
   EXPECT_EQ(keys(get({{2, 0}}, {-1, 300})), (Keys{{2, 300}}));
-  EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, 0)), Keys{});
   EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, 9, all)), Keys{});
   EXPECT_EQ(keys(get({{3, 0}})), Keys{});
 }

@@ -29,6 +29,8 @@ TEST(Path, SplitsIntoNodeLeafAndSubAttribute) {
     EXPECT_EQ(path.getLeafName(), leaf) << text;
     EXPECT_EQ(path.getSubAttribute(), sub) << text;
     EXPECT_FALSE(path.isArrayElement()) << text;
+    EXPECT_EQ(path.LopLastSubpath(), leaf) << text;
+    EXPECT_EQ(path.LopLastSubpath(), std::filesystem::path(node).filename()) << text;
   }
 }
 
