@@ -104,6 +104,8 @@ TEST_F(PublishedEvents, MessagesAreWhatTheDescriptionSays) {
   };
   wspub::Event alarm = {wspub::EventKind::kAlarm, "/A", wspub::Texts{"254.1", std::nullopt}, {}};
   alarm.event = event(toolkit::EVENT_ALARM, "/A/Value", "high", 64);
+  alarm.event.sequence = 3;
+  alarm.event.condition = true;
   alarm.event.priority = 5000;
   alarm.event.ack = toolkit::ACK_ACKED;
   alarm.event.variation = 2;
@@ -115,8 +117,10 @@ TEST_F(PublishedEvents, MessagesAreWhatTheDescriptionSays) {
       {wspub::Value{"/Missing", {}}},
       {wspub::Value{"/A", wspub::Texts{"on", "1"}, 0, 0, true}}};
   Texts parts = {"Event xsi:type=\"nss1:AlarmUpdate\"",
+                 "SequenceIndex>3<",
                  "BasePriority>5000<",
                  "AckStatus>Acked<",
+                 "ConditionPresent>true<",
                  "Note>seen &amp; noted<",
                  "VariationLevel>2<",
                  "Description>11 records lost<",
