@@ -32,10 +32,8 @@ TEST_F(BadInput, IsAnsweredWithAFault) {
   const std::string valid = envelope("getValue", "<n:path>/M1/Count</n:path>");
   expectFault("");
   expectFault("hello", "not an XML document");
-  expectFault("<a/>");
   expectFault(valid.substr(0, valid.size() / 2));
   expectFault(envelope("GetValue", ""), "GetValue");
-  expectFault(envelope("cancelSubscription", ""));
   expectFault("<E:Envelope xmlns:E=\"urn:other\"><E:Body/></E:Envelope>");
   expectFault("<E:Envelope xmlns:E=\"" + kOldUri + "\"><E:Body/></E:Envelope>");
   const std::string reference = " xmlns:r='http://www.w3.org/2003/05/soap-encoding' r:ref='x'/>";

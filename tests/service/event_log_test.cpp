@@ -163,7 +163,6 @@ TEST_F(EventLogs, AGroupThatTheMaximumCutsIsTrimmed) {
       {5, trim, {"1", "2", "3"}, "5"},
       {3, latest + trim, {}, "5"},
       {6, latest + reverse + trim, {"8", "7", "6", "5", "4"}, "2"},
-      {2, reverse + trim, {"2", "1"}, "0"},
       {8, trim, {"1", "2", "3", "4", "5", "6", "7", "8"}, "0"},
       {2, trim + "<path>/M1/A</path>", {"1", "2"}, "0"},
       {3, trim + "<startTime>20000001</startTime>", {}, "5"},

@@ -32,7 +32,6 @@ TEST_F(Reading, OneValueOfEveryKind) {
       {"/M1/Enabled", "", "Enabled"},
       {"/M1/Enabled", "x;canonical;", "true"},
       {"/M1/Enabled", "canonical=false", "Enabled"},
-      {"/M1/Count", "", "42"},
       {"/M1/Text", "", "é 漢 😀 <&>"},
       {"/M1/Gone", "", "? 9 Node Not Found : CDS access failed"},
       {"/M1//Va", "", "? 8 Bad Path Syntax : CDS Error in supplied path"},

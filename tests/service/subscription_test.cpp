@@ -79,6 +79,8 @@ TEST_F(Subscriptions, CreateLeavesTheWholeTree) {
   api_status_t status = API_NONE;
   cds_.get_writer(kFolder + "/demo/RTNodes/M1.Va/Deadband", status, writer);
   EXPECT_EQ(CEvent::user_of_source(writer), "operator") << writer;
+  CEvent::format_source_string(writer, "WS", "", "");
+  EXPECT_EQ(writer, "WS: anonymous");
 }
 
 TEST_F(Subscriptions, AbsentElementsTakeDefaults) {
