@@ -82,6 +82,7 @@ TEST_F(Logs, RetrieveChoosesByPathTypeAndNumber) {
     std::vector<CEvent> events;
     EXPECT_EQ(log.retrieve(events, path, nullptr, nullptr, max, true, true, types), 0);
     std::vector<std::uint64_t> found;
+    found.reserve(events.size());
     for (const CEvent& event : events) found.push_back(event.id);
     EXPECT_EQ(found, ids) << path << " " << max;
   }
