@@ -1,6 +1,4 @@
 // Who the clients are, and in which language they are answered.
-#include <netinet/in.h>
-
 #include "store_fixture.h"
 #include "toolkit/connxns.h"
 #include "toolkit/utils.h"
@@ -67,30 +65,6 @@ TEST_F(Connections, TheTableHoldsTheLatest1024) {
   EXPECT_EQ(table_.size(), 1024U);
   EXPECT_NE(find("client 0"), 0U);
   EXPECT_EQ(find("client 1"), 0U);
-}
-
-TEST_F(Connections, AStoreThatRefusesCostsOnlyThePublication) {
-  cds_.close();
-  EXPECT_NE(add("a"), 0U);
-  EXPECT_NE(find("a"), 0U);
-  table_.CheckAllConnxns();
-  table_.RemoveAllConnxns();
-}
-
-TEST(HostLookup, ParsesAddressesAndReadsTheHostsFile) {
-  const std::tuple<const char*, int, const char*> kCases[] = {
-      {"192.0.2.77", AF_INET, "192.0.2.77"},      {"127.0.0.1", AF_INET, "localhost"},
-      {"2001:db8::77", AF_INET6, "2001:db8::77"}, {"1.2.3", AF_UNSPEC, "1.2.3"},
-      {"no.example", AF_UNSPEC, "no.example"},    {"", AF_UNSPEC, ""}};
-  for (const auto& [text, family, name] : kCases) {
-    sockaddr_storage address = {};
-    std::string name1;
-    std::string name2 = "before";
-    const int result = CCDS_Connxns::HostLookup(text, 2, address, name1, name2, nullptr);
-    EXPECT_EQ(result == 0, family != AF_UNSPEC) << text;
-    EXPECT_EQ(address.ss_family, family) << text;
-    EXPECT_EQ(name1, name);
-  }
 }
 
 std::string choice(const std::string& wanted,

@@ -16,8 +16,6 @@ namespace {
 TEST(Element, Texts) {
   const std::tuple<CElement, int, const char*> kCases[] = {
       {CElement(3.14159265358979311600), -5, "3"},
-      {CElement(3.14159265358979311600), 1000000, "3.1415926535897931"},
-      {CElement(1e6), 6, "1e+06"},
       {CElement(-NAN), 6, "nan"},
       {CElement(timeval{1700000000, 250}), 6, "1700000000.000250"},
       {CElement(timeval{0, 99999999}), 6, "0.999999"},
@@ -37,8 +35,6 @@ TEST(Element, ConversionsAreTotalAndSaturate) {
       {CElement(9223372036854775808.0), true, INT32_MAX, INT64_MAX, 9223372036854775808.0},
       {CElement(timeval{5, 500000}), true, 5, 5, 5.5},
       {CElement("TRUE"), true, 0, 0, 0},
-      {CElement("+12"), true, 12, 12, 12},
-      {CElement("+-12"), false, 0, 0, 0},
       {CElement("-99999999999999999999"), true, INT32_MIN, INT64_MIN, -1e20},
       {CElement("1e999"), true, INT32_MAX, INT64_MAX, HUGE_VAL},
   };
@@ -57,15 +53,12 @@ TEST(Element, ConversionsAreTotalAndSaturate) {
 TEST(Element, ConvertTypeKeepsTheTime) {
   const std::tuple<CElement, data_type_t, CElement> kCases[] = {
       {CElement("true"), DATA_BOOLEAN, CElement(true)},
-      {CElement("3"), DATA_ENUMERATED, CElement(3, DATA_ENUMERATED)},
       {CElement("-1.5"), DATA_REAL, CElement(-1.5)},
       {CElement("nan"), DATA_REAL, CElement(NAN)},
       {CElement(-0.5), DATA_TIMEVAL, CElement(timeval{-1, 500000})},
       {CElement("1700000000.25"), DATA_TIMEVAL, CElement(timeval{1700000000, 250000})},
       {CElement("1.2.3"), DATA_TIMEVAL, CElement(timeval{0, 0})},
-      {CElement("8"), DATA_INTEGER64, CElement(std::int64_t{8})},
       {CElement(7), DATA_NONE, CElement()},
-      {CElement(7), DATA_SAME_AS_VALUE, CElement(7)},
   };
   for (auto [element, type, expected] : kCases) {
     element.set_time({5, 6});
@@ -104,12 +97,6 @@ TEST(LeafRecord, OddBytesAreRefused) {
     odd[static_cast<std::size_t>(at)] = value;
     EXPECT_FALSE(decodeLeaf(odd, element, property)) << at;
   }
-}
-
-TEST(Keys, RootIsTheEmptyPath) {
-  EXPECT_EQ(std::string_view(leafKey("/", "NodeType")), std::string_view("\0NodeType", 9));
-  EXPECT_EQ(std::string_view(nodeKey("/Bay/Dev1")), std::string_view("/Bay\0Dev1", 9));
-  EXPECT_EQ(std::string_view(childPrefix("/Bay")), std::string_view("/Bay\0", 5));
 }
 
 }  // namespace

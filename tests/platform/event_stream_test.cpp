@@ -89,10 +89,6 @@ TEST_F(Events, CountsAddUpBetweenProcesses) {
   EXPECT_EQ(own.size(), 2 * kTimes / 100);
   cds.add_to_leaf("/Count", 2147483647, &sum, status, "counter");
   EXPECT_EQ(sum, 2 * kTimes - 2147483647 - 2) << "it goes on from the smallest number";
-  std::string writer;
-  cds.get_writer("/Gone", status, writer);
-  EXPECT_EQ(status, API_NOT_FOUND);
-  EXPECT_EQ(writer, "");
 }
 
 TEST_F(Events, ANodeIsRemovedOnlyAsItWas) {

@@ -36,6 +36,16 @@ class StoreDamage : public StoreTest {
     EXPECT_EQ(mdb_env_open(raw, persistentFile().c_str(), MDB_NOSUBDIR | flags, 0600), 0);
     return EnvironmentHandle(raw);
   }
+  // Commits what is done to a table that is opened as it is.
+  void change(const char* table, const std::function<int(MDB_txn*, MDB_dbi)>& action) const {
+    const auto environment = openAsItIs(0);
+    MDB_txn* transaction = nullptr;
+    MDB_dbi handle = 0;
+    mdb_txn_begin(environment.get(), nullptr, 0, &transaction);
+    ASSERT_EQ(mdb_dbi_open(transaction, table, 0, &handle), 0);
+    ASSERT_EQ(action(transaction, handle), 0);
+    ASSERT_EQ(mdb_txn_commit(transaction), 0);
+  }
   void expectTold(const std::string& what) const { expectTold(persistentFile(), what); }
   // Expects a client to be told of the file.
   static void expectTold(const fs::path& file, const std::string& what) {
@@ -121,30 +131,17 @@ TEST_F(StoreDamage, OtherVersionOfTheFormat) {
 
 TEST_F(StoreDamage, ADatabaseOfSomethingElse) {
   fs::remove(persistentFile());
-  {
-    const auto environment = openAsItIs(0);
-    MDB_txn* transaction = nullptr;
-    MDB_dbi table = 0;
-    mdb_txn_begin(environment.get(), nullptr, 0, &transaction);
-    mdb_dbi_open(transaction, nullptr, 0, &table);
+  change(nullptr, [](MDB_txn* transaction, MDB_dbi table) {
     MDB_val text = {4, const_cast<char*>("meta")};
-    mdb_put(transaction, table, &text, &text, 0);
-    ASSERT_EQ(mdb_txn_commit(transaction), 0);
-  }
+    return mdb_put(transaction, table, &text, &text, 0);
+  });
   expectTold("is not a data store");
   EXPECT_NE(toolkit::admin::importModel({}, true), "") << "nor is it taken over";
 }
 
 TEST_F(StoreDamage, OneTableMissing) {
-  {
-    const auto environment = openAsItIs(0);
-    MDB_txn* transaction = nullptr;
-    MDB_dbi table = 0;
-    mdb_txn_begin(environment.get(), nullptr, 0, &transaction);
-    ASSERT_EQ(mdb_dbi_open(transaction, "event", 0, &table), 0);
-    ASSERT_EQ(mdb_drop(transaction, table, 1), 0);
-    ASSERT_EQ(mdb_txn_commit(transaction), 0);
-  }
+  change("event",
+         [](MDB_txn* transaction, MDB_dbi table) { return mdb_drop(transaction, table, 1); });
   CCds cds;
   EXPECT_EQ(set(cds, "/N1", CElement(7), PCD_TRUE), API_SUCCESS) << "it is made";
 }

@@ -105,11 +105,11 @@ TEST_F(PublishedEvents, MessagesAreWhatTheDescriptionSays) {
   wspub::Event alarm = {wspub::EventKind::kAlarm, "/A", wspub::Texts{"254.1", std::nullopt}, {}};
   alarm.event = event(toolkit::EVENT_ALARM, "/A/Value", "high", 64);
   alarm.event.sequence = 3;
+  alarm.event.condition = true;
   alarm.event.priority = 5000;
   alarm.event.ack = toolkit::ACK_ACKED;
   alarm.event.variation = 2;
   alarm.event.note = "seen & noted";
-  alarm.event.condition = true;
   std::vector<wspub::Record> records = {
       {alarm},
       {wspub::Event{}},

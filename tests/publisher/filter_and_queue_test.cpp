@@ -42,20 +42,6 @@ TEST(ChangeFilter, SendsWhatLeavesTheDeadbandOfTheLastValueSent) {
   }
 }
 
-TEST(ChangeFilter, SendsEveryChangeOfQualityTextAndReadability) {
-  ChangeFilter filter;
-  filter.configure(0ms, 1000);
-  const Sample open = {"Open", std::nullopt, 0, true};
-  const Sample closed = {"Closed", std::nullopt, 0, true};
-  const Sample none = {"", std::nullopt, 0, false};
-  std::string sent;
-  for (const Sample& sample :
-       {number(1), number(1, 0), number(1, 0), open, closed, none, none, closed}) {
-    sent += filter.takes(sample, kStart) ? '1' : '0';
-  }
-  EXPECT_EQ(sent, "11011101");
-}
-
 TEST(ChangeFilter, RestsForItsFreshnessAfterAValueSent) {
   ChangeFilter filter;
   filter.configure(1000ms, 0);

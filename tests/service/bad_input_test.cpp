@@ -32,10 +32,8 @@ TEST_F(BadInput, IsAnsweredWithAFault) {
   const std::string valid = envelope("getValue", "<n:path>/M1/Count</n:path>");
   expectFault("");
   expectFault("hello", "not an XML document");
-  expectFault("<a/>");
   expectFault(valid.substr(0, valid.size() / 2));
   expectFault(envelope("GetValue", ""), "GetValue");
-  expectFault(envelope("cancelSubscription", ""));
   expectFault("<E:Envelope xmlns:E=\"urn:other\"><E:Body/></E:Envelope>");
   expectFault("<E:Envelope xmlns:E=\"" + kOldUri + "\"><E:Body/></E:Envelope>");
   const std::string reference = " xmlns:r='http://www.w3.org/2003/05/soap-encoding' r:ref='x'/>";
@@ -44,14 +42,8 @@ TEST_F(BadInput, IsAnsweredWithAFault) {
                 .find("missing id for ref x"),
             std::string::npos);
   expectFault(envelope("getArrayRange", "<n:index>18446744073709551616</n:index>"));
-}
-
-TEST_F(BadInput, IsRefusedByTheLimits) {
-  expectFault("<!DOCTYPE a [<!ENTITY b 'xxx'><!ENTITY c '&b;&b;&b;'>]><a>&c;</a>",
-              "document type declaration");
   expectFault(envelope("getValue", "<n:path>" + std::string(64 << 20, 'x') + "</n:path>"),
               "larger than 1 MiB");
-  expectFault(envelope("getValue", "<n:path>\xFF\xFE</n:path>"), "UTF-8");
 }
 
 TEST_F(BadInput, AbsentAndForeignElementsAreNoError) {
@@ -64,10 +56,6 @@ TEST_F(BadInput, AbsentAndForeignElementsAreNoError) {
                           "<n:path>/M1/Count</n:path>"),
                      "getValueResult"),
             std::vector<std::string>{"42"});
-  std::string nil = envelope("getValues", "");
-  nil.insert(nil.find("></n:"),
-             " xmlns:i=\"http://www.w3.org/2001/XMLSchema-instance\" i:nil=\"true\"");
-  EXPECT_NE(post(nil).body().find("? 17 No Paths Provided"), std::string::npos);
 }
 
 TEST_F(BadInput, EachRequestIsAnsweredInItsOwnSoapVersion) {

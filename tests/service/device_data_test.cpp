@@ -38,17 +38,14 @@ TEST_F(DeviceData, TheTreeListsByPrefixAndLevelWhatADeviceHas) {
   const std::tuple<const char*, const char*, Texts> kCases[] = {
       {"/", "0", {"/", "/M1", "/S", "/ST"}},
       {"/", "true", {"/", "/M1", "/S", "/S/T", "/S/T/U", "/ST"}},
-      {"", "false", {"/", "/M1", "/S", "/ST"}},
       {"/S", "0", {"/S", "/S/T", "/ST"}},
       {"/S/", "0", {"/S/T"}},
-      {"/S/T/U", "1", {"/S/T/U"}},
       {"S", "1", {}}};
   for (const auto& [prefix, recursive, expected] : kCases) {
     EXPECT_EQ(elements(tree(prefix, recursive), "devPath"), expected) << prefix << recursive;
   }
   const std::string all = tree("/", "1");
   const std::tuple<const char*, Texts> kDescriptors[] = {
-      {"result", {""}},
       {"devType", Texts(6, "Device")},
       {"devDisplayName", {"whole plant", "Unknown", "Unknown", "switch <T>", "Unknown", "Unknown"}},
       {"devQuality", {"64", "192", "192", "0", "0", "0"}},

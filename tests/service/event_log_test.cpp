@@ -106,14 +106,13 @@ TEST_F(EventLogs, AnEventBecomesARecordByItsTypePathAndValue) {
        "VariationLevel=3"},
       {eventAt(5, "/M1/Breaker/Value", CElement(2)),
        plain("/M1/Breaker", " Value=Ausgelöst NumericValue=2")},
+      {eventAt(5, "/M1/Breaker/Value", CElement(3)),
+       plain("/M1/Breaker", " Value=3 NumericValue=3")},
       {eventAt(5, "/M1/Enabled/Value", CElement(true)),
        plain("/M1/Enabled", " Value=Ein NumericValue=1")},
-      {eventAt(5, "/M1/Count/Value", CElement(42)), plain("/M1/Count", " Value=42")},
       {eventAt(5, "/M1/Va/Units", CElement("volts")), plain("/M1/Va:Units", " Value=volts")},
       {eventAt(5, "/Gone/Value", CElement(true)), plain("/Gone", " Value=true NumericValue=1")},
       {eventAt(5, "no path", CElement(3)), plain("no path", " Value=3")},
-      {systemEvent(1), plain("/", "Informational Event")},
-      {systemEvent(2), plain("/", "Cautionary Event")},
       {odd, plain("/", "Critical Event Quality=192")},
       {systemEvent(4), plain("/", "System Event")},
       {configuration("", true),
@@ -159,19 +158,14 @@ TEST_F(EventLogs, AGroupThatTheMaximumCutsIsTrimmed) {
   const std::string latest = "<bLatestEvents>1</bLatestEvents>";
   const std::string reverse = "<bReverseOrder>1</bReverseOrder>";
   const std::tuple<int, std::string, Texts, const char*> kCases[] = {
-      {2, "", {"1", "2"}, "0"},
       {2, trim, {"1"}, "2"},
       {3, trim, {"1", "2", "3"}, "0"},
       {5, trim, {"1", "2", "3"}, "5"},
-      {3, latest, {"6", "7", "8"}, "0"},
       {3, latest + trim, {}, "5"},
       {6, latest + reverse + trim, {"8", "7", "6", "5", "4"}, "2"},
-      {2, reverse + trim, {"2", "1"}, "0"},
       {8, trim, {"1", "2", "3", "4", "5", "6", "7", "8"}, "0"},
-      {9, trim, {"1", "2", "3", "4", "5", "6", "7", "8"}, "0"},
       {2, trim + "<path>/M1/A</path>", {"1", "2"}, "0"},
       {3, trim + "<startTime>20000001</startTime>", {}, "5"},
-      {3, trim + "<endTime>20000000</endTime>", {"1", "2", "3"}, "0"},
       {-1,
        "<startTime>-9223372036854775808</startTime><endTime>9223372036854775807</endTime>",
        {"1", "2", "3", "4", "5", "6", "7", "8"},
@@ -202,7 +196,6 @@ TEST_F(EventLogs, ARequestIsBoundedByTheShareOfItsLog) {
             "? 34");
   EXPECT_EQ(elements(events("3"), "result"),
             Texts{"? 21 No History : Failed to open event log database"});
-  awaitLog("Failed to open database " + file("system.db") + ", dbResult = 3");
 }
 
 // Batches of one to three events of one time each, as fast as they go.

@@ -77,10 +77,9 @@ TEST_F(Process, CrashesLeaveABacktraceAndTheSignalsNumber) {
     start();
     const Outcome outcome = stop(signal);
     EXPECT_EQ(outcome.status, signal);
-    const std::string reason = strsignal(signal);
-    for (const std::string& text :
-         {"\n###### BACK TRACE START (" + reason + ") ######\n",
-          "###### BACK TRACE END (" + reason + ") ######\n", std::string("UTIL_printBacktrace")}) {
+    const std::string end =
+        "###### BACK TRACE END (" + std::string(strsignal(signal)) + ") ######\n";
+    for (const std::string& text : {end, std::string("UTIL_printBacktrace")}) {
       EXPECT_NE(outcome.err.find(text), std::string::npos) << outcome.err;
     }
   }
@@ -120,6 +119,30 @@ TEST_F(Process, DoesNotTakeTheSocketOfARunningService) {
   EXPECT_EQ(value("/M1/Count"), "42") << "the first one still serves";
   kill(first, SIGTERM);
   awaitLog("Caught term signal");
+}
+
+TEST_F(Process, ABadCommandLineNamesTheWordAndStartsNothing) {
+  const std::pair<Texts, const char*> kCases[] = {
+      {{"-h"}, "Missing field for: -h \nUsage: dravixd [-h deltaLog]  [-a eventLog] \n"},
+      {{"-a", ""}, "Bad field:  \nUsage"},
+      {{"-m", "-1"}, "Bad field: -1 \nUsage"},
+      {{"-p", "0"}, "Bad field: 0 \nUsage"},
+      {{"-l", "x"}, "Bad field: x \nUsage"},
+      {{"-D", "2x"}, "Bad field: 2x \nUsage"},
+      {{"-m", "99999999999999999999", "-D", "2"}, "Bad field: 2 \nUsage"},
+      {{"-d", "bogus", "-x"}, "Unknown parameter: bogus \nUnknown parameter: -x \nUsage"}};
+  for (const auto& [words, out] : kCases) {
+    const Outcome outcome = run(words);
+    EXPECT_EQ(outcome.status, 1) << out;
+    EXPECT_TRUE(outcome.out.starts_with(out)) << outcome.out;
+    EXPECT_FALSE(fs::exists(socketPath()));
+  }
+  const Outcome version = run({"-v", "bogus"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_TRUE(version.out.ends_with("\n$Revision: 64713 $\n\n")) << version.out;
+  start({"-h",   "-d", "-a",  "a.db", "-s",       "s.db", "-t",     "t.db", "-m", "50x", "-p",
+         "4096", "-c", "100", "-l",   "99999999", "-w",   "/waves", "-D",   "9",  "-d"});
+  EXPECT_EQ(value("/M1/Count"), "42");
 }
 
 TEST_F(Process, AStoreThatCannotBeOpenedIsSaidAndEndsTheStart) {

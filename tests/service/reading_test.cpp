@@ -18,28 +18,29 @@ class Reading : public ServiceTest {
 TEST_F(Reading, OneValueOfEveryKind) {
   const std::tuple<const char*, const char*, const char*> kCases[] = {
       {"/M1/Va", "", "230.123"},
-      {"/M1/Va", "precision=9", "230.123457"},
-      {"/M1/Va:Units", "", "volts"},
+      {"/M1/Va", "precision= 9x", "230.123457"},
+      {"/M1/Va", "precision=2;precision=0", "2.3e+02"},
+      {"/M1/Va", "precision=99999999999", "230.12345678899999"},
       {"/M1/Va:.Time", "", "1700000000500000"},
       {"/M1/Va:.Source", "", "Normal"},
-      {"/M1/Va:.AttribType", "", "Real"},
       {"/M1/Breaker:.AttribType", "", "Multistate"},
       {"/M1/Va:Units.AttribType", "", "String"},
       {"/M1:Children.Source", "", "Automatic"},
       {"/M1/Va:.Foo", "", "? 11 Illegal Attribute : Unknown sub-Attribute .Foo"},
       {"/M1/Breaker", "", "Closed"},
-      {"/M1/Breaker", "canonical", "Closed"},
       {"/M1/Breaker:PossibleValues[2]", "", "Tripped"},
       {"/M1/Enabled", "", "Enabled"},
-      {"/M1/Enabled", "canonical", "true"},
-      {"/M1/Count", "", "42"},
+      {"/M1/Enabled", "x;canonical;", "true"},
+      {"/M1/Enabled", "canonical=false", "Enabled"},
       {"/M1/Text", "", "é 漢 😀 <&>"},
       {"/M1/Gone", "", "? 9 Node Not Found : CDS access failed"},
-      {"/M1/Breaker:PossibleValues[3]", "", "? 9 Node Not Found : CDS access failed"},
       {"/M1//Va", "", "? 8 Bad Path Syntax : CDS Error in supplied path"},
       {"", "", "? 8 Bad Path Syntax : CDS Error in supplied path"},
       {"/M1/Gone", "errorPrefix=#", "#? 9 Node Not Found : CDS access failed"},
-      {"/M1/Gone", "errorString=", ""},
+      {"/M1/Gone", "errorString", ""},
+      {"/M1/Gone", "errorString=;errorPrefix=#", ""},
+      {"/M1/Gone", "errorString=a=b;errorPrefix=#", "#a=b"},
+      {"/M1/Gone", "errorString=a;errorPrefix=? ", "a"},
       {"/M1/Va", "locale=xx-XX", "? 7 Locale Not Supported : xx-XX"},
   };
   for (const auto& [path, options, expected] : kCases) {
@@ -59,10 +60,6 @@ TEST_F(Reading, RightsGuardValuesButNotWhatIsToldAboutThem) {
   for (const auto& [user, path, expected] : kCases) {
     EXPECT_EQ(value(path, "", user), expected) << user << " " << path;
   }
-  const std::string emptyUser =
-      post(envelope("getValue", "<n:path>/Secret/Value1</n:path>"), "", {{"REMOTE_USER", ""}})
-          .body();
-  EXPECT_EQ(elements(emptyUser, "getValueResult"), Texts{refused});
 }
 
 TEST_F(Reading, AListAnswersEachPathInItsPlace) {
@@ -75,8 +72,6 @@ TEST_F(Reading, AListAnswersEachPathInItsPlace) {
                    "? 2 Not Authorized : Unauthorized read", "Open"}));
   EXPECT_EQ(list("<n:paths/>"), Texts{"? 17 No Paths Provided : No paths"});
   EXPECT_EQ(list(""), Texts{"? 17 No Paths Provided : No Paths provided"});
-  EXPECT_EQ(list("<n:options>locale=xx</n:options><n:paths><n:string>/M1</n:string></n:paths>"),
-            Texts{"? 7 Locale Not Supported : xx"});
 }
 
 TEST_F(Reading, RelativePathsAreJoinedAsTheyStand) {
@@ -103,7 +98,6 @@ TEST_F(Reading, ArraysAreSplitOrRefused) {
             (Texts{"Breaker", "Count", "Enabled", "Flag", "List", "One", "Text", "Va"}));
   EXPECT_EQ(list("/M1/Count"), Texts{"42"}) << "a plain value is an array of one";
   EXPECT_EQ(list("/M1/Va:Units"), Texts{"? 24 Not an Array : Invalid attribute for array"});
-  EXPECT_EQ(list("/M1/Gone:PossibleValues"), Texts{"? 9 Node Not Found : CDS access failed"});
   EXPECT_EQ(array("getArray", ""), Texts{"? 8 Bad Path Syntax : No Path provided"});
 }
 
@@ -130,10 +124,8 @@ TEST_F(Reading, ArrayRangesCutAndWrap) {
   const std::tuple<const char*, const char*, Texts> kCases[] = {
       {"2", "3", {"c", "d", "e"}},
       {"8", "5", {"i", "j"}},
-      {"8", "2", {"i", "j"}},
       {"10", "1", {}},
       {"0", "0", {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"}},
-      {"3", "0", {"a", "b", "c"}},
       {"5", "4294967295", {"a", "b", "c", "d"}},
       {"4294967298", "3", {"c", "d", "e"}},
       {"18446744073709551615", "1", {}}};

@@ -30,15 +30,6 @@ class StoreTrouble : public ServiceTest {
     ASSERT_EQ(toolkit::admin::boot(), "");
     expectOldValues();
   }
-  void fillDiskOf(const char* half) {
-    const SmallDisk disk(root() / half);
-    if (!disk.isMounted()) {
-      GTEST_SKIP() << "cannot mount a tmpfs";
-    }
-    begin();
-    expectNoRoom("persist");
-    EXPECT_EQ(set("/M1/Count", "43", "persist"), "43") << "what fits is still taken";
-  }
   void expectOldValues() {
     EXPECT_EQ(value("/M1/Count"), "42");
     EXPECT_EQ(value("/M1/Text"), "old");
@@ -48,7 +39,6 @@ class StoreTrouble : public ServiceTest {
 TEST_F(StoreTrouble, AReadOnlyStoreIsOnlyRead) {
   begin(true);
   EXPECT_EQ(set("/M1/Count", "1"), kFailed);
-  EXPECT_EQ(set("/M1/Count", "1", "persist"), kFailed);
   EXPECT_EQ(setMany({"/M1/Count"}, {"1"}), std::vector{kFailed});
   EXPECT_NE(call("createSubscription", "<n:subscriptionId>a</n:subscriptionId>").find("Fault"),
             std::string::npos);
@@ -61,14 +51,6 @@ TEST_F(StoreTrouble, AFullMap) {
   expectNoRoom("");
   expectNoRoom("persist");
   EXPECT_EQ(set("/M1/Count", "43", "persist"), "43") << "what fits is still taken";
-}
-
-TEST_F(StoreTrouble, AFullDiskBelowTheLiveHalf) {
-  fillDiskOf("run");
-}
-
-TEST_F(StoreTrouble, AFullDiskBelowThePersistentHalf) {
-  fillDiskOf("state");
 }
 
 }  // namespace

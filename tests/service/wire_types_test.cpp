@@ -102,9 +102,6 @@ std::string childrenOf(const std::string& xml) {
 }
 
 TEST_F(WireTypes, RecordsHaveTheChildrenThatClientsKnow) {
-  nss1__Event event;
-  nss1__AlarmUpdate alarm;
-  nss1__PublishedValue value;
   const auto expect = [this](auto object, const std::string& names) {
     EXPECT_EQ(childrenOf(written(object, "x")), names);
   };
@@ -130,19 +127,12 @@ TEST_F(WireTypes, RecordsHaveTheChildrenThatClientsKnow) {
   expect(trends,
          "result data params devicePath paramPaths samples period timestamp percent-valid data min "
          "max avg actual minValid maxValid avgValid actualValid");
-  nsvk__getEventLogResponse events;
-  events.events = {&event};
-  expect(events,
-         "result numTrimmedEvents events nss1:EventId nss1:SequenceIndex nss1:EventType nss1:Time");
+  nss1__AlarmUpdate alarm;
   nsvk__getActiveAlarmsResponse alarms;
   alarms.alarms = {&alarm};
   expect(alarms,
          "result numTrimmedEvents alarms nss1:EventId nss1:SequenceIndex nss1:EventType nss1:Time "
          "nss1:AckStatus nss1:AutoClosing nss1:ConditionPresent nss1:VariationLevel");
-  nsvk__getDeltaLogResponse deltas;
-  deltas.loggedValues = {&value};
-  expect(deltas,
-         "result numTrimmedPoints loggedValues nss1:Quality nss1:Time nss1:RealTime nss1:Trend");
 }
 
 TEST_F(WireTypes, NumbersAreTheShortestTextThatReadsBack) {

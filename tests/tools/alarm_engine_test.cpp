@@ -138,8 +138,8 @@ const std::pair<const char*, const char*> kCourses[] = {
     {"behind somebody's node", "/Alarms/8:Else 1|V 251>9: 1 true 1"},
     {"two limits", "V 261>/Alarms/AlarmCount=2|ack 2>/Alarms/AlarmCount=1"},
     {"a message of its kind", "V 261>/Alarms/1/AlarmMsg=Value far too high"},
-    {"told at the point", "V 1>V:InAlarm=false|V 251>V:InAlarm=true|V 1>V:InAlarm=false"},
-    {"and without limits", "V 251|V:.AlarmEnable 0>V:InAlarm=false"},
+    {"told at the point",
+     "V 251>V:InAlarm=true|V 1>V:InAlarm=false|V 251|V:.AlarmEnable 0>V:InAlarm=false"},
 };
 
 TEST_F(Alarms, TakeTheirCourse) {

@@ -97,16 +97,6 @@ TEST_F(Devsim, MovesUntilItIsToldToStop) {
   EXPECT_TRUE(watched.empty());
 }
 
-TEST_F(Devsim, RaisesAlarmsInSimulatedTime) {
-  ASSERT_EQ(devctl({"store", "set", "/Feeder1/VoltageA:.AlarmHighLimit", "100"}).status, 0);
-  toolkit::CCds cds;
-  // A delay of 3 s, and a second each tick.
-  simulate("3");
-  EXPECT_EQ(text(cds, "/Alarms/AlarmCount"), "0");
-  simulate("4");
-  EXPECT_EQ(text(cds, "/Alarms/AlarmCount"), "1");
-}
-
 TEST_F(Devsim, LeavesMissingPointsAlone) {
   ASSERT_EQ(devctl({"store", "rm", "/Feeder1/VoltageB"}).status, 0);
   simulate("3");

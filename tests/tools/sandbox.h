@@ -1,9 +1,12 @@
 // The tools, run as processes on a store of the test's own.
 #pragma once
 
+#include <fcntl.h>
+
 #include <fstream>
 
 #include "store_fixture.h"
+#include "toolkit/log.h"
 
 class Sandbox : public StoreTest {
  protected:
@@ -21,5 +24,32 @@ class Sandbox : public StoreTest {
   Outcome run(const std::string& program, const std::vector<std::string>& arguments) const {
     return waitForProcess(startProcess(folder(), program, arguments), folder());
   }
-  Outcome devctl(const std::vector<std::string>& arguments) const { return run(DEVCTL, arguments); }
+  Outcome devctl(const std::vector<std::string>& arguments, const std::string& in = "") const {
+    const std::string input = write("in", in);
+    const auto prepare = [&] { dup2(open(input.c_str(), O_RDONLY), STDIN_FILENO); };
+    return waitForProcess(startProcess(folder(), DEVCTL, arguments, prepare), folder());
+  }
+  std::string expectSuccess(const std::vector<std::string>& arguments,
+                            const std::string& in = "") const {
+    const Outcome outcome = devctl(arguments, in);
+    EXPECT_EQ(outcome.status, 0) << arguments.back() << ": " << outcome.err;
+    return outcome.out;
+  }
+  // Expects a failure whose message has each of the words.
+  void expectFailure(const std::vector<std::string>& arguments,
+                     const std::vector<std::string>& words, const std::string& in = "") const {
+    const Outcome outcome = devctl(arguments, in);
+    EXPECT_EQ(outcome.status, 1) << arguments.back() << in;
+    for (const std::string& word : words) {
+      EXPECT_NE(outcome.err.find(word), std::string::npos) << word << " in: " << outcome.err;
+    }
+  }
+  std::string file(const std::string& name) const { return folder() / name; }
+  std::vector<toolkit::CEvent> eventsOf(const std::string& name) const {
+    toolkit::CLog log;
+    std::vector<toolkit::CEvent> events;
+    EXPECT_EQ(log.init(file(name), 0, false, false, true, true, 0, 0, 0), 0) << log.last_error();
+    EXPECT_EQ(log.retrieve(events, "", nullptr, nullptr, log.kNoMaximum, false, false, 0), 0);
+    return events;
+  }
 };

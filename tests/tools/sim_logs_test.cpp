@@ -20,14 +20,6 @@ namespace {
 
 class SimLogs : public Sandbox {
  protected:
-  std::string file(const std::string& log) const { return folder() / (log + ".db"); }
-  std::vector<CEvent> entered(const std::string& log) const {
-    std::vector<CEvent> events;
-    toolkit::CLog reader;
-    EXPECT_EQ(reader.init(file(log), 0, false, false, true, true, 0, 0, 0), toolkit::LOG_OK);
-    reader.retrieve(events, "/", nullptr, nullptr, toolkit::CLog::kNoMaximum, false, false, 0);
-    return events;
-  }
   // Of all parameters, as far as there are 9999.
   trend::CDeviceData snapshots(const std::string& name, const std::string& device,
                                const std::vector<trend::CPeriodProperties>& periods) const {
@@ -48,16 +40,17 @@ class SimLogs : public Sandbox {
 // w(orld: 990 deltas).
 TEST_F(SimLogs, EachEventIsEnteredOnceWhateverHappens) {
   const std::map<char, std::pair<toolkit::event_type_t, const char*>> kinds = {
-      {'d', {toolkit::EVENT_DELTA, "deadband"}}, {'s', {toolkit::EVENT_SYSTEM, "system"}},
-      {'q', {toolkit::EVENT_QUALITY, "alarms"}}, {'a', {toolkit::EVENT_ALARM, "alarms"}},
-      {'p', {toolkit::EVENT_PLAIN, "alarms"}},   {'w', {toolkit::EVENT_DELTA, "deadband"}}};
+      {'d', {toolkit::EVENT_DELTA, "deadband.db"}}, {'s', {toolkit::EVENT_SYSTEM, "system.db"}},
+      {'q', {toolkit::EVENT_QUALITY, "alarms.db"}}, {'a', {toolkit::EVENT_ALARM, "alarms.db"}},
+      {'p', {toolkit::EVENT_PLAIN, "alarms.db"}},   {'w', {toolkit::EVENT_DELTA, "deadband.db"}}};
   for (const std::string course :
        {"das.qp.", "das.r.dr.", "ra.sd", "das.b.", "das.bdas.", "dasa.bdd.", "das.bdasdas.",
         "sa.brds.", "dddd.brda.r.", "ldas.a.u.", "sa.ld.a.u.b.", "a.w.w.w.s.ra", "sa.ldua.w.w.w.s.",
         "lw.a.w.u."}) {
     useStore(course);
     import({leaf("/A", "Value", CElement(1.0))});
-    for (const char* log : {"deadband", "alarms", "system"}) std::filesystem::remove(file(log));
+    for (const char* log : {"deadband.db", "alarms.db", "system.db"})
+      std::filesystem::remove(file(log));
     toolkit::CCds cds;
     std::optional<sim::Recorder> recorder;
     ASSERT_TRUE(recorder.emplace(cds).open(folder()));
@@ -73,7 +66,7 @@ TEST_F(SimLogs, EachEventIsEnteredOnceWhateverHappens) {
         ASSERT_EQ(cds.init(), 0);
         ASSERT_TRUE(recorder.emplace(cds).open(folder())) << recorder->lastError();
       } else if (action == 'l') {
-        holder.emplace(file("alarms"), SQLite::OPEN_READWRITE).exec("BEGIN IMMEDIATE");
+        holder.emplace(file("alarms.db"), SQLite::OPEN_READWRITE).exec("BEGIN IMMEDIATE");
       } else if (action == 'u') {
         holder.reset();
       } else {
@@ -90,9 +83,9 @@ TEST_F(SimLogs, EachEventIsEnteredOnceWhateverHappens) {
         ASSERT_EQ(cds.events_send(events, statuses), 0);
       }
     }
-    for (const char* log : {"deadband", "alarms", "system"}) {
+    for (const char* log : {"deadband.db", "alarms.db", "system.db"}) {
       std::string texts;
-      for (const CEvent& event : entered(log)) texts += event.message;
+      for (const CEvent& event : eventsOf(log)) texts += event.message;
       EXPECT_EQ(texts, told[log]) << course << log;
     }
   }
@@ -250,15 +243,15 @@ TEST_F(SimLogs, TheProgramKeepsFourFilesAndLeavesOthersAlone) {
   const Outcome outcome = simulate();
   ASSERT_EQ(std::pair(outcome.status, outcome.err), std::pair(0, std::string()));
   std::string told;
-  for (const CEvent& event : entered("system")) told += event.message + ".";
-  for (const CEvent& event : entered("alarms")) told += event.message + ".";
+  for (const CEvent& event : eventsOf("system.db")) told += event.message + ".";
+  for (const CEvent& event : eventsOf("alarms.db")) told += event.message + ".";
   EXPECT_EQ(told, "Simulated meter started.Simulated meter stopped.Voltage too high.");
-  EXPECT_GE(entered("deadband").size(), 12U);
-  EXPECT_GE(snapshots("interval-trends", "/Feeder1/Branch1", {{1}}).samples.size(), 1440U);
+  EXPECT_GE(eventsOf("deadband.db").size(), 12U);
+  EXPECT_GE(snapshots("interval-trends.db", "/Feeder1/Branch1", {{1}}).samples.size(), 1440U);
   EXPECT_EQ(run(DEVSIM, {"--ticks=1", "--backfill=1"}).status, 1);
   write("system.db", "mine");
-  EXPECT_NE(simulate().err.find(file("system")), std::string::npos);
-  EXPECT_EQ(contentsOf(file("system")), "mine");
+  EXPECT_NE(simulate().err.find(file("system.db")), std::string::npos);
+  EXPECT_EQ(contentsOf(file("system.db")), "mine");
 }
 
 }  // namespace

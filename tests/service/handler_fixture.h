@@ -1,0 +1,31 @@
+// Handlers without a process around them, on a store of the test's own.
+#pragma once
+
+#include "TarnixH.h"
+#include "global_data.h"
+#include "store_fixture.h"
+
+class HandlerTest : public StoreTest {
+ protected:
+  HandlerTest() {
+    __psyslog = &log_;
+    ctx_->user = &global_;
+  }
+  ~HandlerTest() override {
+    soap_destroy(ctx_);
+    soap_end(ctx_);
+    soap_free(ctx_);
+    __psyslog = nullptr;
+  }
+  void import(std::vector<toolkit::admin::ModelLeaf> leaves) {
+    StoreTest::import(std::move(leaves));
+    ASSERT_EQ(global_.cdsApi.init(), 0) << global_.cdsApi.last_error();
+  }
+
+ private:
+  toolkit::CSysLog log_{"handler_test", -1, false, false, false};
+
+ protected:
+  _global_data_t global_;
+  struct soap* const ctx_ = soap_new();
+};
