@@ -6,7 +6,6 @@
 using toolkit::CCds;
 using toolkit::CCds_Utils;
 using toolkit::CElement;
-using toolkit::CPath;
 
 namespace {
 
