@@ -1,5 +1,6 @@
 // Trends over the real socket, and retrieval from databases that are busy for a while.
 #include <SQLiteCpp/SQLiteCpp.h>
+#include <sqlite3.h>
 
 #include <fstream>
 
@@ -160,15 +161,48 @@ class BusyLogs : public HandlerTest {
     ASSERT_EQ(log.append({event}), 0);
   }
 
+  static constexpr const char* kLate =
+      "? 22 No Data Available : Trend data retrieval failed with these params";
   static constexpr const char* kFailed =
       "? 22 No Data Available : Database retrieval failed with these params";
 };
 
+// Holds the trends when the service begins its fourth read: periods, devices and parameters first.
+std::string trendsToHold;
+int reads;
+
+int holdFourthRead(unsigned /*kind*/, void* /*context*/, void* statement, void* /*text*/) {
+  const std::string text = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
+  if (text.starts_with("BEGIN DEFERRED") && ++reads == 4) hold(trendsToHold);
+  return 0;
+}
+
+int watch(sqlite3* database, char** /*error*/, const struct sqlite3_api_routines* /*unused*/) {
+  return sqlite3_trace_v2(database, SQLITE_TRACE_STMT, holdFourthRead, nullptr);
+}
+
 TEST_F(BusyLogs, OnlyTheFirstThreeTriesCount) {
   makeDeltas();
+  makeTrends(global_.trendLogPath);
+  SQLite::Database(global_.trendLogPath, SQLite::OPEN_READWRITE).exec("PRAGMA journal_mode=DELETE");
+  nsvk__getTrendDataRequest request;
+  request.devicePath = "/M1";
+  request.periods = {1};
   for (const int until : {0, 1, 2, 3, 4, -1}) {
-    pauses = 0;
+    pauses = reads = 0;
     pausesUntilFree = until;
+    trendsToHold = global_.trendLogPath;
+    if (until != 0) sqlite3_auto_extension(reinterpret_cast<void (*)()>(watch));
+    nsvk__getTrendDataResponse trends;
+    nsvk__getTrendData(ctx_, &request, trends);
+    EXPECT_EQ(trends.data.samples.size(), until < 0 ? 0U : 4U) << until;
+    EXPECT_EQ(trends.result, until >= 0 && until < 3 ? "OK" : kLate);
+    EXPECT_EQ(pauses, until < 0 ? 5 : until);
+    sqlite3_reset_auto_extension();
+    global_.trendLog.reset();
+    holder.reset();
+
+    pauses = 0;
     if (until != 0) hold(global_.deltaLog);
     nsvk__getDeltaLogResponse response;
     nsvk__getDeltaLog(ctx_, nullptr, response);
