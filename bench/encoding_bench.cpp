@@ -3,11 +3,10 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
-#include <memory>
 #include <random>
 #include <vector>
 
-#include "TarnixH.h"
+#include "reply.h"
 
 namespace {
 
@@ -21,28 +20,6 @@ std::vector<double> measurements() {
     number = voltage(random);
   }
   return numbers;
-}
-
-void release(struct soap* ctx) {
-  soap_destroy(ctx);
-  soap_end(ctx);
-  soap_free(ctx);
-}
-
-using Context = std::unique_ptr<struct soap, decltype(&release)>;
-
-Context newContext() {
-  return {soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE), release};
-}
-
-int discard(struct soap* /*ctx*/, const char* /*text*/, size_t /*length*/) {
-  return SOAP_OK;
-}
-
-// Replies are collected before they are sent, as the service does.
-void beginReply(struct soap* ctx) {
-  soap_set_omode(ctx, SOAP_IO_STORE);
-  soap_begin_send(ctx);
 }
 
 template <class Format>
@@ -71,13 +48,10 @@ BENCHMARK(engineFormat);
 
 void numberElements(benchmark::State& state) {
   const Context ctx = newContext();
-  ctx->fsend = discard;
   nsvk__getWaveDataResponse reply;
   reply.data = measurements();
   for ([[maybe_unused]] auto _ : state) {
-    beginReply(ctx.get());
-    reply.soap_put(ctx.get(), "nsvk:getWaveDataResponse", nullptr);
-    soap_end_send(ctx.get());
+    encode(ctx.get(), reply, "nsvk:getWaveDataResponse");
   }
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(reply.data.size()));
 }
@@ -88,7 +62,6 @@ void sampleElements(benchmark::State& state) {
   constexpr std::size_t kValues = 4;
   const std::vector<double> numbers = measurements();
   const Context ctx = newContext();
-  ctx->fsend = discard;
   nsvk__getTrendDataResponse reply;
   std::vector<stSample>& samples = reply.data.samples.emplace_back().data;
   samples.resize(kNumbers / kValues);
@@ -101,9 +74,7 @@ void sampleElements(benchmark::State& state) {
     sample.minValid = sample.maxValid = sample.avgValid = sample.actualValid = true;
   }
   for ([[maybe_unused]] auto _ : state) {
-    beginReply(ctx.get());
-    reply.soap_put(ctx.get(), "nsvk:getTrendDataResponse", nullptr);
-    soap_end_send(ctx.get());
+    encode(ctx.get(), reply, "nsvk:getTrendDataResponse");
   }
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kNumbers));
 }

@@ -11,8 +11,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "TarnixH.h"
 #include "global_data.h"
+#include "reply.h"
 #include "toolkit/admin.h"
 #include "toolkit/log.h"
 #include "toolkit/trend.h"
@@ -142,28 +142,10 @@ class Site {
   global_data_t global_;
 };
 
-void release(struct soap* ctx) {
-  soap_destroy(ctx);
-  soap_end(ctx);
-  soap_free(ctx);
-}
-
-using Context = std::unique_ptr<struct soap, decltype(&release)>;
-
-Context newContext() {
-  Context ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE), release);
+Context newContextOfSite() {
+  Context ctx = newContext();
   ctx->user = &Site::get().global();
   return ctx;
-}
-
-int discard(struct soap* /*ctx*/, const char* /*text*/, size_t /*length*/) {
-  return SOAP_OK;
-}
-
-// Replies are collected before they are sent, as the service does.
-void beginReply(struct soap* ctx) {
-  soap_set_omode(ctx, SOAP_IO_STORE);
-  soap_begin_send(ctx);
 }
 
 // The first second of a request, by the benchmark's argument: percent of the log.
@@ -203,7 +185,7 @@ void bareEvents(benchmark::State& state) {
 BENCHMARK(bareEvents)->Arg(100)->Arg(50)->Unit(benchmark::kMillisecond);
 
 void eventHandler(benchmark::State& state) {
-  const Context ctx = newContext();
+  const Context ctx = newContextOfSite();
   nsvk__logRetrieveRequest request;
   request.startTime = firstSecond(state, kEvents) * 1'000'000;
   request.nMaxToReturn = kEvents;
@@ -221,7 +203,7 @@ BENCHMARK(eventHandler)->Arg(100)->Arg(50)->Unit(benchmark::kMillisecond);
 
 // The newest events of one of the points (0), and of a path that has none (1).
 void filteredEvents(benchmark::State& state) {
-  const Context ctx = newContext();
+  const Context ctx = newContextOfSite();
   nsvk__logRetrieveRequest request;
   request.path = state.range(0) == 0 ? pathOf(7) : "/Nothing";
   request.bLatestEvents = true;
@@ -261,7 +243,7 @@ void answerTrends(struct soap* ctx, nsvk__getTrendDataRequest request,
 }
 
 void trendHandler(benchmark::State& state) {
-  const Context ctx = newContext();
+  const Context ctx = newContextOfSite();
   for ([[maybe_unused]] auto _ : state) {
     auto response = std::make_unique<nsvk__getTrendDataResponse>();
     answerTrends(ctx.get(), trendRequest(state), *response);
@@ -274,14 +256,11 @@ BENCHMARK(trendHandler)->Arg(100)->Arg(50)->Unit(benchmark::kMillisecond);
 
 // An item is a double; with each goes the Boolean that says whether it counts.
 void trendEncoding(benchmark::State& state) {
-  const Context ctx = newContext();
-  ctx->fsend = discard;
+  const Context ctx = newContextOfSite();
   nsvk__getTrendDataResponse response;
   answerTrends(ctx.get(), trendRequest(state), response);
   for ([[maybe_unused]] auto _ : state) {
-    beginReply(ctx.get());
-    response.soap_put(ctx.get(), "nsvk:getTrendDataResponse", nullptr);
-    soap_end_send(ctx.get());
+    encode(ctx.get(), response, "nsvk:getTrendDataResponse");
   }
   state.SetItemsProcessed(state.iterations() * kSnapshots * kParams * 4);
 }
