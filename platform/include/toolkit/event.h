@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "toolkit/element.h"
 
@@ -59,6 +60,7 @@ class CEvent {
   std::string message;  // English, as in the message catalogues
   bool condition = false;
   bool autoClosing = false;
+  std::vector<std::string> waveforms;  // URLs of the waveform records of it
 
   // Who caused something, as one text: "Web-Services: admin@192.0.2.1". An empty user is
   // "anonymous"; an empty address is left out with its "@".
