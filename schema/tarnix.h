@@ -727,3 +727,7 @@ int nsvk__getTrendPeriods(std::string* options 0, nsvk__getTrendPeriodsResponse&
 int nsvk__getDeviceTrendParams(std::string* options 0, std::string* devicePath 0,
                                nsvk__getDeviceTrendParamsResponse& response);
 int nsvk__getTrendData(nsvk__getTrendDataRequest* request 0, nsvk__getTrendDataResponse& response);
+int nsvk__getWaveformConfig(std::string* options 0, std::string* url 0,
+                            nsvk__getWaveConfigResponse& response);
+int nsvk__getWaveformData(nsvk__getWaveDataRequest* request 0,
+                          nsvk__getWaveDataResponse& response);

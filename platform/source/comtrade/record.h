@@ -1,0 +1,42 @@
+// One record: its files, and what was found out about it.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "comtrade/configuration.h"
+#include "comtrade/record_files.h"
+
+namespace toolkit::comtrade {
+
+// What the header says, for whom it does.
+struct Header {
+  std::string text;
+  std::string eventDescription;
+  std::string triggerChannel;
+  std::optional<long> triggerSample;
+};
+
+class Record {
+ public:
+  // Keeps the sentence of a failure for last_error().
+  int report(const Failure& failure);
+
+  Failure load(const std::string& path);
+  // The configuration with all that takes a look at the samples and the header; read once.
+  Failure configure();
+  Failure readHeader(Header& header) const;
+
+  RecordFiles files;
+  Configuration configuration;  // valid after configure()
+  std::size_t samplesInFile = 0;
+  std::string error;
+
+ private:
+  Failure settleCount();
+  Failure settleTimes();
+
+  bool configured_ = false;
+};
+
+}  // namespace toolkit::comtrade
