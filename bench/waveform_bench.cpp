@@ -64,7 +64,8 @@ class Site {
     std::string config = "Bench,B1,1999\r\n55,55A,0D\r\n";
     for (std::size_t channel = 0; channel < kChannels; ++channel) {
       const std::string number = std::to_string(channel);
-      config += number + ",C" + number + ",A,,V,0.01,0.5,0,-32767,32767,1,1,P\r\n";
+      config.append(number).append(",C").append(number);
+      config.append(",A,,V,0.01,0.5,0,-32767,32767,1,1,P\r\n");
     }
     config += "50\r\n1\r\n12800," + std::to_string(kSamples) +
               "\r\n01/02/2026,00:00:00.000000\r\n01/02/2026,00:00:00.500000\r\nBINARY\r\n1\r\n";

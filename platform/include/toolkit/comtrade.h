@@ -86,9 +86,10 @@ class Record;
 // was; one that shrinks makes the call fail.
 class CComtradeView {
  public:
-  static constexpr std::size_t kMaxText = 4 << 20;      // bytes of a .cfg, .hdr or .inf
-  static constexpr std::size_t kMaxData = 256 << 20;    // bytes of a .dat or a .cff
-  static constexpr std::size_t kMaxValues = 4'000'000;  // of one CWaveSampleData
+  static constexpr std::size_t kMaxText = 1 << 20;       // bytes of a .cfg, .hdr or .inf
+  static constexpr std::size_t kMaxData = 64 << 20;      // bytes of a .dat or a .cff
+  static constexpr std::size_t kMaxSamples = 1'000'000;  // of a channel
+  static constexpr std::size_t kMaxValues = 4'000'000;   // of one CWaveSampleData
 
   CComtradeView();
   ~CComtradeView();

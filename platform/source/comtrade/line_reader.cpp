@@ -4,7 +4,14 @@
 
 namespace toolkit::comtrade {
 
+void LineReader::skipEmptyLines() {
+  while (begin_ < filled_ && (buffer_[begin_] == '\n' || buffer_[begin_] == '\r')) {
+    ++begin_;
+  }
+}
+
 bool LineReader::next(std::string_view& line) {
+  skipEmptyLines();
   std::size_t searched = begin_;
   for (;;) {
     const std::string_view pending = std::string_view(buffer_).substr(0, filled_);
@@ -25,6 +32,10 @@ bool LineReader::next(std::string_view& line) {
     searched = filled_ - begin_;
     if (!fill()) {
       return false;
+    }
+    if (searched == 0) {
+      skipEmptyLines();
+      searched = begin_;
     }
   }
   if (line.ends_with('\r')) {

@@ -14,8 +14,8 @@ class LineReader {
 
   explicit LineReader(const FilePart& part) : part_(part) {}
 
-  // The next line, without its LF or CR LF; it lasts until the next call. False at the end, and
-  // after a failure.
+  // The next line that is not empty, without its LF or CR LF; it lasts until the next call. False
+  // at the end, and after a failure.
   bool next(std::string_view& line);
 
   const Failure& failure() const { return failure_; }
@@ -24,6 +24,7 @@ class LineReader {
   void seek(std::size_t offset);
 
  private:
+  void skipEmptyLines();
   bool fill();
 
   const FilePart& part_;

@@ -133,7 +133,7 @@ Failure Record::settleTimes() {
   if (configuration.isTimedByStamps()) {
     StampStatistics stamps;
     stamps.wanted = wanted / configuration.stampUnit;
-    const Failure failure =
+    Failure failure =
         Samples(files.data, configuration).readStamps(samples, [&](std::size_t at, double stamp) {
           stamps.take(at, stamp);
         });

@@ -20,12 +20,12 @@ struct Place {
   std::string stem;
 
   Failure open(std::string extension, std::size_t limit, FilePart& part) const {
-    const Failure failure = FilePart::open(folder, stem + "." + extension, limit, part);
+    Failure failure = FilePart::open(folder, stem + "." + extension, limit, part);
     if (failure.result != WAVE_MISSING) {
       return failure;
     }
     std::transform(extension.begin(), extension.end(), extension.begin(), ::toupper);
-    const Failure second = FilePart::open(folder, stem + "." + extension, limit, part);
+    Failure second = FilePart::open(folder, stem + "." + extension, limit, part);
     return second.result == WAVE_MISSING ? failure : second;
   }
 };
@@ -192,7 +192,7 @@ Failure openRecord(const std::string& path, RecordFiles& files) {
   if (failure.result != WAVE_MISSING || files.configuration) {
     return failure;
   }
-  const Failure other = second(place, files);
+  Failure other = second(place, files);
   return other.result == WAVE_MISSING && !files.configuration ? failure : other;
 }
 

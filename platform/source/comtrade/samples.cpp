@@ -159,14 +159,15 @@ bool Samples::isWhole(std::string_view line) const {
 }
 
 Failure Samples::countLines(std::size_t& samples) const {
+  const std::size_t declared = configuration_.declaredSamples.value_or(CComtradeView::kMaxSamples);
+  const std::size_t enough = 1 + std::min(declared, CComtradeView::kMaxSamples);
   bool isLastWhole = true;
   std::size_t lines = 0;
-  const Failure failure = forEachLine(std::numeric_limits<std::size_t>::max(),
-                                      [&](std::string_view line, std::size_t place) {
-                                        lines = place + 1;
-                                        isLastWhole = isWhole(line);
-                                        return Failure();
-                                      });
+  Failure failure = forEachLine(enough, [&](std::string_view line, std::size_t place) {
+    lines = place + 1;
+    isLastWhole = lines == enough || isWhole(line);
+    return Failure();
+  });
   samples = isLastWhole ? lines : lines - 1;
   return failure;
 }
@@ -197,25 +198,23 @@ Failure Samples::readColumns(std::size_t samples, const std::vector<std::size_t>
     });
   }
   std::size_t lines = 0;
-  const Failure failure =
-      forEachLine(samples, [&](std::string_view line, std::size_t place) -> Failure {
-        ++lines;
-        if (!isWhole(line)) {
-          return {WAVE_DAMAGED, "has not as many fields as there are channels"};
-        }
-        for (std::size_t i = 0; i < channels.size(); ++i) {
-          const CWaveAnalogChannelConfig& channel = configured[channels[i]];
-          const std::string_view field = fieldAt(line, 2 + channels[i]);
-          const std::optional<double> value = field.empty() ? kMissing : numberOf(field);
-          if (!value) {
-            return {WAVE_DAMAGED, "of channel " + channel.name + " is no number"};
-          }
-          const bool isMissing =
-              isMissingCode(*value, configuration_.data.revision, channel.maximum);
-          columns[i][place] = scaleOf(channels[i])(isMissing ? kMissing : *value);
-        }
-        return {};
-      });
+  Failure failure = forEachLine(samples, [&](std::string_view line, std::size_t place) -> Failure {
+    ++lines;
+    if (!isWhole(line)) {
+      return {WAVE_DAMAGED, "has not as many fields as there are channels"};
+    }
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+      const CWaveAnalogChannelConfig& channel = configured[channels[i]];
+      const std::string_view field = fieldAt(line, 2 + channels[i]);
+      const std::optional<double> value = field.empty() ? kMissing : numberOf(field);
+      if (!value) {
+        return {WAVE_DAMAGED, "of channel " + channel.name + " is no number"};
+      }
+      const bool isMissing = isMissingCode(*value, configuration_.data.revision, channel.maximum);
+      columns[i][place] = scaleOf(channels[i])(isMissing ? kMissing : *value);
+    }
+    return {};
+  });
   if (!failure && lines != samples) {
     return {WAVE_DAMAGED, file_.path() + ": became shorter while it was read"};
   }

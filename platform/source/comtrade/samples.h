@@ -16,7 +16,8 @@ class Samples {
   Samples(const FilePart& file, const Configuration& configuration)
       : file_(file), configuration_(configuration) {}
 
-  // Samples whose end is in the file, too.
+  // Samples whose end is in the file, too. No more lines are counted than it takes to know that the
+  // text has those declared, or too many.
   Failure count(std::size_t& samples) const;
 
   // The first `samples` values of an analog channel each, as in the file; NaN where one is missing.

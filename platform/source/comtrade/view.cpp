@@ -120,6 +120,7 @@ std::vector<std::size_t> wantedChannels(const std::vector<CWaveAnalogChannelConf
     }
   }
   std::vector<std::size_t> result;
+  result.reserve(places.size());
   for (const auto& [name, place] : places) {
     result.push_back(place);
   }
@@ -128,6 +129,11 @@ std::vector<std::size_t> wantedChannels(const std::vector<CWaveAnalogChannelConf
 
 Failure checkSize(const comtrade::Record& record, std::size_t channels) {
   const std::size_t samples = record.configuration.data.nSamples;
+  if (samples > CComtradeView::kMaxSamples) {
+    return {WAVE_TOO_LARGE, record.files.configuration.path() + ": " + std::to_string(samples) +
+                                " samples, more than the " +
+                                std::to_string(CComtradeView::kMaxSamples) + " allowed"};
+  }
   if (record.samplesInFile < samples) {
     return {WAVE_DAMAGED, record.files.data.path() + ": has " +
                               std::to_string(record.samplesInFile) + " samples and not " +
