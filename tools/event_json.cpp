@@ -1,5 +1,7 @@
 #include "event_json.h"
 
+#include <algorithm>
+
 #include "json_text.h"
 #include "model_json.h"
 
@@ -12,7 +14,7 @@ using nlohmann::json;
 using toolkit::CElement;
 using toolkit::CEvent;
 
-// All members but the value.
+// All members but the value and the waveforms.
 template <typename Event, typename Visit>
 void eachMember(Event& event, const Visit& visit) {
   visit("type", event.type);
@@ -59,6 +61,12 @@ std::string readValue(const json& value, const std::optional<std::string>& word,
   return error.empty() ? error : "\"value\": " + error;
 }
 
+bool isUrl(const std::string& text) {
+  return !text.empty() && std::none_of(text.begin(), text.end(), [](unsigned char byte) {
+    return byte < 0x20 || byte == 0x7F;
+  });
+}
+
 }  // namespace
 
 std::string parse(std::string_view line, timeval now, CEvent& event) {
@@ -74,11 +82,15 @@ std::string parse(std::string_view line, timeval now, CEvent& event) {
   std::optional<timeval> valueTime;
   json_text::Fields fields(object);
   eachMember(event, [&](const char* name, auto& member) { fields.optional(name, member); });
+  fields.optional("waveforms", event.waveforms);
   fields.optional("value", value);
   fields.optional("valueType", valueType);
   fields.optional("valueTime", valueTime);
   if (std::string error = fields.finish(); !error.empty()) return error;
   if (std::string error = readValue(*value, valueType, event.value); !error.empty()) return error;
+  if (!std::all_of(event.waveforms.begin(), event.waveforms.end(), isUrl)) {
+    return "\"waveforms\" must be URLs: not empty, and without control characters";
+  }
   event.value.set_time(valueTime.value_or(event.time));
   return {};
 }
@@ -98,6 +110,7 @@ std::string format(const CEvent& event) {
   if (!isSame(event.value.time(), event.time)) {
     line.add("valueTime", model_file::fromTimeval(event.value.time()));
   }
+  if (!event.waveforms.empty()) line.add("waveforms", event.waveforms);
   return line.text();
 }
 

@@ -1,6 +1,6 @@
 #include "json_text.h"
 
-#include <vector>
+#include <algorithm>
 
 #include "model_json.h"
 
@@ -118,6 +118,15 @@ std::string read(const json& value, std::string& out) {
 
 std::string read(const json& value, timeval& out) {
   return model_file::toTimeval(value, out) ? "" : "must be seconds since 1970";
+}
+
+std::string read(const json& value, std::vector<std::string>& out) {
+  const auto isText = [](const json& item) { return item.is_string(); };
+  if (!value.is_array() || !std::all_of(value.begin(), value.end(), isText)) {
+    return "must be a list of texts";
+  }
+  out = value.get<std::vector<std::string>>();
+  return {};
 }
 
 std::string read(const json& value, const json*& out) {

@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace json_text {
 
@@ -30,6 +31,7 @@ std::string read(const nlohmann::json& value, bool& out);
 std::string read(const nlohmann::json& value, double& out);
 std::string read(const nlohmann::json& value, std::string& out);
 std::string read(const nlohmann::json& value, timeval& out);
+std::string read(const nlohmann::json& value, std::vector<std::string>& out);
 std::string read(const nlohmann::json& value, const nlohmann::json*& out);           // any value
 std::string read(const nlohmann::json& value, const nlohmann::json::array_t*& out);  // a list
 

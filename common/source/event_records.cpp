@@ -66,6 +66,13 @@ void fillStructureChange(const global_data_t* glptr, struct soap* ctx, const CEv
   out->SourcePath = newString(ctx, "/");
 }
 
+void fillWaveforms(struct soap* ctx, const CEvent& event, nss1__Event* out) {
+  if (!event.waveforms.empty()) {
+    out->ComtradeWaveformUrls = soap_new_nss1__ArrayOfString(ctx);
+    out->ComtradeWaveformUrls->string = event.waveforms;
+  }
+}
+
 // What `fill` makes of a new record; null, and nothing is left of it, when that throws.
 template <class Record, class Fill>
 auto build(struct soap* ctx, Record* record, const char* name, const CEvent& event, Fill fill)
@@ -127,6 +134,7 @@ nss1__Event* fillEventFields(global_data_t* glptr, struct soap* ctx, const CEven
                       out->NumericValue);
     out->Description = newString(ctx, event.message.empty() ? severityText(event) : event.message);
   }
+  fillWaveforms(ctx, event, out);
   out->Time = qel_UNIXtoQELtime64(&event.time);
   if (event.quality != CEvent::kGoodQuality) {
     const bool ofSystem = event.type == toolkit::EVENT_SYSTEM;

@@ -118,6 +118,22 @@ TEST_F(Logs, TheOldestGoWhenALogIsFullAndTheMarkStays) {
   EXPECT_EQ(log.append({eventAt(1, 1)}), toolkit::LOG_MISSING) << "into a file that is gone";
 }
 
+TEST_F(Logs, OneOfVersion1IsReadAndTakesWaveformsFromTheFirstAppendOn) {
+  CLog log;
+  ASSERT_EQ(openWriter(log) + fill(log), 0);
+  SQLite::Database(file(), SQLite::OPEN_READWRITE)
+      .exec("ALTER TABLE event DROP COLUMN waveforms; PRAGMA user_version=1");
+  CLog reader;
+  EXPECT_EQ(openReader(reader) + firstRead(reader), 0) << reader.last_error();
+  CEvent named = eventAt(2, 2);
+  named.waveforms = {"http://a/1", "http://a/2"};
+  ASSERT_EQ(openWriter(log) + log.append({named}) + log.append({named}), 0) << log.last_error();
+  std::vector<CEvent> events;
+  ASSERT_EQ(reader.retrieve(events, "", nullptr, nullptr, 501, false, false, 0), 0);
+  EXPECT_TRUE(events.at(499).waveforms.empty());
+  EXPECT_EQ(events.at(500).waveforms, named.waveforms);
+}
+
 // Each kind of damage, for both kinds of logs.
 template <class Log>
 class DamagedLogs : public Logs {};
@@ -153,9 +169,9 @@ TYPED_TEST(DamagedLogs, FailAtOnceUnlessTheyAreOnlyBusy) {
   EXPECT_EQ(this->firstRead(log), 0) << "the file that has taken its place";
 
   SQLite::Database other(this->file(), SQLite::OPEN_READWRITE);
-  other.exec("PRAGMA user_version=2");
+  other.exec("PRAGMA user_version=3");
   EXPECT_EQ(this->openReader(log), toolkit::LOG_FOREIGN);
-  EXPECT_NE(log.last_error().find("schema version 2 and not 1"), std::string::npos);
+  EXPECT_NE(log.last_error().find("schema version 3 and not "), std::string::npos);
   other.exec("PRAGMA user_version=1; PRAGMA application_id=7");
   EXPECT_EQ(this->openReader(log), toolkit::LOG_FOREIGN);
   other.exec("PRAGMA user_version=1; PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE");

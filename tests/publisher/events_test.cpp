@@ -110,6 +110,7 @@ TEST_F(PublishedEvents, MessagesAreWhatTheDescriptionSays) {
   alarm.event.ack = toolkit::ACK_ACKED;
   alarm.event.variation = 2;
   alarm.event.note = "seen & noted";
+  alarm.event.waveforms = {"http://a/1", "http://a/2"};
   std::vector<wspub::Record> records = {
       {alarm},
       {wspub::Event{}},
@@ -118,6 +119,7 @@ TEST_F(PublishedEvents, MessagesAreWhatTheDescriptionSays) {
       {wspub::Value{"/A", wspub::Texts{"on", "1"}, 0, 0, true}}};
   Texts parts = {"Event xsi:type=\"nss1:AlarmUpdate\"",
                  "SequenceIndex>3<",
+                 "string>http://a/2<",
                  "BasePriority>5000<",
                  "AckStatus>Acked<",
                  "ConditionPresent>true<",

@@ -86,6 +86,7 @@ TEST_F(EventLogs, AnEventBecomesARecordByItsTypePathAndValue) {
   full.quality = 0;
   full.condition = full.autoClosing = true;
   full.note = "n";
+  full.waveforms = {"http://a/1?b&c", "2"};
   full.variation = 3;
   CEvent odd = systemEvent(3);
   odd.quality = 64;
@@ -102,7 +103,8 @@ TEST_F(EventLogs, AnEventBecomesARecordByItsTypePathAndValue) {
       {full,
        "EventId=18446744073709551615 SequenceIndex=2 EventType=Alarm SourcePath=/M1/Va "
        "Time=1000000 Description=Voltage too high : x &lt;&amp;&gt; Value=260.5 Quality=0 "
-       "BasePriority=100 AckStatus=Acked AutoClosing=true ConditionPresent=true Note=n "
+       "ComtradeWaveformUrls= string=http://a/1?b&amp;c string=2 BasePriority=100 AckStatus=Acked "
+       "AutoClosing=true ConditionPresent=true Note=n "
        "VariationLevel=3"},
       {eventAt(5, "/M1/Breaker/Value", CElement(2)),
        plain("/M1/Breaker", " Value=Ausgelöst NumericValue=2")},

@@ -37,6 +37,7 @@ TEST_F(LogCommands, AnEventLogIsCopiedExactly) {
   events[0].sequence = UINT32_MAX;
   events[0].ack = events[0].variation = INT32_MAX;
   events[0].path = events[0].source = std::string("\0x", 2);
+  events[0].waveforms = {"https://192.0.2.1/é?a=1&b", "\"\\"};
   toolkit::CLog log;
   ASSERT_EQ(log.init(file("a"), 0, true, false, false, true, 0, 0, 0), 0);
   ASSERT_EQ(log.append(events), 0);
@@ -90,6 +91,8 @@ TEST_F(LogCommands, OneBadEventKeepsAllOut) {
       {R"({"quality": 65536})", "\"quality\" must be an integer from 0 to 65535"},
       {R"({"raised": "9223372036854.775808"})", "\"raised\" must be seconds"},
       {R"({"value": 1.5, "valueType": "Integer"})", "\"value\": the value must be an integer"},
+      {R"({"waveforms": "http://a"})", "line 3: \"waveforms\" must be a list of texts"},
+      {R"({"waveforms": ["http://a", "b\nc"]})", "\"waveforms\" must be URLs"},
       {R"({"colour": 1})", "line 3: unknown name \"colour\""}};
   for (const auto& [line, words] : kCases) {
     expectFailure({"events", "append", file("a")}, std::string("{}\n\n") + line + "\n{}", words);

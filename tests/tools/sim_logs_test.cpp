@@ -75,6 +75,7 @@ TEST_F(SimLogs, EachEventIsEnteredOnceWhateverHappens) {
           event.type = kinds.at(action).first;
           event.path = "/A/Value";
           event.message = std::to_string(++number) + " ";
+          event.waveforms = {"http://a", event.message};
           ++now_.tv_usec;
           event.time = now_;
           told[kinds.at(action).second] += event.message;
@@ -85,7 +86,7 @@ TEST_F(SimLogs, EachEventIsEnteredOnceWhateverHappens) {
     }
     for (const char* log : {"deadband.db", "alarms.db", "system.db"}) {
       std::string texts;
-      for (const CEvent& event : eventsOf(log)) texts += event.message;
+      for (const CEvent& event : eventsOf(log)) texts += event.waveforms.at(1);
       EXPECT_EQ(texts, told[log]) << course << log;
     }
   }

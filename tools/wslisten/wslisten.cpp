@@ -111,8 +111,15 @@ std::string line(const nss1__Event& event) {
     text += std::string(", ") + word(alarm->AckStatus) +
             (alarm->ConditionPresent ? ", present" : ", gone");
   }
-  return event.Value == nullptr ? text
-                                : text + ", value " + valueText(event.Value, event.NumericValue);
+  if (event.Value != nullptr) {
+    text += ", value " + valueText(event.Value, event.NumericValue);
+  }
+  if (event.ComtradeWaveformUrls != nullptr) {
+    for (const std::string& url : event.ComtradeWaveformUrls->string) {
+      text += ", waveform " + shown(url);
+    }
+  }
+  return text;
 }
 
 class Listener {

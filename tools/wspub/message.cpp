@@ -154,6 +154,12 @@ class Writer {
     out.Time = qel_UNIXtoQELtime64(&from.time);
     out.Description = optionalText(from.message);
     set(event.texts, out.Value, out.NumericValue);
+    if (!from.waveforms.empty()) {
+      out.ComtradeWaveformUrls = soap_new_nss1__ArrayOfString(ctx_.get());
+      for (const std::string& url : from.waveforms) {
+        out.ComtradeWaveformUrls->string.push_back(xmlText(url));
+      }
+    }
     if (from.quality != toolkit::CEvent::kGoodQuality) {
       out.Quality =
           text(from.type == toolkit::EVENT_SYSTEM ? std::to_string(toolkit::CEvent::kGoodQuality)

@@ -60,7 +60,7 @@ class CEvent {
   std::string message;  // English, as in the message catalogues
   bool condition = false;
   bool autoClosing = false;
-  std::vector<std::string> waveforms;  // URLs of the waveform records of it
+  std::vector<std::string> waveforms;  // URLs of its records, without control characters
 
   // Who caused something, as one text: "Web-Services: admin@192.0.2.1". An empty user is
   // "anonymous"; an empty address is left out with its "@".

@@ -165,13 +165,17 @@ void Database::check() {
   if (id != schema_.applicationId) {
     throw BadFile(LOG_FOREIGN, std::string("is not a database of the ") + schema_.name);
   }
-  if (version != schema_.version) {
+  if (version != schema_.version && !isOld()) {
     throw BadFile(LOG_FOREIGN, std::string("is a ") + schema_.name + " of schema version " +
                                    std::to_string(version) + " and not " +
                                    std::to_string(schema_.version));
   }
   database_->execAndGet("SELECT COUNT(*) FROM sqlite_schema");  // reads and parses the schema
   checked_ = true;
+}
+
+bool Database::isOld() {
+  return schema_.upgrade != nullptr && pragma(*database_, "user_version") == 1;
 }
 
 log_result_t Database::read(const Body& body) {
@@ -200,6 +204,10 @@ log_result_t Database::write(const Body& body) {
   }
   return attempt([&] {
     SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);
+    if (isOld()) {
+      database_->exec(schema_.upgrade);
+      setPragma(*database_, "user_version", schema_.version);
+    }
     body(*database_);
     transaction.commit();
   });

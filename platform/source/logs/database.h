@@ -17,6 +17,7 @@ struct Schema {
   const char* name;            // "event log"
   std::int32_t applicationId;  // in the file's header
   std::int32_t version;        // likewise
+  const char* upgrade;         // statements that make it of version 1; null: there is no older one
   const char* statements;      // that make it
 };
 
@@ -45,6 +46,7 @@ class Database {
   void close();
 
   // Run the body in one transaction, which ends undone when the body throws.
+  // A file of version 1 is read as it is, and upgraded by the first write.
   using Body = std::function<void(SQLite::Database&)>;
   log_result_t read(const Body& body);
   log_result_t write(const Body& body);
@@ -62,6 +64,7 @@ class Database {
   log_result_t attempt(const std::function<void()>& body);
   void prepareWriter();
   void check();
+  bool isOld();
 
   const Schema& schema_;
   std::string path_;

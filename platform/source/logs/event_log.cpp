@@ -13,15 +13,18 @@ namespace {
 // Rows that one append removes beyond those that it adds.
 constexpr std::int64_t kTrimStep = 200;
 
+constexpr const char* kUpgrade = "ALTER TABLE event ADD waveforms TEXT NOT NULL DEFAULT ''";
+
 // The index answers times and paths, so that a filter reads no row in vain.
-constexpr logs::Schema kSchema = {"event log", 0x54524E45, 1, R"(
+constexpr logs::Schema kSchema = {"event log", 0x54524E45, logs::kEventVersion, kUpgrade, R"(
   CREATE TABLE event (
     id INTEGER PRIMARY KEY, time INTEGER NOT NULL, type INTEGER NOT NULL, path TEXT NOT NULL,
     event_id INTEGER NOT NULL, sequence INTEGER NOT NULL, severity INTEGER NOT NULL,
     priority INTEGER NOT NULL, quality INTEGER NOT NULL, ack INTEGER NOT NULL,
     variation INTEGER NOT NULL, condition INTEGER NOT NULL, auto_closing INTEGER NOT NULL,
     flag INTEGER NOT NULL, raised INTEGER NOT NULL, value_type INTEGER NOT NULL, value,
-    value_time INTEGER NOT NULL, message TEXT NOT NULL, note TEXT NOT NULL, source TEXT NOT NULL);
+    value_time INTEGER NOT NULL, message TEXT NOT NULL, note TEXT NOT NULL, source TEXT NOT NULL,
+    waveforms TEXT NOT NULL DEFAULT '');
   CREATE INDEX event_time ON event (time, id, path);
   CREATE TABLE mark (number INTEGER NOT NULL, time INTEGER NOT NULL);
 )"};
@@ -40,10 +43,9 @@ struct PathFilter {
   std::string path;
 };
 
-std::string query(bool filtered, bool descending) {
+std::string query(std::int32_t version, bool filtered, bool descending) {
   const std::string direction = descending ? " DESC" : "";
-  return "SELECT " + std::string(logs::kEventColumns) +
-         " FROM event WHERE time >= ?1 AND time <= ?2" +
+  return "SELECT " + logs::eventColumns(version) + " FROM event WHERE time >= ?1 AND time <= ?2" +
          (filtered ? " AND (path = ?5 OR (path >= ?6 AND path < ?7))" : "") +
          " AND (?4 = 0 OR type & ?4) ORDER BY time" + direction + ", id" + direction + " LIMIT ?3";
 }
@@ -113,7 +115,8 @@ int CLog::retrieve(std::vector<CEvent>& events, const std::string& pathFilter, c
   events.clear();
   const PathFilter filter(pathFilter);
   const log_result_t result = state_->database.read([&](SQLite::Database& database) {
-    SQLite::Statement select(database, query(filter.isSet(), latest));
+    const std::int32_t version = database.execAndGet("PRAGMA user_version").getInt();
+    SQLite::Statement select(database, query(version, filter.isSet(), latest));
     select.bind(1, wireTime(start, Limits::min()));
     select.bind(2, wireTime(end, Limits::max()));
     select.bind(3, max == kNoMaximum ? std::int64_t{-1} : std::int64_t{max});
@@ -137,7 +140,7 @@ int CLog::retrieve(std::vector<CEvent>& events, const std::string& pathFilter, c
 
 int CLog::append(const std::vector<CEvent>& events, const Mark* mark) {
   return state_->database.write([&](SQLite::Database& database) {
-    SQLite::Statement insert(database, logs::kInsertEvent);
+    SQLite::Statement insert(database, logs::insertEvent());
     for (const CEvent& event : events) {
       logs::bindEvent(insert, event);
       insert.exec();

@@ -9,6 +9,10 @@ namespace toolkit::logs {
 
 namespace {
 
+constexpr const char* kColumnsOfAll =
+    "time, type, path, event_id, sequence, severity, priority, quality, ack, variation, condition, "
+    "auto_closing, flag, raised, value_type, value, value_time, message, note, source, ";
+
 timeval unixTime(std::int64_t time) {
   timeval result{};
   qel_QELtoUNIXtime64(time, &result);
@@ -70,7 +74,36 @@ void bindElement(SQLite::Statement& statement, int index, const CElement& elemen
   }
 }
 
+std::string linesOf(const std::vector<std::string>& texts) {
+  std::string lines;
+  for (const std::string& text : texts) {
+    lines += (lines.empty() ? "" : "\n") + text;
+  }
+  return lines;
+}
+
+std::vector<std::string> textsOf(const std::string& lines) {
+  std::vector<std::string> texts;
+  if (!lines.empty()) {
+    CElement::split_string(texts, lines, '\n');
+  }
+  return texts;
+}
+
 }  // namespace
+
+std::string eventColumns(std::int32_t version) {
+  return std::string(kColumnsOfAll) + (version < 2 ? "''" : "waveforms");
+}
+
+std::string insertEvent() {
+  const std::string columns = eventColumns(kEventVersion);
+  std::string places = "?";
+  for (const char c : columns) {
+    places += c == ',' ? ",?" : "";
+  }
+  return "INSERT INTO event (" + columns + ") VALUES (" + places + ")";
+}
 
 CEvent eventOf(SQLite::Statement& row) {
   CEvent event;
@@ -96,6 +129,7 @@ CEvent eventOf(SQLite::Statement& row) {
   event.message = next().getString();
   event.note = next().getString();
   event.source = next().getString();
+  event.waveforms = textsOf(next().getString());
   return event;
 }
 
@@ -122,6 +156,7 @@ void bindEvent(SQLite::Statement& statement, const CEvent& event) {
   bind(event.message);
   bind(event.note);
   bind(event.source);
+  bind(linesOf(event.waveforms));
 }
 
 }  // namespace toolkit::logs

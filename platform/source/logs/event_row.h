@@ -3,18 +3,18 @@
 
 #include <SQLiteCpp/Statement.h>
 
+#include <string>
+
 #include "toolkit/event.h"
 
 namespace toolkit::logs {
 
-// In the order in which eventOf() reads and bindEvent() binds them.
-inline constexpr const char* kEventColumns =
-    "time, type, path, event_id, sequence, severity, priority, quality, ack, variation, condition, "
-    "auto_closing, flag, raised, value_type, value, value_time, message, note, source";
-inline constexpr const char* kInsertEvent =
-    "INSERT INTO event (time, type, path, event_id, sequence, severity, priority, quality, ack, "
-    "variation, condition, auto_closing, flag, raised, value_type, value, value_time, message, "
-    "note, source) VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)";
+inline constexpr std::int32_t kEventVersion = 2;
+
+// What to select from a file of this version, in the order in which eventOf() reads it.
+std::string eventColumns(std::int32_t version);
+// In the order in which bindEvent() binds.
+std::string insertEvent();
 
 CEvent eventOf(SQLite::Statement& row);
 void bindEvent(SQLite::Statement& statement, const CEvent& event);

@@ -15,7 +15,7 @@ constexpr std::int64_t kTrimStep = 20;
 constexpr std::int64_t kUnbounded = -1;
 
 // The unique key is the order in which snapshots are asked for.
-constexpr logs::Schema kSchema = {"trend log", 0x54524E54, 1, R"(
+constexpr logs::Schema kSchema = {"trend log", 0x54524E54, 1, nullptr, R"(
   CREATE TABLE period (id INTEGER PRIMARY KEY, max_entries INTEGER NOT NULL);
   CREATE TABLE device (id INTEGER PRIMARY KEY, path TEXT NOT NULL UNIQUE);
   CREATE TABLE param (

@@ -250,6 +250,9 @@ std::string encodeEvent(const CEvent& event) {
       [&](const std::string& text) { packText(packer, text); },
       [&](timeval time) { packTime(packer, time); });
   packer.text(encodeLeaf(event.value, ELEMENT_NORMAL, {}));
+  for (const std::string& url : event.waveforms) {
+    packText(packer, url);
+  }
   return packer.take();
 }
 
@@ -268,7 +271,12 @@ std::optional<CEvent> decodeEvent(std::string_view bytes) {
       [&](std::string& text) { text = unpackText(unpacker); },
       [&](timeval& time) { time = unpackTime(unpacker); });
   element_property_t property = ELEMENT_NORMAL;
-  return unpackLeaf(unpacker, event.value, property) ? std::optional(event) : std::nullopt;
+  bool good = unpackLeaf(unpacker, event.value, property);
+  while (good && !unpacker.rest().empty()) {
+    event.waveforms.push_back(unpackText(unpacker));
+    good = unpacker.isGood();
+  }
+  return good ? std::optional(std::move(event)) : std::nullopt;
 }
 
 std::string encodeWatchdog(const WatchdogRecord& record) {
