@@ -61,7 +61,7 @@ void copyNames(const Channels& channels, std::vector<std::string>& names) {
 
 bool fillHeader(Access& access, const std::string& url, nsvk__getWaveConfigResponse& response) {
   toolkit::CWaveHeaderData header;
-  if (!access.view.hasHeader() || header.fillData(access.view) != 0) {
+  if (header.fillData(access.view) != 0) {
     return access.refuse(WS_NO_DATA, "Failed to parse COMTRADE header",
                          "Failed to parse COMTRADE header at %s", access.filePath);
   }

@@ -82,6 +82,8 @@ TEST_F(Waveforms, ThatCannotBeUsedAreRefused) {
   copy("no-header.cfg", "bare.cfg");
   copy("no-header.dat", "bare.dat");
   copy("same-binary.cfg", "lonely.cfg");
+  copySet("same-binary", "wordy");
+  fs::resize_file(folder() / "wordy.hdr", (1 << 20) + 1);
   fs::create_symlink(fs::path(RECORDS_FOLDER) / "same-binary.cfg", folder() / "link.cfg");
   startWithFolder();
   const std::string at = folder().string() + "/";
@@ -96,6 +98,8 @@ TEST_F(Waveforms, ThatCannotBeUsedAreRefused) {
       {"link", "? 22 No Data Available : Failed to parse COMTRADE data", "link.cfg: "},
       {"bare", "? 22 No Data Available : Failed to parse COMTRADE header",
        "Failed to parse COMTRADE header at " + at + "bare"},
+      {"wordy", "? 22 No Data Available : Failed to parse COMTRADE header",
+       "wordy.hdr: 1048577 bytes, more than the 1048576 allowed"},
       {"config", "? 22 No Data Available : Failed to parse COMTRADE configuration",
        "Failed to parse COMTRADE config at " + at + "config"}};
   for (const auto& [url, result, line] : kDescriptions) {

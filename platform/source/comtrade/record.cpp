@@ -103,7 +103,7 @@ Failure Record::load(const std::string& path) {
 
 Failure Record::readHeader(Header& header) const {
   if (!files.header) {
-    return {WAVE_MISSING, files.configuration.path() + ": the record has no header"};
+    return files.headerFailure;
   }
   std::string text;
   if (Failure failure = readText(files.header, text)) {

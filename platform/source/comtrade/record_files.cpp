@@ -156,8 +156,8 @@ Failure openSet(const Place& place, RecordFiles& files) {
     return failure;
   }
   // Without these there is a record all the same.
-  (void)place.open("hdr", CComtradeView::kMaxText, files.header);
-  (void)place.open("inf", CComtradeView::kMaxText, files.information);
+  files.headerFailure = place.open("hdr", CComtradeView::kMaxText, files.header);
+  files.informationFailure = place.open("inf", CComtradeView::kMaxText, files.information);
   return {};
 }
 

@@ -11,8 +11,10 @@ namespace toolkit::comtrade {
 struct RecordFiles {
   FilePart configuration;
   FilePart data;
-  FilePart header;       // empty: none
+  FilePart header;       // empty: there is none, or it cannot be opened
   FilePart information;  // the same
+  Failure headerFailure = {WAVE_MISSING, "the record has no header"};
+  Failure informationFailure = {WAVE_MISSING, "the record has no information"};
 };
 
 // The name of a record without its extension, where it has one of ours.

@@ -84,7 +84,7 @@ bool CComtradeView::hasHeader() const {
 int CComtradeView::getInformationText(std::string& text) {
   text.clear();
   if (!record_->files.information) {
-    return record_->report({WAVE_MISSING, "the record has no information file"});
+    return record_->report(record_->files.informationFailure);
   }
   return record_->report(readText(record_->files.information, text));
 }
