@@ -123,6 +123,7 @@ TEST(Comtrade, WhatIsSpecialIsTold) {
        }},
       {"combined-first", [](const Read& read) { return read.config.samplingRate == 4000; }},
       {"combined-first.cff", [](const Read& read) { return read.config.samplingRate == 2000; }},
+      {"same-binary.cff", [](const Read& read) { return read.config.samplingRate == 4000; }},
       {"no-stamps",
        [](const Read& read) {
          return read.config.samplingRate == 0 && read.config.triggerIndex == 0;
@@ -130,7 +131,7 @@ TEST(Comtrade, WhatIsSpecialIsTold) {
       {"large-values",
        [](const Read& read) { return read.samples.channels.at("IA")[39] == 5700000 * 0.5F + 20; }},
       {"unset-times", [](const Read& read) { return read.config.startTime.tv_sec == 0; }},
-      {"month-first", [](const Read& read) { return read.config.startTime.tv_sec == 1710670830; }},
+      {"month-first", [](const Read& read) { return read.config.startTime.tv_sec == 1710325230; }},
       {"early-trigger", [](const Read& read) { return read.config.triggerIndex == 0; }},
       {"twins",
        [](const Read& read) {
@@ -150,6 +151,15 @@ TEST(Comtrade, WhatIsSpecialIsTold) {
       {"no-header", [](const Read& read) { return !read.view.hasHeader(); }},
   };
   for (const auto& [name, holds] : kCases) EXPECT_TRUE(holds(Read(name))) << name;
+}
+
+TEST(Comtrade, LongRecordsAreReadPieceByPiece) {
+  for (const char* name : {"long-ascii", "long-binary32"}) {
+    const Read read(name);
+    const std::vector<float>& values = read.samples.channels.at("IA");
+    ASSERT_EQ(values.size(), 20'000U);
+    for (std::size_t i = 0; i < values.size(); ++i) ASSERT_EQ(values[i], sampleOf(i, 2)) << i;
+  }
 }
 
 TEST(Comtrade, OneChannelIsReadAloneAndAsItIsInTheFile) {
