@@ -10,6 +10,9 @@ namespace {
 
 constexpr double kHour = 3600;
 constexpr double kDay = 24 * kHour;
+// Between two sags, and before the first one; on average, and at least.
+constexpr double kMeanCalm = 900;
+constexpr double kLeastCalm = 300;
 
 double noise(std::mt19937_64& random, double sigma) {
   return std::normal_distribution<double>(0, sigma)(random);
@@ -54,6 +57,36 @@ double Drift::step(double seconds, std::mt19937_64& random) {
   return value_;
 }
 
+Sags::Sags(std::uint64_t seed) : random_(~seed), remaining_(calm()) {}
+
+// A long step may pass over a sag, or over many.
+void Sags::step(double seconds) {
+  remaining_ -= seconds;
+  while (remaining_ <= 0) turn();
+}
+
+void Sags::turn() {
+  sagging_ = !sagging_;
+  left_ = {1, 1, 1};
+  if (!sagging_) {
+    remaining_ += calm();
+    return;
+  }
+  remaining_ += between(4, 12);
+  const double share = between(0.40, 0.88);
+  const std::uint64_t first = random_() % 3;
+  const std::uint64_t phases = 1 + random_() % 3;
+  for (std::uint64_t i = 0; i < phases; ++i) left_.at((first + i) % 3) = share;
+}
+
+double Sags::between(double least, double most) {
+  return std::uniform_real_distribution<double>(least, most)(random_);
+}
+
+double Sags::calm() {
+  return kLeastCalm + std::exponential_distribution<double>(1 / (kMeanCalm - kLeastCalm))(random_);
+}
+
 Grid::Grid(std::uint64_t seed, double nominalFrequency)
     : random_(seed),
       nominalFrequency_(nominalFrequency),
@@ -61,14 +94,17 @@ Grid::Grid(std::uint64_t seed, double nominalFrequency)
       timeOfDay_(10 * kHour),
       level_(0.012, 900),
       frequencyDrift_(0.015, 120),
-      phaseDrift_{Drift(0.003, 400), Drift(0.003, 400), Drift(0.003, 400)} {}
+      phaseDrift_{Drift(0.003, 400), Drift(0.003, 400), Drift(0.003, 400)},
+      sags_(seed) {}
 
 void Grid::step(double seconds) {
   timeOfDay_ = std::fmod(timeOfDay_ + seconds, kDay);
   frequency_ = nominalFrequency_ + frequencyDrift_.step(seconds, random_) + noise(random_, 0.001);
   const double level = level_.step(seconds, random_);
+  sags_.step(seconds);
   for (std::size_t i = 0; i < voltage_.size(); ++i) {
-    voltage_[i] = 1 + level + phaseDrift_[i].step(seconds, random_) + noise(random_, 0.0004);
+    voltage_[i] = (1 + level + phaseDrift_[i].step(seconds, random_) + noise(random_, 0.0004)) *
+                  sags_.left()[i];
   }
 }
 

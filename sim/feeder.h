@@ -28,6 +28,25 @@ class Drift {
   double value_ = 0;
 };
 
+// Voltage sags of the supply, from a generator of its own: without a sag, everything is as if there
+// were none.
+class Sags {
+ public:
+  explicit Sags(std::uint64_t seed);
+  void step(double seconds);
+  const Phases& left() const { return left_; }  // share of the voltage
+
+ private:
+  void turn();
+  double between(double least, double most);
+  double calm();
+
+  std::mt19937_64 random_;
+  bool sagging_ = false;
+  double remaining_;  // seconds until that changes
+  Phases left_ = {1, 1, 1};
+};
+
 class Grid {
  public:
   Grid(std::uint64_t seed, double nominalFrequency);
@@ -46,6 +65,7 @@ class Grid {
   Drift level_;
   Drift frequencyDrift_;
   std::array<Drift, 3> phaseDrift_;
+  Sags sags_;
 };
 
 // Power drawn, a phase each.
