@@ -120,6 +120,7 @@ CEvent eventOf(const Alarm& alarm, const AlarmPoint* point, const std::string& s
   event.variation = alarm.level == Level::kNew ? 2 : 1;
   event.note = alarm.note;
   event.source = source;
+  event.waveforms = alarm.waveforms;
   if (point != nullptr) {
     event.priority = point->priority;
     event.autoClosing = point->autoClosing;

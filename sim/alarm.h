@@ -47,6 +47,8 @@ struct Alarm {
   std::string note;
   timeval raised = {};
   timeval changed = {};
+  // URLs, of what raised it last; they are not in its node.
+  std::vector<std::string> waveforms;
 
   bool isClosed() const { return level == Level::kClosed; }
   std::string node() const { return kAlarmsNode + ("/" + std::to_string(number)); }

@@ -27,7 +27,9 @@ bool AlarmEngine::step(double seconds, timeval stamp) {
   closeOrphans(tick);
   for (std::size_t i = 0; i < configuration_.watches.size(); ++i) follow(tick, i);
   for (std::size_t i = 0; i < configuration_.devices.size(); ++i) noteBreaker(tick, i);
-  if (!write(tick)) return false;
+  const bool written = write(tick);
+  if (waveforms_ != nullptr) waveforms_->settle(written);
+  if (!written) return false;
   state_ = std::move(tick.next);
   const bool taken =
       acknowledgements.empty() || acknowledgements_.remove(acknowledgements.back().number) == 0;
@@ -86,6 +88,7 @@ void AlarmEngine::follow(Tick& tick, std::size_t place) const {
   } else if (value) {
     state.condition.step(watch.rule, *value, tick.seconds);
   }
+  noteFall(state, watch, tick.stamp);
   const bool raised = state.condition.raised();
   state.muted = state.muted && raised;
   if (state.alarm == 0) {
@@ -94,10 +97,7 @@ void AlarmEngine::follow(Tick& tick, std::size_t place) const {
   }
   Alarm& alarm = tick.next.alarms[state.alarm];
   if (!followCondition(alarm, raised, point)) return;
-  if (raised) {
-    alarm.value = *leaves_.at(valuePlace(watch.point));
-    alarm.value.set_time(tick.stamp);
-  }
+  if (raised) tellCause(alarm, state, *leaves_.at(valuePlace(watch.point)), tick.stamp);
   change(tick, alarm, &point, kSimulationSource);
   if (alarm.isClosed()) state.alarm = 0;
 }
@@ -111,13 +111,29 @@ void AlarmEngine::raise(Tick& tick, std::size_t place) const {
   alarm.number = ++tick.next.last;
   alarm.source = point.leaf();
   alarm.limit = kLimitKinds.at(watch.kind).leaf;
-  alarm.value = *value;
-  alarm.value.set_time(tick.stamp);
   alarm.message = watch.message;
   alarm.raised = tick.stamp;
+  tellCause(alarm, tick.next.watches[place], *value, tick.stamp);
   change(tick, alarm, &point, kSimulationSource);
   tick.next.watches[place].alarm = alarm.number;
   tick.next.alarms[alarm.number] = std::move(alarm);
+}
+
+void AlarmEngine::noteFall(WatchState& state, const AlarmWatch& watch, timeval stamp) const {
+  const bool low = watch.rule.direction == Direction::kBelow && state.condition.present();
+  if (!low || waveforms_ == nullptr) {
+    state.fall.reset();
+  } else if (!state.fall) {
+    state.fall = waveforms_->fallOf(configuration_.points[watch.point].node, stamp);
+  }
+}
+
+void AlarmEngine::tellCause(Alarm& alarm, const WatchState& state, const CElement& value,
+                            timeval stamp) const {
+  alarm.value = value;
+  alarm.value.set_time(stamp);
+  alarm.waveforms.clear();
+  if (state.fall) alarm.waveforms = waveforms_->record(*state.fall, alarm, stamp);
 }
 
 void AlarmEngine::noteBreaker(Tick& tick, std::size_t device) const {

@@ -8,6 +8,9 @@
 // Alarms that a former run has left are taken over. Limits are read anew once a second, by the
 // stamps of the steps. An alarm whose limit is gone is closed, and one whose node somebody removed
 // is forgotten. Besides, a breaker that moves is told as an event.
+//
+// An alarm of a phase voltage that is too low has a waveform record, made before the write so that
+// the event can name it.
 #pragma once
 
 #include <map>
@@ -16,6 +19,7 @@
 
 #include "alarm.h"
 #include "toolkit/event_stream.h"
+#include "waveform_recorder.h"
 
 namespace sim {
 
@@ -24,9 +28,11 @@ class AlarmEngine {
   static constexpr int kKeepClosedSeconds = 60;
   static constexpr std::size_t kMaxClosed = 100;
 
-  // `cds` must outlive this object.
-  explicit AlarmEngine(toolkit::CCds& cds)
-      : cds_(cds), acknowledgements_(cds, toolkit::CEventStream::kAcknowledgements) {}
+  // `cds` must outlive this object, and so must `waveforms` unless it is null: then there are none.
+  explicit AlarmEngine(toolkit::CCds& cds, WaveformRecorder* waveforms = nullptr)
+      : cds_(cds),
+        acknowledgements_(cds, toolkit::CEventStream::kAcknowledgements),
+        waveforms_(waveforms) {}
 
   // So many simulated seconds have passed, and it is now `stamp`. False when the store refused.
   bool step(double seconds, timeval stamp);
@@ -34,8 +40,9 @@ class AlarmEngine {
  private:
   struct WatchState {
     Condition condition;
-    std::uint64_t alarm = 0;  // that is not closed; 0: none
-    bool muted = false;       // its alarm was closed while the condition stands
+    std::uint64_t alarm = 0;                     // that is not closed; 0: none
+    bool muted = false;                          // its alarm was closed while the condition stands
+    std::optional<WaveformRecorder::Fall> fall;  // with which the condition began
   };
   // What a step changes.
   struct State {
@@ -58,6 +65,9 @@ class AlarmEngine {
   void closeOrphans(Tick& tick) const;
   void follow(Tick& tick, std::size_t place) const;
   void raise(Tick& tick, std::size_t place) const;
+  void noteFall(WatchState& state, const AlarmWatch& watch, timeval stamp) const;
+  void tellCause(Alarm& alarm, const WatchState& state, const toolkit::CElement& value,
+                 timeval stamp) const;
   void noteBreaker(Tick& tick, std::size_t device) const;
   void change(Tick& tick, Alarm& alarm, const AlarmPoint* point, const std::string& source) const;
 
@@ -79,6 +89,7 @@ class AlarmEngine {
 
   toolkit::CCds& cds_;
   toolkit::CEventStream acknowledgements_;
+  WaveformRecorder* waveforms_;
   AlarmConfiguration configuration_;
   std::optional<timeval> readAt_;
   ReadBatch leaves_;

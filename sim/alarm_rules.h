@@ -39,6 +39,7 @@ class Condition {
   // The value has been `value` for so many seconds. NaN changes nothing, and no time passes.
   void step(const Rule& rule, double value, double seconds);
   bool raised() const { return raised_; }
+  bool present() const { return present_; }
 
   // As it is after a raise.
   static Condition standing();

@@ -18,6 +18,7 @@
 #include "toolkit/time.h"
 #include "toolkit/watchdog.h"
 #include "trend_recorder.h"
+#include "waveform_recorder.h"
 
 namespace {
 
@@ -30,6 +31,8 @@ struct Options {
   std::uint64_t ticks = 0;
   std::string logs;
   int backfill = 0;
+  std::string waveforms;
+  std::size_t mostWaveforms = 100;
 };
 
 constexpr std::array kStopSignals = {SIGINT, SIGTERM, SIGHUP};
@@ -143,16 +146,17 @@ class Logs {
   Complaint snapshots_{"trends are not entered"};
 };
 
-// `logs` may be null.
+// `logs` and `waveforms` may be null.
 void simulate(toolkit::CCds& cds, sim::Installation& installation, Logs* logs,
-              const Options& options) {
+              sim::WaveformRecorder* waveforms, const Options& options) {
   toolkit::CWatchdog watchdog(cds, kName);
   Beat beat(options.rate);
-  sim::AlarmEngine alarms(cds);
+  sim::AlarmEngine alarms(cds, waveforms);
   sim::Deltas deltas(cds);
   Complaint values("the store refuses the values");
   Complaint changes("the store refuses the alarms");
   Complaint tellings("the store refuses the deltas");
+  Complaint records("waveforms are not recorded");
   std::uint64_t ticks = 0;
   bool started = false;
   do {
@@ -161,7 +165,9 @@ void simulate(toolkit::CCds& cds, sim::Installation& installation, Logs* logs,
     const double seconds = options.speed / options.rate;
     const bool moved = installation.step(seconds, stamp);
     values.note(!moved, cds.last_error());
+    if (waveforms != nullptr && moved) waveforms->measure(installation.plant());
     changes.note(!alarms.step(seconds, stamp), cds.last_error());
+    if (waveforms != nullptr) records.note(!waveforms->good(), waveforms->lastError());
     tellings.note(!deltas.step(stamp), cds.last_error());
     if (logs != nullptr) logs->step(installation, moved, stamp);
     watchdog.pingWhenDue();
@@ -185,7 +191,13 @@ int run(const Options& options) {
     if (!why.empty()) return fail(why);
     if (isToldToStop()) return 0;
   }
-  simulate(cds, installation, logs ? &*logs : nullptr, options);
+  std::optional<sim::WaveformRecorder> waveforms;
+  if (!options.waveforms.empty()) {
+    sim::WaveformFolder folder(options.waveforms, options.mostWaveforms);
+    if (!folder.open()) return fail(folder.lastError());
+    waveforms.emplace(cds, std::move(folder), installation.devicePaths());
+  }
+  simulate(cds, installation, logs ? &*logs : nullptr, waveforms ? &*waveforms : nullptr, options);
   return 0;
 }
 
@@ -205,6 +217,14 @@ int main(int argc, char** argv) try {
   app.add_option("--backfill", options.backfill, "Days of trends before the start")
       ->check(CLI::Range(0, 366))
       ->needs(logs);
+  auto* waveforms =
+      app.add_option("--waveforms", options.waveforms,
+                     "Folder of the records of voltage sags; without it there are none")
+          ->check(CLI::ExistingDirectory);
+  app.add_option("--max-waveforms", options.mostWaveforms,
+                 "Records that are kept; the oldest go first")
+      ->check(CLI::Range(1, 10000))
+      ->needs(waveforms);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -189,6 +189,12 @@ void Installation::linkParents() {
   }
 }
 
+std::vector<std::string> Installation::devicePaths() const {
+  std::vector<std::string> paths;
+  for (const auto& device : devices_) paths.push_back(device->path);
+  return paths;
+}
+
 bool Installation::readStore() {
   return cds_.get_leaves(paths_, statuses_, elements_, sources_) == 0;
 }

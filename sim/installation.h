@@ -26,6 +26,9 @@ class Installation {
   Installation(toolkit::CCds& cds, std::uint64_t seed);
 
   std::size_t devices() const { return devices_.size(); }
+  // Of the devices, as in the plant.
+  std::vector<std::string> devicePaths() const;
+  const Plant& plant() const { return plant_; }
 
   // Moves everything by so many seconds and writes it with this time stamp. False when the store
   // refused; the next step tries again.

@@ -23,6 +23,7 @@ class Plant {
   Plant(std::uint64_t seed, double nominalFrequency) : grid_(seed, nominalFrequency) {}
 
   void step(double seconds);
+  const Grid& grid() const { return grid_; }
 
   std::vector<PlantDevice> devices;
 

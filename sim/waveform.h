@@ -1,0 +1,46 @@
+// The record of a voltage sag: the instantaneous values of one device around the moment at which
+// its voltage fell, as the three files of a COMTRADE record (of 1999, binary).
+#pragma once
+
+#include <sys/time.h>
+
+#include <string>
+
+#include "feeder.h"
+
+namespace sim {
+
+// What a device measures at one time, and the frequency of its supply.
+struct Moment {
+  Phases voltage = {};  // phase to neutral
+  Phases current = {};
+  double powerFactor = 1;
+  double frequency = 0;
+  bool closed = true;
+};
+
+struct VoltageFall {
+  std::string station;  // the device, for readers
+  std::string device;   // its node path
+  std::size_t phase = 0;
+  timeval time = {};
+  Moment before;
+  Moment after;
+  // The alarm that tells of it.
+  std::string message;
+  std::string source;
+};
+
+struct WaveformRecord {
+  static constexpr std::size_t kSamplesACycle = 128;
+  static constexpr std::size_t kSamples = 16 * kSamplesACycle;
+  static constexpr std::size_t kTrigger = kSamples / 4;  // the first sample after the fall
+
+  std::string cfg;
+  std::string dat;
+  std::string hdr;
+};
+
+WaveformRecord recordOf(const VoltageFall& fall);
+
+}  // namespace sim
