@@ -6,20 +6,18 @@
 #include <sqlite3.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 #include "global_data.h"
 #include "reply.h"
+#include "scratch.h"
 #include "toolkit/admin.h"
 #include "toolkit/log.h"
 #include "toolkit/trend.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 namespace trend = toolkit::trend;
 using toolkit::CElement;
 using toolkit::CEvent;
@@ -31,12 +29,6 @@ constexpr int kParams = 40;
 constexpr std::int64_t kFirstSecond = 1'700'000'000;
 constexpr int kEvents = 2500;
 constexpr int kSnapshots = 833;
-
-void check(bool good, const std::string& why) {
-  if (!good) {
-    throw std::runtime_error(why);
-  }
-}
 
 std::string pathOf(int point) {
   return "/Device" + std::to_string(point % 10) + "/Point" + std::to_string(point / 10);
@@ -57,23 +49,19 @@ class Site {
     global_.trendLog.reset();
     global_.cdsApi.close();
     __psyslog = nullptr;
-    fs::remove_all(folder_);
   }
   Site(const Site&) = delete;
   Site& operator=(const Site&) = delete;
 
   global_data_t& global() { return global_; }
-  std::string eventFile() const { return folder_ / "events.db"; }
-  std::string trendFile() const { return folder_ / "trends.db"; }
+  std::string eventFile() const { return folder_.path() / "events.db"; }
+  std::string trendFile() const { return folder_.path() / "trends.db"; }
 
  private:
   Site() {
     __psyslog = &log_;
-    std::string pattern = fs::temp_directory_path() / "log-bench.XXXXXX";
-    check(mkdtemp(pattern.data()) != nullptr, "no folder in $TMPDIR");
-    folder_ = pattern;
-    setenv("TOOLKIT_RUN", (folder_ / "run").c_str(), 1);
-    setenv("TOOLKIT_STATE", (folder_ / "state").c_str(), 1);
+    setenv("TOOLKIT_RUN", (folder_.path() / "run").c_str(), 1);
+    setenv("TOOLKIT_STATE", (folder_.path() / "state").c_str(), 1);
     toolkit::admin::Model model;
     for (int point = 0; point < kPoints; ++point) {
       model.leaves.push_back({pathOf(point), "Value", valueOf(point, point)});
@@ -138,7 +126,7 @@ class Site {
   }
 
   toolkit::CSysLog log_{"log_bench", -1, false, false, false};
-  fs::path folder_;
+  ScratchFolder folder_{"log-bench"};
   global_data_t global_;
 };
 

@@ -4,17 +4,16 @@
 // The record is in $TMPDIR.
 #include <benchmark/benchmark.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "global_data.h"
 #include "reply.h"
+#include "scratch.h"
 
 namespace {
 
@@ -24,12 +23,6 @@ constexpr std::size_t kSamples = 20'000;
 constexpr std::size_t kChannels = 55;
 constexpr std::size_t kRow = 8 + 2 * kChannels;
 constexpr std::size_t kWanted = 27;
-
-void check(bool good, const std::string& why) {
-  if (!good) {
-    throw std::runtime_error(why);
-  }
-}
 
 void append(std::string& bytes, std::uint32_t number, std::size_t size) {
   for (; size > 0; --size, number >>= 8) {
@@ -44,23 +37,17 @@ class Site {
     static Site site;
     return site;
   }
-  ~Site() {
-    __psyslog = nullptr;
-    fs::remove_all(folder_);
-  }
+  ~Site() { __psyslog = nullptr; }
   Site(const Site&) = delete;
   Site& operator=(const Site&) = delete;
 
-  std::string file(const char* extension) const { return folder_ / "record" += extension; }
+  std::string file(const char* extension) const { return folder_.path() / "record" += extension; }
   global_data_t& global() { return global_; }
 
  private:
   Site() {
     __psyslog = &log_;
-    std::string pattern = fs::temp_directory_path() / "waveform-bench.XXXXXX";
-    check(mkdtemp(pattern.data()) != nullptr, "no folder in $TMPDIR");
-    folder_ = pattern;
-    global_.waveFolder = folder_;
+    global_.waveFolder = folder_.path();
     std::string config = "Bench,B1,1999\r\n55,55A,0D\r\n";
     for (std::size_t channel = 0; channel < kChannels; ++channel) {
       const std::string number = std::to_string(channel);
@@ -83,7 +70,7 @@ class Site {
   }
 
   toolkit::CSysLog log_{"waveform_bench", -1, false, false, false};
-  fs::path folder_;
+  ScratchFolder folder_{"waveform-bench"};
   global_data_t global_;
 };
 

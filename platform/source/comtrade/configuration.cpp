@@ -158,7 +158,7 @@ class Parser {
 
   void parseDigitalChannel() {
     std::string_view rest = channelLine("the digital channels do", 2);
-    // Number, name and state in 1991; a phase and a circuit came before the state then.
+    // Number, name and state in 1991; since 1999 a phase and a circuit stand before the state.
     const bool isShort = std::count(rest.begin(), rest.end(), ',') < 3;
     takeField(rest);
     CWaveDigitalChannelConfig channel;
