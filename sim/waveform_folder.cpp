@@ -11,8 +11,9 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
-#include <regex>
+#include <optional>
 #include <set>
+#include <string_view>
 #include <vector>
 
 namespace sim {
@@ -56,6 +57,39 @@ std::string temporary(const std::string& name, const char* kind) {
   return "." + name + kind + kTemporary;
 }
 
+bool isRecordName(std::string_view name) {
+  constexpr std::string_view kShape = "sag-########T######.###Z-";
+  const auto fits = [](char shape, char c) {
+    return shape == '#' ? c >= '0' && c <= '9' : shape == c;
+  };
+  return name.size() >= kShape.size() &&
+         std::equal(kShape.begin(), kShape.end(), name.begin(), fits) &&
+         std::all_of(name.begin() + kShape.size(), name.end(),
+                     [](char c) { return isSafe(c) || c == '-'; });
+}
+
+// A file of a record, as its name tells.
+struct RecordFile {
+  std::string record;
+  bool makesRecord = false;
+  bool isTemporary = false;
+};
+
+std::optional<RecordFile> recordFileOf(std::string_view file) {
+  RecordFile found;
+  found.isTemporary = file.starts_with('.') && file.ends_with(kTemporary);
+  if (found.isTemporary) {
+    file.remove_prefix(1);
+    file.remove_suffix(std::strlen(kTemporary));
+  }
+  const auto kind = std::find_if(kKinds.begin(), kKinds.end(),
+                                 [&](const char* suffix) { return file.ends_with(suffix); });
+  if (kind == kKinds.end()) return std::nullopt;
+  found.makesRecord = kind == kKinds.begin() && !found.isTemporary;
+  found.record = file.substr(0, file.size() - std::strlen(*kind));
+  return isRecordName(found.record) ? std::optional(found) : std::nullopt;
+}
+
 bool exists(const std::string& path) {
   struct stat status {};
   return lstat(path.c_str(), &status) == 0;
@@ -84,33 +118,27 @@ bool WaveformFolder::unlink(const std::string& path) {
 }
 
 bool WaveformFolder::open() {
-  static const std::regex pattern(
-      R"((\.)?(sag-\d{8}T\d{6}\.\d{3}Z-[\w-]*)(\.cfg|\.dat|\.hdr)(\.part)?)");
   std::error_code error;
   std::filesystem::directory_iterator entry(folder_, error);
   std::set<std::string> whole;
-  std::vector<std::pair<std::string, std::string>> others;  // name, file
+  std::vector<std::pair<RecordFile, std::string>> others;
   for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
     const std::string file = entry->path().filename();
     std::error_code gone;
-    std::smatch parts;
-    if (!std::filesystem::is_regular_file(entry->symlink_status(gone)) ||
-        !std::regex_match(file, parts, pattern)) {
-      continue;
-    }
-    if (parts[1].matched != parts[4].matched) continue;
-    if (!parts[1].matched && parts[3] == kKinds[0]) {
-      whole.insert(parts[2]);
+    const std::optional<RecordFile> found = recordFileOf(file);
+    if (!found || !std::filesystem::is_regular_file(entry->symlink_status(gone))) continue;
+    if (found->makesRecord) {
+      whole.insert(found->record);
     } else {
-      others.emplace_back(parts[1].matched ? std::string() : parts[2].str(), file);
+      others.emplace_back(*found, file);
     }
   }
   if (error) {
     lastError_ = folder_ + ": " + error.message();
     return false;
   }
-  for (const auto& [name, file] : others) {
-    if (!whole.contains(name)) unlink(pathOf(file));
+  for (const auto& [found, file] : others) {
+    if (found.isTemporary || !whole.contains(found.record)) unlink(pathOf(file));
   }
   names_.assign(whole.begin(), whole.end());
   return true;
