@@ -213,6 +213,9 @@ TEST(Comtrade, DamageIsNamed) {
       {"word", Step::kSamples, "sample 2 of channel VA is no number"},
       {"short-line", Step::kSamples, "sample 2 has not as many fields"},
   };
+  CComtradeView closed;
+  EXPECT_NE(CWaveSampleData().fillData(closed, WAVE_SCALED), WAVE_OK);
+  EXPECT_EQ(closed.last_error(), "no record is open");
   std::set<std::string> tried;
   for (const auto& [name, step, why] : kCases) {
     SCOPED_TRACE(name);

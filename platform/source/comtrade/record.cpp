@@ -98,7 +98,11 @@ int Record::report(const Failure& failure) {
 Failure Record::load(const std::string& path) {
   files = RecordFiles();
   configured_ = false;
-  return openRecord(path, files);
+  Failure failure = openRecord(path, files);
+  if (failure) {
+    files = RecordFiles();
+  }
+  return failure;
 }
 
 Failure Record::readHeader(Header& header) const {
@@ -154,6 +158,9 @@ Failure Record::settleTimes() {
 Failure Record::configure() {
   if (configured_) {
     return {};
+  }
+  if (!files.configuration) {
+    return {WAVE_MISSING, "no record is open"};
   }
   configuration = Configuration();
   std::string text;
