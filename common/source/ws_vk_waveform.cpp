@@ -37,6 +37,9 @@ struct Access {
   }
 
   bool open(const global_data_t& global, const std::string& url) {
+    if (global.waveFolder.empty()) {
+      __psyslog->info(2, "There is no waveform folder: the option -w names it");
+    }
     if (CComtradeView::parseUrlToFilepath(url, global.waveFolder, filePath) != 0) {
       return refuse(WS_ARGUMENT_INVALID, "Cannot parse URL", "Cannot parse URL %s", url);
     }

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 
+#include "cds/number_text.h"
 #include "comtrade/text.h"
 
 namespace toolkit::comtrade {
@@ -15,7 +16,7 @@ namespace {
 constexpr int kFirstEdition = 1991;
 constexpr int kSecondEdition = 1999;
 constexpr int kThirdEdition = 2013;
-constexpr long kMostSamples = std::numeric_limits<std::int32_t>::max();
+constexpr std::int64_t kMostSamples = std::numeric_limits<std::int32_t>::max();
 
 // The edition of a year that may be anybody's: "", "1997", "IEEE 2001", "99".
 int editionOf(std::string_view field) {
@@ -26,8 +27,8 @@ int editionOf(std::string_view field) {
   }
   const std::size_t before = field.find_last_not_of(kDigits, last);
   const std::size_t first = before == std::string_view::npos ? 0 : before + 1;
-  constexpr long kPivot = 91;
-  long year = integerOf(field.substr(first, last - first + 1)).value_or(kSecondEdition);
+  constexpr std::int64_t kPivot = 91;
+  std::int64_t year = integerOf(field.substr(first, last - first + 1)).value_or(kSecondEdition);
   if (year < 100) {
     year += year < kPivot ? 2000 : 1900;
   }
@@ -99,7 +100,7 @@ class Parser {
     if (suffix != 0 && !field.empty() && upper(field.back()) == suffix) {
       field = trim(field.substr(0, field.size() - 1));
     }
-    const std::optional<long> count = integerOf(field);
+    const std::optional<std::int64_t> count = integerOf(field);
     if (!count || *count < 0 || *count > kMostSamples) {
       note(std::string(name) + " is " + quoted(whole) + ", which is no such number");
       return 0;
@@ -245,8 +246,9 @@ class Parser {
   void parseTimeCodes() {
     std::string_view rest = optionalLine();
     const std::string_view code = takeField(rest);
-    std::optional<Moment> ahead = 0;
-    if (data_.revision >= kThirdEdition && !(ahead = parseTimeCode(code))) {
+    const std::optional<Moment> ahead =
+        data_.revision < kThirdEdition ? Moment{0} : parseTimeCode(code);
+    if (!ahead) {
       return note("the time code is " + quoted(code));
     }
     data_.startTime = toTimeval(result_.start - *ahead);

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <string>
 
+#include "cds/number_text.h"
 #include "comtrade/text.h"
 
 namespace toolkit::comtrade {
@@ -11,8 +12,8 @@ namespace {
 
 using std::chrono::nanoseconds;
 
-std::optional<long> partOf(std::string_view& text, char separator, long maximum) {
-  const std::optional<long> part = integerOf(takeField(text, separator));
+std::optional<std::int64_t> partOf(std::string_view& text, char separator, std::int64_t maximum) {
+  const auto part = integerOf(takeField(text, separator));
   return part && *part >= 0 && *part <= maximum ? part : std::nullopt;
 }
 
@@ -21,8 +22,8 @@ bool isUnset(std::string_view text) {
 }
 
 std::optional<std::chrono::sys_days> parseDate(std::string_view text, bool monthFirst) {
-  constexpr long kLastYear = 2150;  // so that differences can be told in nanoseconds
-  constexpr long kPivot = 70;
+  constexpr std::int64_t kLastYear = 2150;  // so that differences can be told in nanoseconds
+  constexpr std::int64_t kPivot = 70;
   const auto first = partOf(text, '/', 31);
   const auto second = partOf(text, '/', 31);
   auto year = partOf(text, '/', kLastYear);
@@ -85,10 +86,10 @@ std::optional<Moment> parseTimeCode(std::string_view code) {
   if (isNegative || code.front() == '+') {
     code.remove_prefix(1);
   }
-  constexpr long kMostHours = 24;
+  constexpr std::int64_t kMostHours = 24;
   const char separator = code.find('H') == std::string_view::npos ? 'h' : 'H';
   const auto hours = partOf(code, separator, kMostHours);
-  const auto minutes = code.empty() ? std::optional(0L) : partOf(code, separator, 59);
+  const auto minutes = code.empty() ? std::optional(std::int64_t{0}) : partOf(code, separator, 59);
   if (!hours || !minutes || !code.empty()) {
     return {};
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "cds/number_text.h"
 #include "comtrade/samples.h"
 #include "comtrade/text.h"
 
@@ -98,6 +99,7 @@ int Record::report(const Failure& failure) {
 Failure Record::load(const std::string& path) {
   files = RecordFiles();
   configured_ = false;
+  header.reset();
   Failure failure = openRecord(path, files);
   if (failure) {
     files = RecordFiles();
@@ -105,7 +107,10 @@ Failure Record::load(const std::string& path) {
   return failure;
 }
 
-Failure Record::readHeader(Header& header) const {
+Failure Record::readHeader() {
+  if (header) {
+    return {};
+  }
   if (!files.header) {
     return files.headerFailure;
   }
@@ -176,10 +181,9 @@ Failure Record::configure() {
   if (Failure failure = settleTimes()) {
     return failure;
   }
-  Header header;
-  if (files.header && !readHeader(header) && header.triggerSample && *header.triggerSample >= 0 &&
-      static_cast<std::size_t>(*header.triggerSample) < configuration.data.nSamples) {
-    configuration.data.triggerIndex = static_cast<std::int32_t>(*header.triggerSample);
+  if (!readHeader() && header->triggerSample && *header->triggerSample >= 0 &&
+      static_cast<std::size_t>(*header->triggerSample) < configuration.data.nSamples) {
+    configuration.data.triggerIndex = static_cast<std::int32_t>(*header->triggerSample);
   }
   configured_ = true;
   return {};

@@ -14,7 +14,7 @@ struct Header {
   std::string text;
   std::string eventDescription;
   std::string triggerChannel;
-  std::optional<long> triggerSample;
+  std::optional<std::int64_t> triggerSample;
 };
 
 class Record {
@@ -25,10 +25,12 @@ class Record {
   Failure load(const std::string& path);
   // The configuration with all that takes a look at the samples and the header; read once.
   Failure configure();
-  Failure readHeader(Header& header) const;
+  // The header; read once.
+  Failure readHeader();
 
   RecordFiles files;
-  Configuration configuration;  // valid after configure()
+  Configuration configuration;   // valid after configure()
+  std::optional<Header> header;  // there after readHeader()
   std::size_t samplesInFile = 0;
   std::string error;
 

@@ -5,6 +5,7 @@
 #include <cctype>
 #include <optional>
 
+#include "cds/number_text.h"
 #include "comtrade/line_reader.h"
 #include "comtrade/text.h"
 
@@ -34,7 +35,7 @@ struct Place {
 struct SectionMark {
   std::string_view kind;
   std::string_view dataType;
-  std::optional<long> size;  // bytes
+  std::optional<std::int64_t> size;  // bytes
 };
 
 bool takePrefix(std::string_view& text, std::string_view prefix) {

@@ -52,23 +52,6 @@ std::string toUtf8(std::string text) {
   return boost::locale::conv::to_utf<char>(text, encoding);
 }
 
-template <class Number>
-std::optional<Number> parse(std::string_view text) {
-  if (text.starts_with('+')) {
-    text.remove_prefix(1);
-    if (text.starts_with('-')) {
-      return {};
-    }
-  }
-  Number number{};
-  const char* end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
-  if (result.ec != std::errc() || result.ptr != end) {
-    return {};
-  }
-  return number;
-}
-
 }  // namespace
 
 Failure readText(const FilePart& part, std::string& text) {
@@ -115,12 +98,14 @@ std::string_view takeField(std::string_view& text, char separator) {
 }
 
 std::optional<double> numberOf(std::string_view text) {
-  const std::optional<double> number = parse<double>(text);
-  return number && std::isfinite(*number) ? number : std::nullopt;
-}
-
-std::optional<long> integerOf(std::string_view text) {
-  return parse<long>(text);
+  if (text.starts_with('+') && !text.starts_with("+-")) {
+    text.remove_prefix(1);
+  }
+  double number = 0;
+  const char* end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, number);
+  const bool good = result.ec == std::errc() && result.ptr == end && std::isfinite(number);
+  return good ? std::optional(number) : std::nullopt;
 }
 
 }  // namespace toolkit::comtrade

@@ -28,6 +28,5 @@ std::string_view takeField(std::string_view& text, char separator = ',');
 
 // A finite number, with nothing before or behind it; "+" is allowed.
 std::optional<double> numberOf(std::string_view text);
-std::optional<long> integerOf(std::string_view text);
 
 }  // namespace toolkit::comtrade

@@ -8,7 +8,6 @@
 namespace toolkit {
 
 using comtrade::Failure;
-using comtrade::Header;
 
 namespace {
 
@@ -95,13 +94,13 @@ const std::string& CComtradeView::last_error() const {
 
 int CWaveHeaderData::fillData(CComtradeView& view) {
   *this = CWaveHeaderData();
-  Header header;
-  if (const Failure failure = view.record_->readHeader(header)) {
+  if (const Failure failure = view.record_->readHeader()) {
     return view.record_->report(failure);
   }
-  text = std::move(header.text);
-  eventDescription = std::move(header.eventDescription);
-  triggerChannel = std::move(header.triggerChannel);
+  const comtrade::Header& header = *view.record_->header;
+  text = header.text;
+  eventDescription = header.eventDescription;
+  triggerChannel = header.triggerChannel;
   if (!view.record_->configure()) {
     triggerIndex = view.record_->configuration.data.triggerIndex;
   }

@@ -166,9 +166,8 @@ void Database::check() {
     throw BadFile(LOG_FOREIGN, std::string("is not a database of the ") + schema_.name);
   }
   if (version != schema_.version && !isOld()) {
-    throw BadFile(LOG_FOREIGN, std::string("is a ") + schema_.name + " of schema version " +
-                                   std::to_string(version) + " and not " +
-                                   std::to_string(schema_.version));
+    throw BadFile(LOG_FOREIGN, "is of schema version " + std::to_string(version) + " and not " +
+                                   std::to_string(schema_.version) + " of the " + schema_.name);
   }
   database_->execAndGet("SELECT COUNT(*) FROM sqlite_schema");  // reads and parses the schema
   checked_ = true;
