@@ -667,6 +667,210 @@ class nsvk__getWaveDataResponse {
   struct soap* soap;
 };
 
+// ---- Device commands ----------------------------------------------------------------------------
+
+// Elements in here bear no prefix.
+
+//gsoap nsc3 service style:	document
+//gsoap nsc3 service encoding:	literal
+//gsoap nsc3 schema namespace:	http://tarnix.example/TarnixWSC3
+//gsoap nsc3 schema elementForm:	unqualified
+//gsoap nsc3 schema attributeForm:	unqualified
+
+enum nsc3__cmdNumStatus {
+  nsc3__cmdNumStatus__cmdUnknown = 0,
+  nsc3__cmdNumStatus__cmdSuccess = 1,
+  nsc3__cmdNumStatus__cmdPending = 2,
+  nsc3__cmdNumStatus__cmdFailInvalid = 3,
+  nsc3__cmdNumStatus__cmdFailUnable = 4,
+  nsc3__cmdNumStatus__cmdFailBusy = 5,
+  nsc3__cmdNumStatus__cmdFailTimeout = 6,
+  nsc3__cmdNumStatus__cmdFailHandle = 7,
+  nsc3__cmdNumStatus__cmdFailOther = 8,
+  nsc3__cmdNumStatus__cmdSuccessOther = 9,
+};
+
+// What a cmdVersion says; the member itself is a plain number, which the device's version is
+// compared with.
+enum nsc3__cmdSchemaVersion {
+  nsc3__cmdSchemaVersion__1 = 1,
+};
+
+class nsc3__simpleCmd {
+ public:
+  std::string name 1;
+  std::string param 1;
+  int num 1 = 0;
+  int psswd 1 = 0;
+  struct soap* soap;
+};
+
+class nsc3__setValueCmd {
+ public:
+  std::string name 1;
+  std::string param 1;
+  int num 1 = 0;
+  int psswd 1 = 0;
+  int iValue 1 = 0;
+  struct soap* soap;
+};
+
+class nsc3__setTextCmd {
+ public:
+  std::string name 1;
+  std::string param 1;
+  int num 1 = 0;
+  int psswd 1 = 0;
+  std::string text 1;
+  struct soap* soap;
+};
+
+class nsc3__sendCmd_s {
+ public:
+  int cmdVersion 1 = 0;
+  $int __union_sendCmdUnion = 0;  // SOAP_UNION_nsc3__sendCmdUnion_...; 0: none is there
+  union nsc3__sendCmdUnion {
+    std::string* cmdLine;
+    nsc3__simpleCmd* cmdBasic;
+    nsc3__setValueCmd* cmdIval;
+    nsc3__setTextCmd* cmdText;
+  } cmd;
+  struct soap* soap;
+};
+
+class nsc3__harmonic_s {
+ public:
+  int frequency 1 = 0;    // hertz
+  float magnitude 1 = 0;  // in the point's unit
+  float phase 1 = 0;      // degrees
+  struct soap* soap;
+};
+
+class nsc3__harmonicResponse {
+ public:
+  std::string cdsName 1;
+  std::string displayName 1;
+  LONG64 timeSample 1 = 0;  // microseconds since 1970-01-01 UTC
+  std::vector<nsc3__harmonic_s> hData 0;
+  struct soap* soap;
+};
+
+class nsc3__cmdResult_s {
+ public:
+  int cmdVersion 1 = 0;
+  $int __union_cmdResultUnion = 0;  // SOAP_UNION_nsc3__cmdResultUnion_...; 0: none is there
+  union nsc3__cmdResultUnion {
+    std::string* resText;
+    nsc3__harmonicResponse* resHarms;
+  } result;
+  struct soap* soap;
+};
+
+class nsc3__sendDeviceCmdResponse {
+ public:
+  std::string result 1;
+  int cmdHandle 1 = 0;
+  struct soap* soap;
+};
+
+class nsc3__getDeviceCmdResultResponse {
+ public:
+  std::string result 1;
+  int cmdHandle 1 = 0;
+  enum nsc3__cmdNumStatus numericStatus 1 = nsc3__cmdNumStatus__cmdUnknown;
+  std::string cmdStatus 1;
+  nsc3__cmdResult_s cmdResults 1;
+  struct soap* soap;
+};
+
+// ---- Node maintenance ---------------------------------------------------------------------------
+
+//gsoap nst1 service style:	document
+//gsoap nst1 service encoding:	literal
+//gsoap nst1 schema namespace:	http://tarnix.example/TarnixWSTest
+//gsoap nst1 schema elementForm:	qualified
+//gsoap nst1 schema attributeForm:	unqualified
+
+class _nst1__CreateNode {
+ public:
+  std::string* options nullptr 1;
+  std::string* basePath 0;
+  std::vector<std::string> paths 0;
+  std::vector<std::string> values 0;
+  struct soap* soap;
+};
+
+class _nst1__CreateNodeResponse {
+ public:
+  std::string* CreateNodeResult nullptr 1;
+  struct soap* soap;
+};
+
+class _nst1__SetLeaf {
+ public:
+  std::string* options nullptr 1;
+  std::string* path 0;
+  std::string* value 0;
+  struct soap* soap;
+};
+
+class _nst1__SetLeafResponse {
+ public:
+  std::string* SetLeafResult 0;
+  struct soap* soap;
+};
+
+class _nst1__SetLeaves {
+ public:
+  std::string* options nullptr 1;
+  std::vector<std::string> paths 0;
+  std::vector<std::string> values 0;
+  struct soap* soap;
+};
+
+class _nst1__SetLeavesResponse {
+ public:
+  std::vector<std::string> SetLeavesResult 0;
+  struct soap* soap;
+};
+
+class _nst1__Reset {
+ public:
+  std::string* options nullptr 1;
+  struct soap* soap;
+};
+
+class _nst1__ResetResponse {
+ public:
+  std::string* ResetResult nullptr 1;
+  struct soap* soap;
+};
+
+class _nst1__RemoveNode {
+ public:
+  std::string* options nullptr 1;
+  std::string* basePath 0;
+  struct soap* soap;
+};
+
+class _nst1__RemoveNodeResponse {
+ public:
+  std::string* RemoveNodeResult nullptr 1;
+  struct soap* soap;
+};
+
+class _nst1__getSubscribedNodes {
+ public:
+  std::string* subscriptionId 0;
+  struct soap* soap;
+};
+
+class _nst1__getSubscribedNodesResponse {
+ public:
+  std::vector<std::string> getSubscribedNodesResult 0;
+  struct soap* soap;
+};
+
 // ---- Operations, in dispatch order --------------------------------------------------------------
 
 int __nsc1__getValue(_nsc1__getValue* nsc1__getValue,
@@ -702,6 +906,12 @@ int __nsc1__cancelSubscription(
 int __nsc1__acknowledgeAlarm(
     _nsc1__acknowledgeAlarm* nsc1__acknowledgeAlarm,
     _nsc1__acknowledgeAlarmResponse* nsc1__acknowledgeAlarmResponse);
+int __nst1__CreateNode(_nst1__CreateNode* nst1__CreateNode, _nst1__CreateNodeResponse* nst1__CreateNodeResponse);
+int __nst1__SetLeaf(_nst1__SetLeaf* nst1__SetLeaf, _nst1__SetLeafResponse* nst1__SetLeafResponse);
+int __nst1__SetLeaves(_nst1__SetLeaves* nst1__SetLeaves, _nst1__SetLeavesResponse* nst1__SetLeavesResponse);
+int __nst1__Reset(_nst1__Reset* nst1__Reset, _nst1__ResetResponse* nst1__ResetResponse);
+int __nst1__RemoveNode(_nst1__RemoveNode* nst1__RemoveNode, _nst1__RemoveNodeResponse* nst1__RemoveNodeResponse);
+int __nst1__getSubscribedNodes(_nst1__getSubscribedNodes* nst1__getSubscribedNodes, _nst1__getSubscribedNodesResponse* nst1__getSubscribedNodesResponse);
 
 // Their parameters are the children of the request element, without a prefix.
 int nsvk__getMinAvgMaxValues(std::string* options 0, std::vector<std::string>* paths 0,
@@ -731,3 +941,7 @@ int nsvk__getWaveformConfig(std::string* options 0, std::string* url 0,
                             nsvk__getWaveConfigResponse& response);
 int nsvk__getWaveformData(nsvk__getWaveDataRequest* request 0,
                           nsvk__getWaveDataResponse& response);
+int nsc3__sendDeviceCmd(std::string* options 0, std::string* devPath 0, nsc3__sendCmd_s* cmd 0,
+                        nsc3__sendDeviceCmdResponse& response);
+int nsc3__getDeviceCmdResult(std::string* options 0, std::string* devPath 0, int cmdHandle 1 = 0,
+                             nsc3__getDeviceCmdResultResponse& response);

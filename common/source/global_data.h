@@ -51,6 +51,8 @@ struct _global_data_t {
   void (*pause)(std::chrono::microseconds) = [](std::chrono::microseconds time) {
     ::usleep(static_cast<useconds_t>(time.count()));
   };
+  // Takes the program's place; returns only when it cannot. Tests put theirs here.
+  int (*execute)(const char* path, char* const arguments[]) = ::execv;
   FCGX_Request* pReq = nullptr;    // the request being served
   EnvelopeGuard guard;             // what the request's body has shown so far
   std::int32_t nextConnCheck = 0;  // monotonic seconds

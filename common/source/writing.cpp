@@ -87,6 +87,11 @@ int checkWritable(_global_data_t* glptr, const toolkit::CPath& path, int attribu
 int checkTestMode(const toolkit::CPath& path, int attribute, const std::string& value,
                   std::string& reply, const _service_options_t* opts) {
   const std::string& name = path.getPathAttribute();
+  if (path.isProtected()) {
+    __psyslog->info(1, "Protected from maintenance: %s", path.str().c_str());
+    BnwsErrMsg(WS_NOT_WRITABLE, "Protected from maintenance", reply, opts);
+    return 4;
+  }
   switch (attribute) {
     case kAttributes:
     case kChildren:

@@ -38,6 +38,8 @@ class Change;
 class Store;
 }  // namespace store
 
+using syslog_severity_t = event_severity_t;
+
 class CCds {
  public:
   // Tries to open the store; see init() for the outcome.
@@ -114,6 +116,11 @@ class CCds {
     status = retcodes.front();
     return result;
   }
+
+  // Enters a system event in the device's log: hands it over as events_send does, with the time of
+  // the call. `source` says who caused it, `path` what it is about.
+  int syslog_add(const std::string& message, syslog_severity_t severity, const std::string& source,
+                 const std::string& path);
 
   // A number that every write to the live half changes, in whatever process. 0 when the store
   // cannot be read.

@@ -9,6 +9,7 @@
 #include "store/layout.h"
 #include "store/store.h"
 #include "store/tree.h"
+#include "toolkit/time.h"
 
 namespace toolkit {
 
@@ -90,6 +91,20 @@ int CCds::events_send(const std::vector<CEvent>& events, std::vector<api_status_
     statuses.assign(events.size(), status);
   }
   return result;
+}
+
+int CCds::syslog_add(const std::string& message, syslog_severity_t severity,
+                     const std::string& source, const std::string& path) {
+  CEvent event;
+  event.type = EVENT_SYSTEM;
+  event.path = path;
+  event.severity = severity;
+  event.source = source;
+  event.message = message;
+  qel_QELtoUNIXtime64(qel_UTCtime64(), &event.time);
+  api_status_t status = API_NONE;
+  const int result = event_send(event, status);
+  return result == 0 && status != API_SUCCESS ? API_FAILED : result;
 }
 
 int CEventStream::read(std::uint64_t after, std::vector<Entry>& entries) {

@@ -1,0 +1,241 @@
+// Node maintenance: leaves and nodes written, made and removed without the rules of the value
+// operations, the points of a subscription, and the restart of the device. What a caller has no
+// right to is refused with kUnauthorized; other failures are error strings in the reply.
+//
+// Nothing here touches the root or the trees of the device's own processes, see
+// CPath::isProtected().
+#include <cassert>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "batch_writing.h"
+#include "error_strings.h"
+#include "global_data.h"
+#include "node_maintenance.h"
+#include "reading.h"
+#include "service_options.h"
+#include "soap_records.h"
+#include "subscription_nodes.h"
+#include "writing.h"
+
+using namespace toolkit::ws;
+using toolkit::CPath;
+
+namespace {
+
+constexpr const char* kReboot = "/sbin/reboot";
+
+std::string variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? std::string() : value;
+}
+
+bool mayWrite(const std::string& path) {
+  CPath target(path);
+  if (target.normalize() != 0 || target.is_write_authorized()) {
+    return true;
+  }
+  __psyslog->notice(1, "Unauthorized attempt to write to %s", path.c_str());
+  return false;
+}
+
+// A node that was made although its leaves may not be written would be left half done. Bad paths
+// are refused where they are written.
+bool mayWriteAll(const std::string& base, const std::vector<std::string>& paths) {
+  for (const std::string& path : paths) {
+    if (!mayWrite(path)) {
+      return false;
+    }
+  }
+  return mayWrite(base);
+}
+
+std::string withoutEnd(const std::string& path) {
+  const bool hasEnd = path.ends_with(':') || path.ends_with('/');
+  return hasEnd ? path.substr(0, path.size() - 1) : path;
+}
+
+// The place of the last "Value"; 0 when there is none.
+std::size_t placeOfValue(const std::vector<std::string>& paths) {
+  std::size_t place = 0;
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    if (paths[i] == "Value") {
+      place = i;
+    }
+  }
+  return place;
+}
+
+bool removeAt(_global_data_t* glptr, const std::string& basePath, const CPath& path) {
+  if (path.isProtected()) {
+    return false;
+  }
+  api_status_t status = API_NONE;
+  const int result = basePath.find(':') != std::string::npos
+                         ? glptr->cdsApi.clear_leaf(path, status, writeSource())
+                         : glptr->cdsApi.remove_node(basePath, status, writeSource());
+  return result == 0 && status == API_SUCCESS;
+}
+
+// Only returns when no restart could be begun.
+void reboot(const global_data_t& global) {
+  char name[] = "/sbin/reboot";
+  char force[] = "-f";
+  char* const plain[] = {name, nullptr};
+  char* const forced[] = {name, force, nullptr};
+  global.execute(kReboot, plain);
+  global.execute(kReboot, forced);
+}
+
+}  // namespace
+
+int pcd_AddNode(struct soap* ctx, const std::string& path) {
+  global_data_t* glptr = globalData(ctx);
+  const std::string node = withoutEnd(path);
+  if (glptr->cdsApi.node_exists(node)) {
+    return 0;
+  }
+  CPath target(node);
+  if (target.normalize() == 0 && target.isProtected()) {
+    return API_NOT_AUTHORIZED;
+  }
+  api_status_t status = API_NONE;
+  const int result = glptr->cdsApi.add_node(node, status, writeSource());
+  return result == 0 && status != API_SUCCESS ? API_FAILED : result;
+}
+
+int __nst1__CreateNode(struct soap* ctx, _nst1__CreateNode* request,
+                       _nst1__CreateNodeResponse* response) {
+  const auto& in = recordOf(request);
+  _service_options_t opts;
+  parseServiceOptions(ctx->user, in.options, &opts);
+  std::vector<std::string> results;
+  std::string& reply = *(response->CreateNodeResult = newString(ctx));
+  if (!pcd_testPathsValues(&in.paths, &in.values, &opts, results)) {
+    reply = results.front();
+    return SOAP_OK;
+  }
+  const std::string basePath = textOf(in.basePath);
+  if (basePath.empty()) {
+    BnwsErrMsg(WS_PATH_SYNTAX, "No node path provided", reply, &opts);
+    return SOAP_OK;
+  }
+  std::vector<std::string> paths;
+  for (const std::string& name : in.paths) {
+    paths.push_back(pcd_joinPath(basePath, name));
+  }
+  if (!mayWriteAll(withoutEnd(basePath), paths)) {
+    return kUnauthorized;
+  }
+  if (pcd_AddNode(ctx, basePath) != 0) {
+    __psyslog->info(1, "Failed to create node %s", basePath.c_str());
+    BnwsErrMsg(WS_WRITE_FAILED, "CreateNode()", reply, &opts);
+    return SOAP_OK;
+  }
+  const int status = pcd_setValues(ctx, true, &opts, paths, in.values, results);
+  if (status == SOAP_OK) {
+    reply = results.at(results.size() == paths.size() ? placeOfValue(in.paths) : 0);
+  }
+  return status;
+}
+
+int __nst1__SetLeaf(struct soap* ctx, _nst1__SetLeaf* request, _nst1__SetLeafResponse* response) {
+  const auto& in = recordOf(request);
+  _service_options_t opts;
+  parseServiceOptions(ctx->user, in.options, &opts);
+  response->SetLeafResult = newString(ctx);
+  return pcd_setValue(ctx, true, &opts, textOf(in.path), textOf(in.value),
+                      *response->SetLeafResult);
+}
+
+int __nst1__SetLeaves(struct soap* ctx, _nst1__SetLeaves* request,
+                      _nst1__SetLeavesResponse* nst1__SetLeavesResponse) {
+  const auto& in = recordOf(request);
+  assert(nst1__SetLeavesResponse->SetLeavesResult.empty());
+  std::vector<std::string>& results = nst1__SetLeavesResponse->SetLeavesResult;
+  _service_options_t opts;
+  parseServiceOptions(ctx->user, in.options, &opts);
+  if (!pcd_testPathsValues(&in.paths, &in.values, &opts, results)) {
+    return SOAP_OK;
+  }
+  return pcd_setValues(ctx, true, &opts, in.paths, in.values, results);
+}
+
+int __nst1__Reset(struct soap* ctx, _nst1__Reset* /*request*/, _nst1__ResetResponse* response) {
+  global_data_t* glptr = globalData(ctx);
+  const std::string user = variable("REMOTE_USER");
+  CPath root("/");
+  root.normalize();
+  if (!root.is_reset_authorized()) {
+    __psyslog->notice(1, "%s is Not authorized for Reset", user.c_str());
+    return kUnauthorized;
+  }
+  glptr->cdsApi.syslog_add(
+      "Network Card Reset requested via web services by " + user + " at " + variable("REMOTE_ADDR"),
+      toolkit::SEVERITY_CAUTION, writeSource(), "/");
+  reboot(*glptr);
+  response->ResetResult =
+      newString(ctx, std::string("? System Reboot Failed: ") + std::strerror(errno));
+  __psyslog->info(1, "%s", response->ResetResult->c_str());
+  return SOAP_OK;
+}
+
+int __nst1__RemoveNode(struct soap* ctx, _nst1__RemoveNode* nst1__RemoveNode,
+                       _nst1__RemoveNodeResponse* nst1__RemoveNodeResponse) {
+  assert(nst1__RemoveNode != __null);            // NOLINT(modernize-use-nullptr)
+  assert(nst1__RemoveNode->basePath != __null);  // NOLINT(modernize-use-nullptr)
+  assert(nst1__RemoveNodeResponse != __null);    // NOLINT(modernize-use-nullptr)
+  const std::string& basePath = *nst1__RemoveNode->basePath;
+  _service_options_t opts;
+  parseServiceOptions(ctx->user, nst1__RemoveNode->options, &opts);
+  std::string& reply = *(nst1__RemoveNodeResponse->RemoveNodeResult = newString(ctx));
+  CPath path(basePath);
+  if (path.normalize() != 0) {
+    __psyslog->info(1, "Error in supplied path %s", basePath.c_str());
+    BnwsErrMsg(WS_PATH_SYNTAX, "CDS Error in supplied path", reply, &opts);
+    return SOAP_OK;
+  }
+  if (!path.is_remove_authorized()) {
+    __psyslog->notice(1, "Unauthorized node removal attempted on %s", basePath.c_str());
+    return kUnauthorized;
+  }
+  if (!removeAt(globalData(ctx), basePath, path)) {
+    __psyslog->info(1, "Error removing node %s", basePath.c_str());
+    BnwsErrMsg(WS_NODE_NOT_FOUND, "CDS Error removing node", reply, &opts);
+  }
+  return SOAP_OK;
+}
+
+int __nst1__getSubscribedNodes(struct soap* ctx, _nst1__getSubscribedNodes* request,
+                               _nst1__getSubscribedNodesResponse* response) {
+  const auto& in = recordOf(request);
+  std::vector<std::string>& results = response->getSubscribedNodesResult;
+  if (in.subscriptionId == nullptr) {
+    BnwsErrMsg(WS_NO_SUCH_SUBSCRIPTION, "No subscriptionId given", results.emplace_back());
+    return SOAP_OK;
+  }
+  std::string nodes;
+  GetSubscrptBasePath(in.subscriptionId, nodes);
+  nodes += "/RTNodes";
+  if (!isSubscriptionId(*in.subscriptionId) || !globalData(ctx)->cdsApi.node_exists(nodes)) {
+    BnwsErrMsg(WS_NO_SUCH_SUBSCRIPTION, in.subscriptionId->c_str(), results.emplace_back());
+    return SOAP_OK;
+  }
+  _service_options_t opts;
+  parseServiceOptions(ctx->user, nullptr, &opts);
+  std::string children = nodes + ":Children";
+  std::vector<std::string> names;
+  pcd_getArray(ctx, &opts, children, names);
+  if (names == std::vector<std::string>{""} || names.front().starts_with("? ")) {
+    return SOAP_OK;
+  }
+  for (const std::string& name : names) {
+    std::string node = name;
+    if (name.at(0) != '?') {
+      CPath::DottedPathToNodePath(name, node);
+    }
+    results.push_back(std::move(node));
+  }
+  return SOAP_OK;
+}
