@@ -82,24 +82,24 @@ class Queuing {
   }
 
   // Whether the device lists the command. The device takes no texts, whatever it lists.
-  bool checkSupport(const nsc3__sendCmd_s& cmd) {
+  bool checkSupport(const nsc3__sendCmd_s* cmd) {
     std::string entry;
-    switch (cmd.__union_sendCmdUnion) {
+    switch (cmd->__union_sendCmdUnion) {
       case SOAP_UNION_nsc3__sendCmdUnion_cmdLine: {
-        assert(cmd.cmd.cmdLine != 0);  // NOLINT(modernize-use-nullptr)
-        description_ = "cmdLine: " + *cmd.cmd.cmdLine;
-        entry = "/cmdLine/" + *cmd.cmd.cmdLine;
+        assert(cmd->cmd.cmdLine != 0);  // NOLINT(modernize-use-nullptr)
+        description_ = "cmdLine: " + *cmd->cmd.cmdLine;
+        entry = "/cmdLine/" + *cmd->cmd.cmdLine;
         break;
       }
       case SOAP_UNION_nsc3__sendCmdUnion_cmdBasic: {
-        const nsc3__simpleCmd* cmdBasic = cmd.cmd.cmdBasic;
+        const nsc3__simpleCmd* cmdBasic = cmd->cmd.cmdBasic;
         assert(cmdBasic != 0);  // NOLINT(modernize-use-nullptr)
         description_ = "cmdBasic: " + cmdBasic->name;
         entry = "/cmdBasic/" + cmdBasic->name + "/" + cmdBasic->param;
         break;
       }
       case SOAP_UNION_nsc3__sendCmdUnion_cmdIval: {
-        const nsc3__setValueCmd* cmdIval = cmd.cmd.cmdIval;
+        const nsc3__setValueCmd* cmdIval = cmd->cmd.cmdIval;
         assert(cmdIval != 0);  // NOLINT(modernize-use-nullptr)
         description_ = "cmdIval: " + cmdIval->name;
         entry = "/cmdIval/" + cmdIval->name + "/" + cmdIval->param;
@@ -245,7 +245,7 @@ int nsc3__sendDeviceCmd(struct soap* ctx, std::string* options, std::string* dev
   parseServiceOptions(ctx->user, options, &opts);
   const auto& wanted = recordOf(cmd);
   Queuing queuing(glptr, opts, devPath, response.result);
-  static_cast<void>(queuing.checkVersion(wanted.cmdVersion) && queuing.checkSupport(wanted) &&
+  static_cast<void>(queuing.checkVersion(wanted.cmdVersion) && queuing.checkSupport(&wanted) &&
                     queuing.checkRoom() && queuing.takeHandle(response.cmdHandle) &&
                     queuing.queue(wanted, response.cmdHandle));
   return SOAP_OK;

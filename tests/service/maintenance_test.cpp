@@ -1,0 +1,180 @@
+// Node maintenance: at the handlers, and over the socket where rights and the restart come in.
+#include <cerrno>
+
+#include "handler_fixture.h"
+#include "service_fixture.h"
+#include "toolkit/event_stream.h"
+
+using toolkit::CElement;
+
+namespace {
+
+class Maintenance : public ServiceTest {
+ protected:
+  Maintenance() {
+    toolkit::admin::Model model = testModel();
+    model.rights.push_back({"/", "boss", "rwdx"});
+    model.rights.push_back({"/M1/Kept", "boss", "r"});
+    import(model);
+    start();
+  }
+  FastCgiReply maintain(const std::string& operation, const std::string& children,
+                        const std::string& user = "boss") const {
+    return post(envelope(operation, children, "TarnixWSTest"), user);
+  }
+  // The result's text.
+  std::string result(const std::string& operation, const std::string& children) const {
+    const FastCgiReply reply = maintain(operation, children);
+    const Texts results = elements(reply.body(), operation + "Result");
+    return results.size() == 1 ? results.front() : reply.out;
+  }
+  std::string remove(const std::string& path) const {
+    return result("RemoveNode", "<n:basePath>" + path + "</n:basePath>");
+  }
+  std::string create(const std::string& base, const Texts& paths, const Texts& texts) const {
+    return result("CreateNode",
+                  "<n:basePath>" + base + "</n:basePath>" + pathsAndValues(paths, texts));
+  }
+};
+
+TEST_F(Maintenance, WritesWhatTheValueOperationsDoNot) {
+  const std::string leaf = "<n:path>/M1/Va:Units</n:path><n:value>kilovolts</n:value>";
+  EXPECT_EQ(result("SetLeaf", leaf), "kilovolts");
+  EXPECT_EQ(value("/M1/Va:Units"), "kilovolts");
+  EXPECT_EQ(maintain("SetLeaf", leaf, "nobody").status(), 401);
+  EXPECT_EQ(elements(maintain("SetLeaves", pathsAndValues({"/M1/Va:.Time", "/New/A", "/M1/Count"},
+                                                          {"0", "x", "many"}))
+                         .body(),
+                     "SetLeavesResult"),
+            (Texts{"? 16 Write Failed : CDS write access failed", "x",
+                   "? 12 Bad Value Format : Could not transform many"}));
+  EXPECT_EQ(value("/New/A"), "x");
+}
+
+TEST_F(Maintenance, MakesANodeWithItsLeavesOrNothing) {
+  const std::string notThere = "? 9 Node Not Found : CDS access failed";
+  EXPECT_EQ(create("/M1/New", {"/Value", ":Units"}, {"5", "volts"}), "5");
+  EXPECT_EQ(create("/M1/Pump/", {"A/Value", "Value", ":Units"}, {"1", "7", "bar"}), "7");
+  EXPECT_EQ(value("/M1/Pump"), "7");
+  EXPECT_EQ(value("/M1/Pump/A"), "1");
+  EXPECT_EQ(create("", {"/Value"}, {"1"}), "? 8 Bad Path Syntax : No node path provided");
+  EXPECT_EQ(create("/", {"M9/Value"}, {"1"}), "? 16 Write Failed : CreateNode()");
+  EXPECT_EQ(create("//M9", {"/Value"}, {"1"}), "? 16 Write Failed : CreateNode()");
+  EXPECT_EQ(create("/M9", {"/Value", "/Other"}, {"1"}),
+            "? 14 Index Out of Range : Mismatched array sizes");
+  EXPECT_EQ(create("/M9", {}, {}), "? 17 No Paths Provided : No Paths provided");
+  const std::string children = "<n:basePath>/M9</n:basePath>" + pathsAndValues({"/Value"}, {"1"});
+  EXPECT_EQ(maintain("CreateNode", children, "nobody").status(), 401);
+  const std::string kept =
+      "<n:basePath>/M1/K</n:basePath>" + pathsAndValues({"/Value", "ept/Value"}, {"1", "1"});
+  EXPECT_EQ(maintain("CreateNode", kept).status(), 401);
+  EXPECT_EQ(value("/M9"), notThere);
+  EXPECT_EQ(value("/M1:Children").find("K"), std::string::npos);
+}
+
+TEST_F(Maintenance, RemovesWhatIsNamedAndNothingElse) {
+  const std::string failed = "? 9 Node Not Found : CDS Error removing node";
+  const std::string badPath = "? 8 Bad Path Syntax : CDS Error in supplied path";
+  EXPECT_EQ(remove("/M1/Va:Units"), "");
+  EXPECT_EQ(value("/M1/Va:Units"), "? 9 Node Not Found : CDS access failed");
+  EXPECT_EQ(value("/M1/Va"), "230.123");
+  const std::pair<const char*, std::string> kCases[] = {{"/", failed},
+                                                        {"/M1/", badPath},
+                                                        {"", badPath},
+                                                        {"//", badPath},
+                                                        {"/M1//Va", badPath},
+                                                        {"/M1/Va/..", badPath},
+                                                        {"/M1/Va:.Time", failed},
+                                                        {"/M1/List:PossibleValues[0]", failed},
+                                                        {"/M1/Va:", badPath},
+                                                        {"/M1/Va/Value", failed},
+                                                        {"/Nothing", failed}};
+  for (const auto& [path, expected] : kCases) EXPECT_EQ(remove(path), expected) << path;
+  EXPECT_EQ(maintain("RemoveNode", "<n:basePath>/M1</n:basePath>", "operator").status(), 401);
+  EXPECT_EQ(value("/M1/Va"), "230.123");
+  EXPECT_EQ(value("/M1/List:PossibleValues[0]"), "a");
+  EXPECT_EQ(remove("/M1"), "");
+  EXPECT_EQ(value("/M1/Va"), "? 9 Node Not Found : CDS access failed");
+}
+
+TEST_F(Maintenance, LeavesTheProtectedTreesAlone) {
+  const std::string refused = "? 15 Not Writable : Protected from maintenance";
+  const std::string settings = "/Software/System Settings/Supported Locales";
+  for (const std::string& path : Texts{"/Software", "/Software/Commands", "/Alarms", settings}) {
+    EXPECT_EQ(create(path + "/X", {"/Value"}, {"1"}), "? 16 Write Failed : CreateNode()") << path;
+    EXPECT_EQ(result("SetLeaf", "<n:path>" + path + "/X</n:path><n:value>1</n:value>"), refused);
+    EXPECT_EQ(value(path + "/X"), "? 9 Node Not Found : CDS access failed") << path;
+    EXPECT_NE(remove(path), "") << path;
+  }
+  EXPECT_EQ(create("/Softw", {"are/X/Value"}, {"1"}), refused);
+  EXPECT_EQ(create("/Software", {":Description"}, {"mine"}), refused);
+  EXPECT_EQ(result("SetLeaf", "<n:path>/:Description</n:path><n:value>1</n:value>"), refused);
+  EXPECT_NE(remove(settings + ":Value"), "");
+  EXPECT_EQ(value(settings), "en_US;de_DE;fr_FR");
+  EXPECT_EQ(create("/SoftwareX", {"/Value"}, {"1"}), "1");
+}
+
+TEST_F(Maintenance, ListsThePointsOfASubscription) {
+  const auto nodes = [this](const std::string& id) {
+    return elements(maintain("getSubscribedNodes", id).body(), "getSubscribedNodesResult");
+  };
+  const auto id = [](const std::string& text) {
+    return "<n:subscriptionId>" + text + "</n:subscriptionId>";
+  };
+  call("createSubscription",
+       id("s1") +
+           "<n:replyUri>http://127.0.0.1:9/</n:replyUri><n:leaseDuration>60"
+           "</n:leaseDuration><n:realTimeNodes><n:NodeSubscription><n:Path>/M1/Va</n:Path>"
+           "</n:NodeSubscription><n:NodeSubscription><n:Path>/M1/Count</n:Path>"
+           "</n:NodeSubscription></n:realTimeNodes>");
+  call("createSubscription", id("none") + "<n:replyUri>http://127.0.0.1:9/</n:replyUri>");
+  EXPECT_EQ(nodes(id("s1")), (Texts{"/M1/Count", "/M1/Va"}));
+  EXPECT_EQ(nodes(id("none")), Texts());
+  EXPECT_EQ(nodes(""), Texts{"? 28 No match for SubscriberId : No subscriptionId given"});
+  EXPECT_EQ(nodes(id("s2")), Texts{"? 28 No match for SubscriberId : s2"});
+  EXPECT_EQ(nodes(id("s1/RTNodes")), Texts{"? 28 No match for SubscriberId : s1/RTNodes"});
+  EXPECT_EQ(nodes(id("")), Texts{"? 28 No match for SubscriberId"});
+}
+
+// The fixture's view of the file system has no reboot that can be executed.
+TEST_F(Maintenance, ResetIsForThoseWithTheRightAndSaysWhyItFailed) {
+  EXPECT_EQ(maintain("Reset", "", "admin").status(), 401);
+  EXPECT_EQ(result("Reset", ""), "? System Reboot Failed: Permission denied");
+  toolkit::CCds cds;
+  std::vector<toolkit::CEventStream::Entry> entries;
+  toolkit::CEventStream(cds, toolkit::CEventStream::kEvents).read(0, entries);
+  ASSERT_EQ(entries.size(), 1U);
+  EXPECT_EQ(entries[0].event.message,
+            "Network Card Reset requested via web services by boss at 192.0.2.1");
+  EXPECT_EQ(entries[0].event.severity, 2);
+}
+
+TEST_F(Maintenance, RemovingWithoutAPathEndsTheService) {
+  EXPECT_FALSE(maintain("RemoveNode", "").complete);
+  EXPECT_NE(waitForEnd().status, 0);
+  EXPECT_NE(contentsOf(root() / "err").find("nst1__RemoveNode->basePath"), std::string::npos);
+}
+
+class Reset : public HandlerTest {
+ protected:
+  static std::string calls;
+};
+std::string Reset::calls;
+
+TEST_F(Reset, TriesAgainWithForce) {
+  import({leaf("/M1", "Value", CElement(1))});
+  calls.clear();
+  global_.execute = [](const char* path, char* const arguments[]) {
+    calls += path;
+    for (; *arguments != nullptr; ++arguments) calls += std::string(" ") + *arguments;
+    calls += '\n';
+    errno = EPERM;
+    return -1;
+  };
+  _nst1__ResetResponse response;
+  EXPECT_EQ(__nst1__Reset(ctx_, nullptr, &response), SOAP_OK);
+  EXPECT_EQ(*response.ResetResult, "? System Reboot Failed: Operation not permitted");
+  EXPECT_EQ(calls, "/sbin/reboot /sbin/reboot\n/sbin/reboot /sbin/reboot -f\n");
+}
+
+}  // namespace
