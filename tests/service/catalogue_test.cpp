@@ -1,0 +1,204 @@
+// Every operation of the schema has a case in catalogue/: a request and the reply to it, as the
+// bodies of their envelopes. Replies are compared as XML; the text "*" stands for any text.
+#include <boost/property_tree/xml_parser.hpp>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <sstream>
+
+#include "service_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Tree = boost::property_tree::ptree;
+
+const std::string kOldUri = "http://schemas.xmlsoap.org/soap/envelope/";
+const std::string kNewUri = "http://www.w3.org/2003/05/soap-envelope";
+
+std::vector<std::string> operations() {
+  static const std::regex kOperation("\nint (?:__)?n[a-z0-9]+__([A-Za-z]+)\\(");
+  const std::string schema = contentsOf(SCHEMA);
+  std::vector<std::string> names;
+  for (std::sregex_iterator i(schema.begin(), schema.end(), kOperation), end; i != end; ++i) {
+    names.push_back((*i)[1]);
+  }
+  return names;
+}
+
+std::string inEnvelope(const std::string& body, bool soap12) {
+  static const std::string kPrefixes =
+      " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\""
+      " xmlns:nsc1=\"http://tarnix.example/TarnixWS\""
+      " xmlns:nst1=\"http://tarnix.example/TarnixWSTest\""
+      " xmlns:nss1=\"http://tarnix.example/TarnixWSSubscriber\""
+      " xmlns:nsvk=\"http://tarnix.example/TarnixWSVK\""
+      " xmlns:nsc3=\"http://tarnix.example/TarnixWSC3\"";
+  return "<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"" + (soap12 ? kNewUri : kOldUri) + "\"" + kPrefixes +
+         "><SOAP-ENV:Body>" + body + "</SOAP-ENV:Body></SOAP-ENV:Envelope>";
+}
+
+using Prefixes = std::map<std::string, std::string>;
+
+std::string qualified(const std::string& name, const Prefixes& prefixes, bool isAttribute) {
+  const std::size_t colon = name.find(':');
+  const std::string prefix = colon == std::string::npos ? "" : name.substr(0, colon);
+  const auto found = prefixes.find(prefix);
+  const bool hasNone = found == prefixes.end() || (isAttribute && prefix.empty());
+  return (hasNone ? "" : "{" + found->second + "}") + name.substr(colon + 1);
+}
+
+// A line for each element: its depth, its name with its namespace, its attributes, its own text.
+void describe(const Tree& parent, const std::string& indent, const Prefixes& outer,
+              std::vector<std::string>& lines) {
+  for (const auto& [name, element] : parent) {
+    if (name == "<xmlattr>" || name == "<xmlcomment>") continue;
+    Prefixes prefixes = outer;
+    const Tree attributes = element.get_child("<xmlattr>", Tree());
+    for (const auto& [key, value] : attributes) {
+      if (key == "xmlns") prefixes[""] = value.data();
+      if (key.starts_with("xmlns:")) prefixes[key.substr(6)] = value.data();
+    }
+    std::string line = indent + qualified(name, prefixes, false);
+    for (const auto& [key, value] : attributes) {
+      if (!key.starts_with("xmlns")) {
+        line += " " + qualified(key, prefixes, true) + "='" + value.data() + "'";
+      }
+    }
+    const bool isLeaf = element.size() == element.count("<xmlattr>");
+    lines.push_back(line + (isLeaf ? "=" + element.data() : ""));
+    describe(element, indent + "  ", prefixes, lines);
+  }
+}
+
+std::vector<std::string> described(const std::string& xml) {
+  std::istringstream in(xml);
+  Tree tree;
+  try {
+    read_xml(in, tree, boost::property_tree::xml_parser::no_comments);
+  } catch (const std::exception& e) {
+    return {std::string("no XML: ") + e.what()};
+  }
+  std::vector<std::string> lines;
+  describe(tree, "", {}, lines);
+  return lines;
+}
+
+void expectSameXml(const std::string& reply, const std::string& expected) {
+  const auto lines = described(reply);
+  auto wanted = described(expected);
+  for (std::size_t i = 0; i < std::min(lines.size(), wanted.size()); ++i) {
+    const std::string stem = wanted[i].substr(0, wanted[i].size() - 1);
+    if (wanted[i].ends_with("=*") && lines[i].starts_with(stem) && lines[i] != stem) {
+      wanted[i] = lines[i];
+    }
+  }
+  EXPECT_EQ(lines, wanted) << reply;
+}
+
+class Catalogue : public ServiceTest, public testing::WithParamInterface<std::string> {
+ protected:
+  Catalogue() {
+    file_ = contentsOf(folder() / (GetParam() + ".xml"));
+    fs::create_directory(root() / "waves");
+    for (const char* extension : {".cfg", ".dat", ".hdr"}) {
+      fs::copy_file(fs::path(RECORDS_FOLDER) / (std::string("same-binary") + extension),
+                    root() / "waves" / (std::string("sag") + extension));
+    }
+    for (const char* log : {"alarms", "system", "deltas"}) {
+      devctl({"events", "append", root() / (std::string(log) + ".db")},
+             folder() / (std::string(log) + ".jsonl"));
+    }
+    devctl({"trends", "append", root() / "trends.db"}, folder() / "trends.json");
+  }
+
+  static fs::path folder() { return CATALOGUE; }
+  void devctl(const Texts& arguments, const fs::path& in) {
+    const Outcome outcome =
+        waitForProcess(startProcess(root(), DEVCTL, arguments,
+                                    [&] { static_cast<void>(freopen(in.c_str(), "r", stdin)); }),
+                       root());
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+  }
+
+  // The text of a section of the case, or of its attribute.
+  std::string section(const std::string& name) const {
+    const std::size_t end = file_.find("</" + name + ">");
+    const std::size_t tag = file_.find("<" + name);
+    if (end == std::string::npos || tag == std::string::npos) return {};
+    const std::size_t begin = file_.find('>', tag) + 1;
+    return file_.substr(begin, end - begin);
+  }
+  std::string attribute(const std::string& element, const std::string& name) const {
+    std::smatch match;
+    const std::regex pattern("<" + element + "[^>]* " + name + "=\"([^\"]*)\"");
+    return std::regex_search(file_, match, pattern) ? match[1].str() : std::string();
+  }
+  FastCgiReply send(const std::string& body, bool soap12 = false) const {
+    const std::string user = attribute("case", "user");
+    return post(inEnvelope(body, soap12), user.empty() ? "operator" : user);
+  }
+
+  // A new service on the data as they were in the beginning.
+  void begin() {
+    if (pid() > 0) stop(SIGTERM);
+    devctl({"store", "import", folder() / "model.json", "--replace"}, "/dev/null");
+    start({"-d", "-D", "1", "-a", root() / "alarms.db", "-s", root() / "system.db", "-h",
+           root() / "deltas.db", "-t", root() / "trends.db", "-w", root() / "waves"});
+    if (!section("before").empty()) {
+      ASSERT_EQ(send(section("before")).status(), 200);
+    }
+  }
+  void expectAnswer(const std::string& body, const std::string& name, bool soap12 = false) const {
+    const FastCgiReply reply = send(body, soap12);
+    const std::string status = attribute(name, "status");
+    EXPECT_EQ(reply.status(), status.empty() ? 200 : std::stoi(status));
+    expectSameXml(reply.body(), inEnvelope(section(name), soap12));
+  }
+
+ private:
+  std::string file_;
+};
+
+TEST_P(Catalogue, AnswersAsClientsKnowIt) {
+  const std::string request = section("sent");
+  const auto names = operations();
+  const bool soap12 = (std::find(names.begin(), names.end(), GetParam()) - names.begin()) % 4 == 1;
+  for (int version = 0; version <= (soap12 ? 1 : 0); ++version) {
+    begin();
+    expectAnswer(request, "reply", version == 1);
+  }
+
+  SCOPED_TRACE("with foreign elements");
+  begin();
+  const std::string foreign = "<f:foreign xmlns:f=\"urn:f\" a=\"b\">1<f:x/></f:foreign>";
+  expectAnswer(std::regex_replace(request, std::regex(">\\s+<"), ">" + foreign + "<"), "reply");
+
+  SCOPED_TRACE("of a wrong type, then absent");
+  begin();
+  std::istringstream typed(attribute("case", "typed"));
+  for (std::string name; typed >> name;) {
+    const std::regex element("(<(?:n:)?" + name + ">)[^<]*<");
+    ASSERT_TRUE(std::regex_search(request, element)) << name;
+    const FastCgiReply reply = send(std::regex_replace(request, element, "$1wrong<"));
+    EXPECT_EQ(reply.status(), 500) << name;
+    EXPECT_NE(reply.body().find("faultstring"), std::string::npos) << name << reply.body();
+  }
+  const std::string bare =
+      request.substr(0, request.find('>') + 1) + request.substr(request.rfind("</"));
+  if (attribute("absent", "ends").empty()) {
+    expectAnswer(bare, "absent");
+  } else {
+    EXPECT_FALSE(send(bare).complete);
+    EXPECT_NE(waitForEnd().err.find(attribute("absent", "ends")), std::string::npos);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Operation, Catalogue, testing::ValuesIn(operations()),
+                         [](const auto& parameter) { return parameter.param; });
+
+TEST(CatalogueFiles, AreThereForAllOperations) {
+  EXPECT_EQ(operations().size(), 36U);
+}
+
+}  // namespace
