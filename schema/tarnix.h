@@ -873,6 +873,44 @@ class _nst1__getSubscribedNodesResponse {
 
 // ---- Operations, in dispatch order --------------------------------------------------------------
 
+// What clients' tools are told of them.
+//gsoap nsc1 service method-documentation: getValue Reads one value or attribute, as a text.
+//gsoap nsc1 service method-documentation: getValues Reads many values.
+//gsoap nsc1 service method-documentation: getRelativeValues Reads many values below one path.
+//gsoap nsc1 service method-documentation: getArray Reads a list, such as a node's :Children.
+//gsoap nsc1 service method-documentation: getArrayRange Reads a part of a list.
+//gsoap nsc1 service method-documentation: getArraySize Reads the length of a list.
+//gsoap nsc1 service method-documentation: setValue Writes one value and answers what it is then; the option persist makes it durable.
+//gsoap nsc1 service method-documentation: setValues Writes values to paths, pair by pair.
+//gsoap nsc1 service method-documentation: getDefaultLocale Tells the language of the answers for a caller who names none.
+//gsoap nsc1 service method-documentation: getSupportedLocales Lists the languages that labels and texts come in.
+//gsoap nsc1 service method-documentation: createSubscription Makes or renews a subscription: changes, events and alarms are then sent to replyUri.
+//gsoap nsc1 service method-documentation: updateSubscriptionRealTimeNodes Adds points to a subscription and removes others.
+//gsoap nsc1 service method-documentation: cancelSubscription Ends a subscription.
+//gsoap nsc1 service method-documentation: acknowledgeAlarm Acknowledges, closes or annotates alarms; answers nothing but errors.
+//gsoap nst1 service method-documentation: CreateNode Makes a node with its leaves.
+//gsoap nst1 service method-documentation: SetLeaf Writes one leaf directly.
+//gsoap nst1 service method-documentation: SetLeaves Writes leaves directly, pair by pair.
+//gsoap nst1 service method-documentation: Reset Restarts the device.
+//gsoap nst1 service method-documentation: RemoveNode Removes a node with all that is below it.
+//gsoap nst1 service method-documentation: getSubscribedNodes Lists the points of a subscription.
+//gsoap nsvk service method-documentation: getMinAvgMaxValues Is not offered: the answer is a fault.
+//gsoap nsvk service method-documentation: getDeviceTree Lists the devices with type, name, quality and count of changes.
+//gsoap nsvk service method-documentation: findAttributeMatches Finds the nodes of which an attribute's value matches a regular expression.
+//gsoap nsvk service method-documentation: getLeafDescriptors Tells value, kind and time of the last change of many leaves.
+//gsoap nsvk service method-documentation: getLocalAndUtcTime Tells the device's clock and zone.
+//gsoap nsvk service method-documentation: whoAmI Tells who the caller is.
+//gsoap nsvk service method-documentation: getDeltaLog Reads the log of values that changed.
+//gsoap nsvk service method-documentation: getEventLog Reads the log of alarms and events, or of system events.
+//gsoap nsvk service method-documentation: getActiveAlarms Lists the alarms that are active now.
+//gsoap nsvk service method-documentation: getTrendPeriods Lists the periods of the interval trends.
+//gsoap nsvk service method-documentation: getDeviceTrendParams Lists the points of a device that have trends.
+//gsoap nsvk service method-documentation: getTrendData Reads trends: minimum, maximum, average and last value of each interval.
+//gsoap nsvk service method-documentation: getWaveformConfig Describes a waveform record and names its channels.
+//gsoap nsvk service method-documentation: getWaveformData Reads the samples of one channel of a waveform record.
+//gsoap nsc3 service method-documentation: sendDeviceCmd Gives a device a command and answers the handle of its result.
+//gsoap nsc3 service method-documentation: getDeviceCmdResult Tells what has become of a command.
+
 int __nsc1__getValue(_nsc1__getValue* nsc1__getValue,
                      _nsc1__getValueResponse* nsc1__getValueResponse);
 int __nsc1__getValues(_nsc1__getValues* nsc1__getValues,
