@@ -85,6 +85,7 @@ std::string shortened(const std::string& text) {
 std::vector<std::pair<CommandExecutor::Offer, std::string>> CommandExecutor::allOffers() {
   constexpr auto kBasic = Command::Kind::kBasic;
   std::vector<std::pair<Offer, std::string>> all;
+  all.reserve(kEnergyCounters.size() + 2 + kSetpointCommands.size() + kWaveformPoints.size());
   for (const char* counter : kEnergyCounters) {
     all.push_back({{kBasic, "ResetEnergy", "All", "Sets the energy counters to zero",
                     &CommandExecutor::resetEnergy},
