@@ -134,14 +134,18 @@ TEST_F(SimCommands, DoWhatTheySay) {
 TEST_F(SimCommands, AreRefusedForTheirState) {
   put("/Feeder1/Breaker", CElement(2));
   put(base_ + "/Password", CElement("77"));
-  put("/Feeder1/Branch1/ControlSource", CElement(false));
   queue(1, basic("Relay", "Close", 77));
   queue(2, basic("Relay", "Open", 78));
   queue(3, basic("Relay", "Open", 77), 118);
   queue(4, basic("Relay", "Open", 77), -200);
+  queue(5, basic("Relay", "Open", 77));
   EXPECT_TRUE(step() && step() && step() && step());
-  const char* words[] = {"Unable<", "password", "Timeout<", "Timeout<"};
-  for (int i = 0; i < 4; ++i)
+  put("/Feeder1/ControlSource", CElement(false));
+  EXPECT_TRUE(step());
+  const char* words[] = {"Unable</numericStatus><cmdStatus>The relay is in the state Tripped",
+                         "The password is wrong", "Timeout<", "Timeout<",
+                         "Unable</numericStatus><cmdStatus>The relay is under local control"};
+  for (int i = 0; i < 5; ++i)
     EXPECT_NE(result(i + 1).find(words[i]), std::string::npos) << result(i + 1);
   EXPECT_EQ(breaker(), "2");
 }
