@@ -18,7 +18,8 @@ using toolkit::CPath;
 namespace {
 
 constexpr double kLookSeconds = 0.2;
-constexpr double kAgeSeconds = 10;
+// What is not served but kept: the tree, and the results.
+constexpr double kKeepSeconds = 10;
 
 // Places of what is read of one command.
 enum { kDocument, kResult, kPassword };
@@ -59,11 +60,13 @@ CommandQueues::CommandQueues(toolkit::CCds& cds, Installation& installation)
 bool CommandQueues::step(timeval stamp) {
   if (!isDue(lookedAt_, stamp, kLookSeconds)) return good_;
   lookedAt_ = stamp;
-  isMade_ = isMade_ || makeCommandTree(cds_, executor_, stamp);
-  good_ = look(stamp) && isMade_;
-  if (!isDue(agedAt_, stamp, kAgeSeconds)) return good_;
-  agedAt_ = stamp;
-  good_ = ageResults(stamp) && good_;
+  good_ = look(stamp);
+  if (!isDue(keptAt_, stamp, kKeepSeconds)) return good_;
+  if (makeCommandTree(cds_, executor_, stamp) && ageResults(stamp)) {
+    keptAt_ = stamp;
+  } else {
+    good_ = false;
+  }
   return good_;
 }
 

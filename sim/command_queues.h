@@ -49,9 +49,8 @@ class CommandQueues {
   // The names in each device's queue of commands, and of results.
   ReadBatch commands_;
   ReadBatch results_;
-  bool isMade_ = false;
   std::optional<timeval> lookedAt_;
-  std::optional<timeval> agedAt_;
+  std::optional<timeval> keptAt_;
   bool good_ = true;
 };
 
