@@ -6,6 +6,7 @@
 
 #include "alarm.h"
 #include "device_nodes.h"
+#include "due.h"
 #include "system_events.h"
 #include "toolkit/leaf_batch.h"
 
@@ -20,12 +21,6 @@ constexpr double kLookSeconds = 1;
 constexpr double kRefreshSeconds = 10;
 // Told at one look. The stream of events keeps few more, and others tell too.
 constexpr std::size_t kMostAtOnce = 500;
-
-// A clock that was set back is no reason to wait.
-bool isDue(const std::optional<timeval>& last, timeval stamp, double seconds) {
-  const double age = last ? secondsBetween(*last, stamp) : seconds;
-  return age < 0 || age >= seconds;
-}
 
 bool isState(const CElement& value, const std::string& valueType, const std::string& labels) {
   const bool isNumber = value.type() == DATA_INTEGER || value.type() == DATA_ENUMERATED;

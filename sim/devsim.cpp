@@ -1,5 +1,6 @@
 // devsim: the simulated power meter. Moves the values of the store's devices, raises their
-// alarms, tells what changes and keeps logs of it until it is told to stop.
+// alarms, executes their commands, tells what changes and keeps logs of it until it is told to
+// stop.
 #include <csignal>
 #include <ctime>
 
@@ -11,6 +12,7 @@
 
 #include "alarm_engine.h"
 #include "backfill.h"
+#include "command_queues.h"
 #include "deltas.h"
 #include "installation.h"
 #include "recorder.h"
@@ -153,9 +155,11 @@ void simulate(toolkit::CCds& cds, sim::Installation& installation, Logs* logs,
   Beat beat(options.rate);
   sim::AlarmEngine alarms(cds, waveforms);
   sim::Deltas deltas(cds);
+  sim::CommandQueues commands(cds, installation);
   Complaint values("the store refuses the values");
   Complaint changes("the store refuses the alarms");
   Complaint tellings("the store refuses the deltas");
+  Complaint executions("the store refuses the commands");
   Complaint records("waveforms are not recorded");
   std::uint64_t ticks = 0;
   bool started = false;
@@ -165,6 +169,7 @@ void simulate(toolkit::CCds& cds, sim::Installation& installation, Logs* logs,
     const double seconds = options.speed / options.rate;
     const bool moved = installation.step(seconds, stamp);
     values.note(!moved, cds.last_error());
+    executions.note(!commands.step(stamp), cds.last_error());
     if (waveforms != nullptr && moved) waveforms->measure(installation.plant());
     changes.note(!alarms.step(seconds, stamp), cds.last_error());
     if (waveforms != nullptr) records.note(!waveforms->good(), waveforms->lastError());

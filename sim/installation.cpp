@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "toolkit/utils.h"
+#include "units.h"
 
 namespace sim {
 
@@ -69,15 +70,6 @@ constexpr std::array kSetpoints = {
     Setpoint{"DemandInterval", &Conditions::demandInterval},
     Setpoint{"PowerFactorTarget", &Conditions::powerFactorTarget},
 };
-constexpr double kLargestSetpoint = 1e6;
-
-// How many plain units one unit of the store is: "kilowatts" are 1000 watts.
-double scaleOf(const std::string& units) {
-  if (units.starts_with("kilo")) return 1e3;
-  if (units.starts_with("mega")) return 1e6;
-  if (units.starts_with("milli")) return 1e-3;
-  return units == "minutes" ? 60 : units == "hours" ? 3600 : 1;
-}
 
 std::optional<CElement> fetch(toolkit::CCds& cds, const std::string& path) {
   CPath leaf(path);
@@ -187,6 +179,12 @@ void Installation::linkParents() {
     }
     if (device.parent) device.depth = plant_.devices[*device.parent].depth + 1;
   }
+}
+
+void Installation::resetEnergy(std::size_t device) {
+  Reading& reading = plant_.devices[device].feeder.reading();
+  reading.activeEnergy = 0;
+  reading.reactiveEnergy = 0;
 }
 
 std::vector<std::string> Installation::devicePaths() const {

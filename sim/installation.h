@@ -8,6 +8,7 @@
 // made.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -19,6 +20,11 @@
 #include "toolkit/cds.h"
 
 namespace sim {
+
+// Of a setpoint without a Maximum.
+inline constexpr double kLargestSetpoint = 1e6;
+// Points of a device, those that it has, that resetEnergy() sets to zero.
+inline constexpr std::array kEnergyCounters = {"EnergyImported", "EnergyReactive"};
 
 class Installation {
  public:
@@ -33,6 +39,9 @@ class Installation {
   // Moves everything by so many seconds and writes it with this time stamp. False when the store
   // refused; the next step tries again.
   bool step(double seconds, timeval stamp);
+
+  // The device's energy counters go on from zero; the store has it after the next step.
+  void resetEnergy(std::size_t device);
 
   // What it moves, device by device.
   std::vector<MovedPoint> points() const;

@@ -20,8 +20,11 @@ constexpr std::size_t kTrigger = WaveformRecord::kTrigger;
 constexpr const char* kPhaseNames = "ABC";
 constexpr double kMostCounts = 32767;  // -32768 says that a sample is missing
 constexpr std::size_t kLongestField = 64;
-// What the rectifiers among the loads add to the current: order and share.
-constexpr std::array<std::pair<int, double>, 2> kHarmonics = {{{5, 0.04}, {7, 0.02}}};
+// Order and share of what the rectifiers among the loads add to the current, and of what that
+// leaves on the voltage.
+using Harmonics = std::array<std::pair<int, double>, 2>;
+constexpr Harmonics kCurrentHarmonics = {{{5, 0.04}, {7, 0.02}}};
+constexpr Harmonics kVoltageHarmonics = {{{5, 0.012}, {7, 0.006}}};
 
 using Samples = std::vector<double>;
 
@@ -44,27 +47,35 @@ double angleAt(std::size_t sample, std::size_t phase) {
                   static_cast<double>(phase) / 3);
 }
 
+// Of an effective value of 1: the harmonics are part of what was measured.
+double waveAt(double angle, const Harmonics& harmonics) {
+  double wave = std::sin(angle);
+  double square = 1;
+  for (const auto& [order, share] : harmonics) {
+    wave += share * std::sin(order * angle);
+    square += share * share;
+  }
+  return std::numbers::sqrt2 * wave / std::sqrt(square);
+}
+
+double voltageAt(const Moment& moment, std::size_t phase, std::size_t sample) {
+  return moment.voltage[phase] * waveAt(angleAt(sample, phase), kVoltageHarmonics);
+}
+
+double currentAt(const Moment& moment, std::size_t phase, std::size_t sample) {
+  const double lag = std::acos(std::clamp(moment.powerFactor, 0.0, 1.0));
+  return moment.current[phase] * waveAt(angleAt(sample, phase) - lag, kCurrentHarmonics);
+}
+
 Samples voltages(const VoltageFall& fall, std::size_t phase) {
   Samples samples(kSamples);
-  for (std::size_t i = 0; i < kSamples; ++i) {
-    samples[i] =
-        std::numbers::sqrt2 * momentAt(fall, i).voltage[phase] * std::sin(angleAt(i, phase));
-  }
+  for (std::size_t i = 0; i < kSamples; ++i) samples[i] = voltageAt(momentAt(fall, i), phase, i);
   return samples;
 }
 
-// The harmonics are part of the current that was measured.
 Samples currents(const VoltageFall& fall, std::size_t phase) {
-  double square = 1;
-  for (const auto& [order, share] : kHarmonics) square += share * share;
   Samples samples(kSamples);
-  for (std::size_t i = 0; i < kSamples; ++i) {
-    const Moment& moment = momentAt(fall, i);
-    const double angle = angleAt(i, phase) - std::acos(std::clamp(moment.powerFactor, 0.0, 1.0));
-    double wave = std::sin(angle);
-    for (const auto& [order, share] : kHarmonics) wave += share * std::sin(order * angle);
-    samples[i] = std::numbers::sqrt2 * moment.current[phase] * wave / std::sqrt(square);
-  }
+  for (std::size_t i = 0; i < kSamples; ++i) samples[i] = currentAt(momentAt(fall, i), phase, i);
   return samples;
 }
 
@@ -187,9 +198,28 @@ std::string headerOf(const VoltageFall& fall) {
 
 }  // namespace
 
+// A device without voltage measures no frequency, its supply has one.
+Moment momentOf(const Plant& plant, std::size_t device) {
+  const Reading& reading = plant.devices[device].feeder.reading();
+  return {reading.voltage, reading.current, reading.powerFactor, plant.grid().frequency(),
+          plant.devices[device].conditions.closed};
+}
+
 WaveformRecord recordOf(const VoltageFall& fall) {
   const std::array<Channel, 6> channels = channelsOf(fall);
   return {configurationOf(fall, channels), dataOf(fall, channels), headerOf(fall)};
+}
+
+std::vector<double> voltageCycle(const Moment& moment, std::size_t phase) {
+  Samples samples(WaveformRecord::kSamplesACycle);
+  for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = voltageAt(moment, phase, i);
+  return samples;
+}
+
+std::vector<double> currentCycle(const Moment& moment, std::size_t phase) {
+  Samples samples(WaveformRecord::kSamplesACycle);
+  for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = currentAt(moment, phase, i);
+  return samples;
 }
 
 }  // namespace sim

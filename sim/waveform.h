@@ -5,8 +5,9 @@
 #include <sys/time.h>
 
 #include <string>
+#include <vector>
 
-#include "feeder.h"
+#include "plant.h"
 
 namespace sim {
 
@@ -18,6 +19,8 @@ struct Moment {
   double frequency = 0;
   bool closed = true;
 };
+
+Moment momentOf(const Plant& plant, std::size_t device);
 
 struct VoltageFall {
   std::string station;  // the device, for readers
@@ -42,5 +45,10 @@ struct WaveformRecord {
 };
 
 WaveformRecord recordOf(const VoltageFall& fall);
+
+// One cycle of what a record has, kSamplesACycle samples from the zero on at which the voltage of
+// the first phase rises.
+std::vector<double> voltageCycle(const Moment& moment, std::size_t phase);
+std::vector<double> currentCycle(const Moment& moment, std::size_t phase);
 
 }  // namespace sim

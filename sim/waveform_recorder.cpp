@@ -29,10 +29,7 @@ WaveformRecorder::WaveformRecorder(toolkit::CCds& cds, WaveformFolder folder,
 
 void WaveformRecorder::measure(const Plant& plant) {
   for (std::size_t i = 0; i < devices_.size(); ++i) {
-    const Reading& reading = plant.devices[i].feeder.reading();
-    // A device without voltage measures no frequency, its supply has one.
-    devices_[i].now = {reading.voltage, reading.current, reading.powerFactor,
-                       plant.grid().frequency(), plant.devices[i].conditions.closed};
+    devices_[i].now = momentOf(plant, i);
     if (!measured_) devices_[i].before = devices_[i].now;
   }
   measured_ = true;
