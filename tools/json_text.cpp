@@ -19,11 +19,20 @@ std::string withoutPrefix(const std::string& message) {
   return end == std::string::npos ? message : message.substr(end + 2);
 }
 
+// "parse error at line 3, column 5", as the reader says it of all faults but a number too large.
+std::string placeOf(std::string_view read) {
+  const auto line = 1 + std::count(read.begin(), read.end(), '\n');
+  const std::size_t column = read.size() - (read.rfind('\n') + 1);
+  return "parse error at line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
 // Looks through a text for what the reader accepts and nobody means: a name given twice, of which
 // only the last would count, and bottomless nesting. A pass of its own: the reader's callback costs
 // the square of an object's members.
 class ShapeGuard : public json::json_sax_t {
  public:
+  explicit ShapeGuard(std::string_view text) : text_(text) {}
+
   bool null() override { return true; }
   bool boolean(bool /*value*/) override { return true; }
   bool number_integer(number_integer_t /*value*/) override { return true; }
@@ -43,9 +52,12 @@ class ShapeGuard : public json::json_sax_t {
     return problem_.empty();
   }
 
-  bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
+  bool parse_error(std::size_t position, const std::string& /*token*/,
                    const nlohmann::detail::exception& error) override {
     problem_ = withoutPrefix(error.what());
+    if (dynamic_cast<const json::parse_error*>(&error) == nullptr) {
+      problem_ = placeOf(text_.substr(0, position)) + ": " + problem_;
+    }
     return false;
   }
 
@@ -77,6 +89,7 @@ class ShapeGuard : public json::json_sax_t {
     return text;
   }
 
+  std::string_view text_;
   std::vector<Level> levels_;
   std::string problem_;
 };
@@ -88,7 +101,7 @@ std::string inQuotes(const std::string& text) {
 }
 
 std::string parse(std::string_view text, json& document) {
-  ShapeGuard guard;
+  ShapeGuard guard(text);
   if (!json::sax_parse(text, &guard)) return guard.problem();
   document = json::parse(text);
   return {};

@@ -17,6 +17,7 @@ std::string errorOf(const std::string& text) {
 TEST(ModelFile, FaultsNameThePlace) {
   const std::pair<const char*, std::vector<const char*>> kCases[] = {
       {"{\"nodes\": {\n\"/A\": {\"Value\": 1,}\n}}", {"line 2"}},
+      {"{\"nodes\":\n\n1e999", {"line 3, column 5", "1e999"}},
       {"{\"nodes\": {\"/A\": {\"Value\": \"\xC3\x28\"}}}", {"line 1", "UTF-8"}},
       {R"({"nodes": {"/A": {"Value": 1, "Value": 2}}})", {"\"/A\"", "\"Value\"", "twice"}},
       {R"({"nodes": {"/A": {"Value": [[[[[[[[[[1]]]]]]]]]]}}})", {"\"/A\"", "deeply"}},
