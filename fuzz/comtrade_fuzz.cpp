@@ -1,22 +1,14 @@
 // Fuzzes the reader of waveform records with a combined file (.cff), whose sections go the same way
 // as files of their own, and with the same bytes as a URL.
 #include <boost/locale/utf.hpp>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 
+#include "support.h"
 #include "toolkit/comtrade.h"
 
 namespace {
 
 using namespace toolkit;
-namespace fs = std::filesystem;
-
-void require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
-}
 
 void requireUtf8(const std::string& text) {
   using Utf8 = boost::locale::utf::utf_traits<char>;
@@ -25,27 +17,6 @@ void requireUtf8(const std::string& text) {
     require(point != boost::locale::utf::illegal && point != boost::locale::utf::incomplete);
   }
 }
-
-// A file that is written anew for each input.
-class Scratch {
- public:
-  Scratch() {
-    std::string pattern = fs::temp_directory_path() / "comtrade-fuzz.XXXXXX";
-    require(mkdtemp(pattern.data()) != nullptr);
-    folder_ = pattern;
-  }
-  ~Scratch() { fs::remove_all(folder_); }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-
-  std::string put(const std::string& bytes) const {
-    std::ofstream(folder_ / "record.cff", std::ios::binary) << bytes;
-    return folder_ / "record.cff";
-  }
-
- private:
-  fs::path folder_;
-};
 
 void readSamples(CComtradeView& view, const CWaveConfigData& config) {
   CWaveSampleData all;
@@ -102,7 +73,9 @@ void parseUrl(const std::string& url) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Scratch scratch;
   const std::string bytes(data, data + size);
-  readRecord(scratch.put(bytes));
+  const std::string path = scratch.folder() / "record.cff";
+  std::ofstream(path, std::ios::binary) << bytes;
+  readRecord(path);
   parseUrl(bytes);
   return 0;
 }
