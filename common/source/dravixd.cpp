@@ -3,13 +3,12 @@
 #include <cstdlib>
 #include <memory>
 
-#include "TarnixH.h"
 #include "backTrace.h"
 #include "command_line.h"
+#include "engine.h"
 #include "global_data.h"
 #include "locales.h"
 #include "process.h"
-#include "request_limits.h"
 #include "request_loop.h"
 
 namespace {
@@ -19,32 +18,6 @@ constexpr const char* kConnectionsPath = "/Software/Data Servers/Connections/BAC
 constexpr int kLogLevel = 1;
 constexpr int kWatchdogSeconds = 90;
 constexpr int kWatchdogAction = 1;
-
-struct EngineDeleter {
-  void operator()(struct soap* ctx) const {
-    soap_delete(ctx, nullptr);
-    soap_end(ctx);
-    soap_free(ctx);
-  }
-};
-using Engine = std::unique_ptr<struct soap, EngineDeleter>;
-
-// Text is UTF-8 in and out, whatever the process's locale; the values of a reply share no data, so
-// the engine need not look for shared ones.
-Engine createEngine(global_data_t& global) {
-  Engine engine(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE));
-  soap_set_namespaces(engine.get(), namespaces);
-  engine->user = &global;
-  engine->maxlevel = limits::kMaxDepth + 1;
-  engine->maxoccurs = limits::kMaxElements;
-  engine->maxlength = limits::kMaxBodyBytes;
-  return engine;
-}
-
-void enableLocaleModes(struct soap* ctx) {
-  soap_set_imode(ctx, SOAP_C_MBSTRING | SOAP_IO_KEEPALIVE);
-  soap_set_omode(ctx, SOAP_IO_KEEPALIVE);
-}
 
 // A device whose configuration is locked says so in the store.
 void applyReadOnlySwitch(toolkit::CCds& cds) {

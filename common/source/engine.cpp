@@ -1,0 +1,26 @@
+#include "engine.h"
+
+#include "request_limits.h"
+
+void EngineDeleter::operator()(struct soap* ctx) const {
+  soap_delete(ctx, nullptr);
+  soap_end(ctx);
+  soap_free(ctx);
+}
+
+// Text is UTF-8 in and out, whatever the process's locale; the values of a reply share no data, so
+// the engine need not look for shared ones.
+Engine createEngine(global_data_t& global) {
+  Engine engine(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE));
+  soap_set_namespaces(engine.get(), namespaces);
+  engine->user = &global;
+  engine->maxlevel = limits::kMaxDepth + 1;
+  engine->maxoccurs = limits::kMaxElements;
+  engine->maxlength = limits::kMaxBodyBytes;
+  return engine;
+}
+
+void enableLocaleModes(struct soap* ctx) {
+  soap_set_imode(ctx, SOAP_C_MBSTRING | SOAP_IO_KEEPALIVE);
+  soap_set_omode(ctx, SOAP_IO_KEEPALIVE);
+}
