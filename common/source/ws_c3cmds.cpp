@@ -4,9 +4,9 @@
 #include <cassert>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <sstream>
 
+#include "engine.h"
 #include "error_strings.h"
 #include "global_data.h"
 #include "service_options.h"
@@ -22,16 +22,6 @@ namespace {
 
 constexpr const char* kNoSupport = "No command support for this type";
 constexpr const char* kUnreadable = "Could not deserialize results from device handler";
-
-// A context for a document that is none of the request's own.
-struct EndContext {
-  void operator()(struct soap* ctx) const {
-    soap_destroy(ctx);
-    soap_end(ctx);
-    soap_free(ctx);
-  }
-};
-using PrivateContext = std::unique_ptr<struct soap, EndContext>;
 
 std::string commandsOf(const std::string* devPath) {
   std::string name;
@@ -153,7 +143,7 @@ class Queuing {
 
  private:
   static bool write(const nsc3__sendCmd_s& cmd, std::string& document) {
-    const PrivateContext ctx(soap_new1(SOAP_XML_GRAPH));
+    const Engine ctx(soap_new1(SOAP_XML_GRAPH));
     std::ostringstream stream;
     ctx->os = &stream;
     cmd.soap_serialize(ctx.get());
@@ -216,7 +206,7 @@ std::string describe(const nsc3__cmdResult_s& results) {
 // False when the document is none, or the answer to another command.
 bool readDocument(struct soap* ctx, const std::string& document, int cmdHandle,
                   nsc3__getDeviceCmdResultResponse& response) {
-  const PrivateContext reader(soap_new1(SOAP_ENC_PLAIN));
+  const Engine reader(soap_new1(SOAP_ENC_PLAIN));
   std::istringstream stream(document);
   reader->is = &stream;
   nsc3__getDeviceCmdResultResponse read;
