@@ -37,7 +37,8 @@ TEST_F(Connections, AreFoundByAddressAndPublished) {
   EXPECT_EQ(text(cds_, node + "/Address"), "192.0.2.1");
   EXPECT_EQ(text(cds_, node + "/HostName"), "host");
   EXPECT_EQ(text(cds_, node + "/User"), "admin");
-  EXPECT_EQ(text(cds_, "/Table:Children"), std::to_string(add("192.0.2.1"))) << "no address twice";
+  const std::uint32_t next = add("192.0.2.1");
+  EXPECT_EQ(text(cds_, "/Table:Children"), std::to_string(next)) << "no address twice";
   table_.RemoveAllConnxns();
   EXPECT_EQ(text(cds_, "/Table:Children"), "status 2");
 }
