@@ -46,18 +46,6 @@ TEST_F(BadInput, IsAnsweredWithAFault) {
               "larger than 1 MiB");
 }
 
-TEST_F(BadInput, AbsentAndForeignElementsAreNoError) {
-  EXPECT_NE(post(envelope("getValue", "")).body().find("? 8 Bad Path Syntax : No Path provided"),
-            std::string::npos);
-  EXPECT_EQ(elements(call("getValue",
-                          "<x>1</x><n:y a='b'><n:path>/no</n:path></n:y>"
-                          "<n:options xmlns:i='http://www.w3.org/2001/"
-                          "XMLSchema-instance' i:nil='true'/>"
-                          "<n:path>/M1/Count</n:path>"),
-                     "getValueResult"),
-            std::vector<std::string>{"42"});
-}
-
 TEST_F(BadInput, EachRequestIsAnsweredInItsOwnSoapVersion) {
   const std::string first = envelope("getDefaultLocale", "");
   const std::string second = inSoap12(first);

@@ -96,25 +96,4 @@ TEST_F(DeviceData, TheClockFollowsTheZone) {
   }
 }
 
-TEST_F(DeviceData, AbsentElementsAreNoError) {
-  start();
-  const std::tuple<const char*, std::string, Texts> kCases[] = {
-      {"getDeviceTree", "devPath", {"/", "/M1", "/S", "/ST"}},
-      {"getLeafDescriptors", "result", {"? 17 No Paths Provided : No paths provided"}},
-      {"findAttributeMatches", "result", {""}},
-      {"getLocalAndUtcTime", "result", {""}},
-      {"whoAmI", "result", {"operator"}},
-      {"getMinAvgMaxValues", "faultcode", {"SOAP-ENV:Server"}}};
-  for (const auto& [operation, name, expected] : kCases) {
-    EXPECT_EQ(elements(ask(operation, ""), name), expected) << operation;
-    EXPECT_EQ(elements(ask(operation,
-                           "<options xmlns:i='http://www.w3.org/2001/XMLSchema-instance' "
-                           "i:nil='true'/><startingPath/><other/>"),
-                       name),
-              expected)
-        << operation;
-  }
-  EXPECT_EQ(elements(ask("whoAmI", "", ""), "result"), Texts{""});
-}
-
 }  // namespace

@@ -1,6 +1,4 @@
 // Which locale a request is answered in, and the locale operations.
-#include <algorithm>
-
 #include "service_fixture.h"
 
 namespace {
@@ -44,13 +42,6 @@ TEST_F(Locales, HttpsIsTheExactWordAndHostsHaveNames) {
   const std::string table = "/Software/Data Servers/Connections/BACnet WebServices";
   EXPECT_EQ(value(table + "/2/HostName"), "localhost");
   EXPECT_EQ(value(table + "/3/HostName"), "2001:db8::1");
-}
-
-TEST_F(Locales, ListsWhatIsSupported) {
-  EXPECT_EQ(elements(call("getDefaultLocale", ""), "getDefaultLocaleResult"), Texts{"en-US"});
-  Texts names = elements(call("getSupportedLocales", "<n:options>locale=xx</n:options>"), "string");
-  std::sort(names.begin(), names.end());
-  EXPECT_EQ(names, (Texts{"de-DE", "en-US", "fr-FR"}));
 }
 
 }  // namespace

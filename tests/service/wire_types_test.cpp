@@ -77,64 +77,6 @@ TEST_F(WireTypes, ATextIsAlwaysOneThatXmlCanCarry) {
   }
 }
 
-TEST_F(WireTypes, AbsentMembersAreNilOrLeftOut) {
-  _nsc1__getValueResponse reply;
-  EXPECT_NE(written(reply, "nsc1:getValueResponse").find("<nsc1:getValueResult xsi:nil=\"true\"/>"),
-            std::string::npos);
-  _nsc1__getSupportedLocalesResponse locales;
-  EXPECT_EQ(written(locales, "nsc1:getSupportedLocalesResponse").find("Result"), std::string::npos);
-  _nsc1__cancelSubscriptionResponse cancelled;
-  const std::string empty = written(cancelled, "nsc1:cancelSubscriptionResponse");
-  EXPECT_EQ(empty.find("<nsc1:"), empty.rfind("<nsc1:")) << empty;
-}
-
-// The elements inside an object, in order.
-std::string childrenOf(const std::string& xml) {
-  std::string names;
-  for (std::size_t at = xml.find('<', xml.find("<x") + 1); at != std::string::npos;
-       at = xml.find('<', at + 1)) {
-    if (xml[at + 1] != '/') {
-      names += (names.empty() ? "" : " ") +
-               xml.substr(at + 1, xml.find_first_of(" />", at + 1) - at - 1);
-    }
-  }
-  return names;
-}
-
-TEST_F(WireTypes, RecordsHaveTheChildrenThatClientsKnow) {
-  const auto expect = [this](auto object, const std::string& names) {
-    EXPECT_EQ(childrenOf(written(object, "x")), names);
-  };
-  expect(nsvk__logRetrieveRequest(),
-         "options rqstType startTime endTime nMaxToReturn bLatestEvents bReverseOrder "
-         "bTrimIncomplete path");
-  expect(nsvk__getTrendDataRequest(),
-         "options devicePath startTime endTime nMaxToReturn startingOffset ascendingOrder");
-  expect(nsvk__getWaveDataRequest(), "options url channel");
-  expect(nsvk__getMinAvgMaxValuesResponse(), "result startTime endTime");
-  expect(nsvk__MinAvgMaxValue(),
-         "result path numValues avgValue minValue minTime maxValue maxTime ratePeriod");
-  expect(nsvk__getWaveConfigResponse(),
-         "result stationID deviceID eventDescr triggerChannel samplingRate numberSamples startTime "
-         "triggerTime triggerIndex");
-  expect(stPeriodProperties(), "period max-entries");
-  expect(stParamProperties(), "path type hasMin hasMax hasAvg hasActual");
-
-  nsvk__getTrendDataResponse trends;
-  trends.data.params.paramPaths = {"/P"};
-  trends.data.samples.resize(1);
-  trends.data.samples[0].data.resize(1);
-  expect(trends,
-         "result data params devicePath paramPaths samples period timestamp percent-valid data min "
-         "max avg actual minValid maxValid avgValid actualValid");
-  nss1__AlarmUpdate alarm;
-  nsvk__getActiveAlarmsResponse alarms;
-  alarms.alarms = {&alarm};
-  expect(alarms,
-         "result numTrimmedEvents alarms nss1:EventId nss1:SequenceIndex nss1:EventType nss1:Time "
-         "nss1:AckStatus nss1:AutoClosing nss1:ConditionPresent nss1:VariationLevel");
-}
-
 TEST_F(WireTypes, NumbersAreTheShortestTextThatReadsBack) {
   const std::pair<double, const char*> kCases[] = {
       {0.9, "0.9"},      {-0.0, "-0"},        {0.1 + 0.2, "0.30000000000000004"},
