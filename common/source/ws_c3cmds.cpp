@@ -143,7 +143,7 @@ class Queuing {
 
  private:
   static bool write(const nsc3__sendCmd_s& cmd, std::string& document) {
-    const Engine ctx(soap_new1(SOAP_XML_GRAPH));
+    const Engine ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_GRAPH));
     std::ostringstream stream;
     ctx->os = &stream;
     cmd.soap_serialize(ctx.get());
@@ -206,7 +206,7 @@ std::string describe(const nsc3__cmdResult_s& results) {
 // False when the document is none, or the answer to another command.
 bool readDocument(struct soap* ctx, const std::string& document, int cmdHandle,
                   nsc3__getDeviceCmdResultResponse& response) {
-  const Engine reader(soap_new1(SOAP_ENC_PLAIN));
+  const Engine reader(soap_new1(SOAP_C_UTFSTRING | SOAP_ENC_PLAIN));
   std::istringstream stream(document);
   reader->is = &stream;
   nsc3__getDeviceCmdResultResponse read;

@@ -15,7 +15,7 @@ class Commands : public HandlerTest {
     import({leaf("/Software/Commands/nextCommandID", "Value", CElement(7)),
             leaf(kBase + "/WsdlVersion", "Value", CElement(2)),
             leaf(kBase + "/inpQueue/maxCount", "Value", CElement(2)),
-            leaf(kBase + "/cmdList/cmdLine/test all", "Value", CElement(true)),
+            leaf(kBase + "/cmdList/cmdLine/prüfe alles", "Value", CElement(true)),
             leaf(kBase + "/cmdList/cmdBasic/Relay/Open", "Value", CElement(true)),
             leaf(kBase + "/cmdList/cmdIval/Tap/Up", "Value", CElement(true)),
             leaf(kBase + "/cmdList/cmdText/Label/A", "Value", CElement(true)),
@@ -58,7 +58,7 @@ class Commands : public HandlerTest {
         CElement(document));
   }
 
-  std::string words_ = "test all";
+  std::string words_ = "prüfe alles";
   nsc3__simpleCmd relay_;
   nsc3__setValueCmd tap_;
   nsc3__setTextCmd label_;
@@ -78,9 +78,12 @@ TEST_F(Commands, AreQueuedAsDocumentsUnderHandlesThatSurviveARestart) {
   EXPECT_EQ(queued.cmd.cmdIval->name + queued.cmd.cmdIval->param, "TapUp");
   EXPECT_EQ(queued.cmd.cmdIval->iValue, -3);
 
+  EXPECT_EQ(send("/Bay/M1", &line_), "");
+  EXPECT_NE(text(global_.cdsApi, kBase + "/inpQueue/8/Value").find(">prüfe alles<"),
+            std::string::npos);
   std::filesystem::remove_all(folder() / "run");
   toolkit::CCds restarted;
-  EXPECT_EQ(text(restarted, "/Software/Commands/nextCommandID"), "8");
+  EXPECT_EQ(text(restarted, "/Software/Commands/nextCommandID"), "9");
 }
 
 TEST_F(Commands, OfKindsThatTheDeviceListsAreTaken) {
@@ -139,7 +142,7 @@ std::string document(int handle, const std::string& results) {
 }
 
 TEST_F(Commands, ComeBackWithWhatTheDeviceWrote) {
-  answer(1, document(1, "<resText>12 &lt; 13</resText>"));
+  answer(1, document(1, "<resText>Zähler &lt; 13 漢</resText>"));
   answer(2, document(2,
                      "<resHarms><cdsName>/Bay/M1/Va</cdsName><timeSample>5</timeSample>"
                      "<hData><frequency>50</frequency><magnitude>230.5</magnitude></hData>"
@@ -151,7 +154,7 @@ TEST_F(Commands, ComeBackWithWhatTheDeviceWrote) {
     EXPECT_EQ(words.cmdHandle, 1);
     EXPECT_EQ(words.numericStatus, nsc3__cmdNumStatus__cmdSuccess);
     ASSERT_EQ(words.cmdResults.__union_cmdResultUnion, 1);
-    EXPECT_EQ(*words.cmdResults.result.resText, "12 < 13");
+    EXPECT_EQ(*words.cmdResults.result.resText, "Zähler < 13 漢");
   }
   const auto harmonics = fetch("/Bay/M1", 2);
   ASSERT_EQ(harmonics.cmdResults.__union_cmdResultUnion, 2);
