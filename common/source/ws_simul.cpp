@@ -218,7 +218,7 @@ int __nst1__getSubscribedNodes(struct soap* ctx, _nst1__getSubscribedNodes* requ
   std::string nodes;
   GetSubscrptBasePath(in.subscriptionId, nodes);
   nodes += "/RTNodes";
-  if (!isSubscriptionId(*in.subscriptionId) || !globalData(ctx)->cdsApi.node_exists(nodes)) {
+  if (!globalData(ctx)->cdsApi.node_exists(nodes)) {
     BnwsErrMsg(WS_NO_SUCH_SUBSCRIPTION, in.subscriptionId->c_str(), results.emplace_back());
     return SOAP_OK;
   }

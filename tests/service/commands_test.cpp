@@ -123,7 +123,12 @@ TEST_F(Commands, FindNoQueueOrAFullOne) {
   EXPECT_EQ(send("/Bay/M1", &basic_), "? 9 Node Not Found");
   remove(global_.cdsApi, kBase + "/inpQueue/7");
   remove(global_.cdsApi, kBase + "/inpQueue/8");
-  remove(global_.cdsApi, "/Software/Commands/nextCommandID");
+  remove(global_.cdsApi, kBase + "/inpQueue/maxCount");
+  EXPECT_EQ(send("/Bay/M1", &basic_), "? 9 Node Not Found");
+  EXPECT_EQ(text(global_.cdsApi, "/Software/Commands/nextCommandID"), "9");
+  import({leaf(kBase + "/inpQueue/maxCount", "Value", CElement(2)),
+          leaf(kBase + "/WsdlVersion", "Value", CElement(2)),
+          leaf(kBase + "/cmdList/cmdBasic/Relay/Open", "Value", CElement(true))});
   EXPECT_EQ(send("/Bay/M1", &basic_), "? 9 Node Not Found");
 }
 

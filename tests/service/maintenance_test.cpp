@@ -57,6 +57,7 @@ TEST_F(Maintenance, MakesANodeWithItsLeavesOrNothing) {
   EXPECT_EQ(create("/M1/Pump/", {"A/Value", "Value", ":Units"}, {"1", "7", "bar"}), "7");
   EXPECT_EQ(value("/M1/Pump"), "7");
   EXPECT_EQ(value("/M1/Pump/A"), "1");
+  EXPECT_EQ(create("/M1/Fan:", {"Value"}, {"8"}), "8");
   EXPECT_EQ(create("", {"/Value"}, {"1"}), "? 8 Bad Path Syntax : No node path provided");
   EXPECT_EQ(create("/", {"M9/Value"}, {"1"}), "? 16 Write Failed : CreateNode()");
   EXPECT_EQ(create("//M9", {"/Value"}, {"1"}), "? 16 Write Failed : CreateNode()");
@@ -116,7 +117,9 @@ TEST_F(Maintenance, LeavesTheProtectedTreesAlone) {
 
 TEST_F(Maintenance, ListsThePointsOfASubscription) {
   const auto nodes = [this](const std::string& id) {
-    return elements(maintain("getSubscribedNodes", id).body(), "getSubscribedNodesResult");
+    const FastCgiReply reply = maintain("getSubscribedNodes", id);
+    EXPECT_EQ(reply.status(), 200) << id;
+    return elements(reply.body(), "getSubscribedNodesResult");
   };
   const auto id = [](const std::string& text) {
     return "<n:subscriptionId>" + text + "</n:subscriptionId>";
