@@ -66,9 +66,12 @@ TEST_F(Maintenance, MakesANodeWithItsLeavesOrNothing) {
   EXPECT_EQ(create("/M9", {}, {}), "? 17 No Paths Provided : No Paths provided");
   const std::string children = "<n:basePath>/M9</n:basePath>" + pathsAndValues({"/Value"}, {"1"});
   EXPECT_EQ(maintain("CreateNode", children, "nobody").status(), 401);
-  const std::string kept =
-      "<n:basePath>/M1/K</n:basePath>" + pathsAndValues({"/Value", "ept/Value"}, {"1", "1"});
-  EXPECT_EQ(maintain("CreateNode", kept).status(), 401);
+  const std::pair<const char*, Texts> kKept[] = {{"/M1/K", {"/Value", "ept/Value"}},
+                                                 {"/M1/Kept", {"X/Value", "Y/Value"}}};
+  for (const auto& [base, names] : kKept) {
+    const std::string node = "<n:basePath>" + std::string(base) + "</n:basePath>";
+    EXPECT_EQ(maintain("CreateNode", node + pathsAndValues(names, {"1", "1"})).status(), 401);
+  }
   EXPECT_EQ(value("/M9"), notThere);
   EXPECT_EQ(value("/M1:Children").find("K"), std::string::npos);
 }
