@@ -8,6 +8,7 @@
 #include "command_documents.h"
 #include "command_tree.h"
 #include "due.h"
+#include "toolkit/commands.h"
 #include "toolkit/leaf_batch.h"
 
 namespace sim {
@@ -51,7 +52,7 @@ bool isDone(int result, api_status_t status) {
 CommandQueues::CommandQueues(toolkit::CCds& cds, Installation& installation)
     : cds_(cds), executor_(cds, installation) {
   for (const std::string& device : executor_.devices()) {
-    bases_.push_back(commandsOf(device));
+    bases_.push_back(toolkit::commandsOf(device));
     commands_.add(bases_.back() + "/inpQueue:Children");
     results_.add(bases_.back() + "/outQueue:Children");
   }

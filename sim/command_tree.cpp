@@ -43,7 +43,7 @@ bool collect(const CommandExecutor& executor, std::vector<Leaf>& leaves) {
   for (std::size_t device = 0; device < executor.devices().size(); ++device) {
     const auto offers = executor.offers(device);
     if (!offers) return false;
-    const std::string base = commandsOf(executor.devices()[device]);
+    const std::string base = toolkit::commandsOf(executor.devices()[device]);
     leaves.push_back({base + "/WsdlVersion/Value", CElement(kCommandVersion)});
     leaves.push_back({base + "/inpQueue/maxCount/Value", CElement(kMaxCount)});
     leaves.push_back({base + "/outQueue:Description", CElement("Results of commands")});
@@ -57,12 +57,6 @@ bool collect(const CommandExecutor& executor, std::vector<Leaf>& leaves) {
 }
 
 }  // namespace
-
-std::string commandsOf(const std::string& device) {
-  std::string name;
-  CPath::PathToNodeName(device, name);
-  return toolkit::kCommandsPath + ("/" + name);
-}
 
 bool makeCommandTree(toolkit::CCds& cds, const CommandExecutor& executor, timeval stamp) {
   std::vector<Leaf> leaves;

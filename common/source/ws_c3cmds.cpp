@@ -23,12 +23,6 @@ namespace {
 constexpr const char* kNoSupport = "No command support for this type";
 constexpr const char* kUnreadable = "Could not deserialize results from device handler";
 
-std::string commandsOf(const std::string* devPath) {
-  std::string name;
-  CPath::PathToNodeName(textOf(devPath), name);
-  return toolkit::kCommandsPath + ("/" + name);
-}
-
 bool fetch(_global_data_t* glptr, const std::string& path, CElement& element) {
   api_status_t status = API_NONE;
   element_property_t source = ELEMENT_NORMAL;
@@ -52,7 +46,7 @@ class Queuing {
       : glptr_(glptr),
         opts_(opts),
         device_(textOf(devPath)),
-        base_(commandsOf(devPath)),
+        base_(toolkit::commandsOf(device_)),
         result_(result) {}
 
   bool checkVersion(int wanted) {
@@ -257,7 +251,7 @@ int nsc3__getDeviceCmdResult(struct soap* ctx, std::string* options, std::string
     return fail(nsc3__cmdNumStatus__cmdFailInvalid, WS_PATH_SYNTAX);
   }
   response.cmdHandle = cmdHandle;
-  const std::string path = commandsOf(devPath) + "/outQueue/" + std::to_string(cmdHandle);
+  const std::string path = toolkit::commandsOf(device) + "/outQueue/" + std::to_string(cmdHandle);
   if (!glptr->cdsApi.node_exists(path)) {
     __psyslog->info(1, "No command response queued for %s for cmd #%d", device.c_str(), cmdHandle);
     response.cmdStatus = "No such cmdHandle exists, or its results were aged out";
