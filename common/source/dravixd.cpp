@@ -1,5 +1,6 @@
 // dravixd: web services of a power-monitoring device, behind a web server's FastCGI socket.
 #include <cassert>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -16,8 +17,6 @@ namespace {
 constexpr const char* kStatusPath = "/Software/Data Servers/BACnet WebServices";
 constexpr const char* kConnectionsPath = "/Software/Data Servers/Connections/BACnet WebServices";
 constexpr int kLogLevel = 1;
-constexpr int kWatchdogSeconds = 90;
-constexpr int kWatchdogAction = 1;
 
 // A device whose configuration is locked says so in the store.
 void applyReadOnlySwitch(toolkit::CCds& cds) {
@@ -46,7 +45,7 @@ void publishStart(global_data_t& global) {
   global.swInfo->SetAppError(0);
   if (daemonMode) {
     api_status_t status = API_NONE;
-    global.cdsApi.watchdog_register(status, "dravixd", kWatchdogSeconds, kWatchdogAction);
+    registerWithWatchdog(global.cdsApi, status);
   }
 }
 
@@ -60,7 +59,8 @@ void publishEnd(global_data_t& global) {
   global.connxns->RemoveAllConnxns();
 }
 
-void serve(global_data_t& global) {
+// True when the loop ended as it was asked to.
+bool serve(global_data_t& global) {
   Engine engine = createEngine(global);
   __psyslog->notice(0, "Initializing dravixd");
   publishStart(global);
@@ -70,7 +70,7 @@ void serve(global_data_t& global) {
   }
   applyReadOnlySwitch(global.cdsApi);
 
-  soap_serve(engine.get());
+  const bool ended = soap_serve(engine.get()) == 0;
 
   engine.reset();
   publishEnd(global);
@@ -78,6 +78,18 @@ void serve(global_data_t& global) {
     releaseLocales(&global);
   }
   __psyslog->notice(0, "Exiting dravixd");
+  return ended;
+}
+
+// Whoever starts a second service sees why there is none; the first one's rows in the store stay
+// as they are.
+bool isSecond() {
+  if (!isSocketServed(kSocketPath)) {
+    return false;
+  }
+  __psyslog->err(0, "Another process is serving at socket %s", kSocketPath);
+  std::fprintf(stderr, "dravixd: another process is serving at socket %s\n", kSocketPath);
+  return true;
 }
 
 int run(int argc, char** argv, global_data_t& global) {
@@ -86,6 +98,9 @@ int run(int argc, char** argv, global_data_t& global) {
     return commandLine.exitStatus;
   }
   daemonMode = commandLine.daemonMode;
+  if (isSecond()) {
+    return EXIT_FAILURE;
+  }
   if (daemonMode && daemon_process() != 0) {
     __psyslog->err(0, "Error fork()ing new process");
     return EXIT_FAILURE;
@@ -93,8 +108,7 @@ int run(int argc, char** argv, global_data_t& global) {
   if (!openStore(global.cdsApi)) {
     return EXIT_FAILURE;
   }
-  serve(global);
-  return EXIT_SUCCESS;
+  return serve(global) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 }  // namespace

@@ -39,7 +39,12 @@ bool initializeLocales(global_data_t* glptr) {
     std::vector<std::string> names;
     toolkit::CElement::split_string(names, glptr->supportedLocales, ';');
     for (const std::string& name : names) {
-      addLocale(*glptr, name);
+      if (!name.empty()) {
+        addLocale(*glptr, name);
+      }
+    }
+    if (glptr->localesMap.empty()) {
+      __psyslog->err(0, "No locale is supported: no client can be served");
     }
     return true;
   } catch (const std::exception& e) {

@@ -15,6 +15,8 @@ bool daemonMode = true;
 
 namespace {
 
+constexpr int kWatchdogSeconds = 90;
+constexpr int kWatchdogAction = 1;
 constexpr std::array<int, 4> kExitSignals = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 
 void exitSignalHandler(int sig) {
@@ -49,6 +51,10 @@ bool detachStandardStreams() {
 }
 
 }  // namespace
+
+void registerWithWatchdog(toolkit::CCds& cds, api_status_t& status) {
+  cds.watchdog_register(status, "dravixd", kWatchdogSeconds, kWatchdogAction);
+}
 
 void register_handlers() {
   installForExitSignals(exitSignalHandler);

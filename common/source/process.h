@@ -1,8 +1,13 @@
 // The service as a process: signals and the way into the background.
 #pragma once
 
+#include "toolkit/cds.h"
+
 // False with -d: the process stays in the foreground and out of the watchdog's sight.
 extern bool daemonMode;
+
+// Enters the service into the watchdog's table; `status` tells how that went.
+void registerWithWatchdog(toolkit::CCds& cds, api_status_t& status);
 
 // SIGHUP, SIGINT, SIGQUIT and SIGTERM set __signal_exit; the request loop then ends.
 void register_handlers();

@@ -43,21 +43,39 @@ struct Caller {
   bool https = false;
 };
 
-// True when a process accepts connections at the socket file.
-bool isAnswered(const std::string& path) {
-  sockaddr_un address = {};
+// False for a path that is too long for a socket.
+bool fillAddress(const std::string& path, sockaddr_un& address) {
+  address = {};
   address.sun_family = AF_UNIX;
   if (path.size() >= sizeof address.sun_path) {
+    errno = ENAMETOOLONG;
     return false;
   }
   path.copy(address.sun_path, path.size());
-  const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const bool answered = probe >= 0 && connect(probe, reinterpret_cast<const sockaddr*>(&address),
-                                              sizeof address) == 0;
-  if (probe >= 0) {
-    close(probe);
+  return true;
+}
+
+// Returns the listening descriptor, or -1 with errno set. The library's own FCGX_OpenSocket would
+// end the process where the path cannot be had.
+int listenAt(const std::string& path, int backlog) {
+  sockaddr_un address;
+  if (!fillAddress(path, address)) {
+    return -1;
   }
-  return answered;
+  struct stat status = {};
+  if (lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode)) {
+    unlink(path.c_str());
+  }
+  const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (descriptor == -1 ||
+      (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+       listen(descriptor, backlog) == 0)) {
+    return descriptor;
+  }
+  const int error = errno;
+  close(descriptor);
+  errno = error;
+  return -1;
 }
 
 // A parameter that becomes an environment variable of the same name while its request is served.
@@ -199,6 +217,17 @@ int waitForConnection(timeval& timeout, bool& readable) {
   return result;
 }
 
+// A row that another program has taken away is made again.
+bool pingWatchdog(toolkit::CCds& cds) {
+  api_status_t status = API_NONE;
+  cds.watchdog_ping(status);
+  if (status == API_NOT_FOUND) {
+    __psyslog->warn(0, "The watchdog had no row for dravixd: registering again");
+    registerWithWatchdog(cds, status);
+  }
+  return status == API_SUCCESS;
+}
+
 std::shared_ptr<std::locale> addConnection(global_data_t* glptr, const std::string& address,
                                            const std::string& user, bool https,
                                            const char* acceptLanguage) {
@@ -277,13 +306,30 @@ int soap_serve(struct soap* ctx) {
   return 0;
 }
 
+bool isSocketServed(const std::string& path) {
+  sockaddr_un address;
+  if (!fillAddress(path, address)) {
+    return false;
+  }
+  const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  if (probe == -1) {
+    return false;
+  }
+  // A full queue of connections has a process behind it too.
+  const bool served =
+      connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
+      errno == EAGAIN;
+  close(probe);
+  return served;
+}
+
 int tk_fcgi_bind(const std::string& path, int backlog) {
   assert(!path.empty());
-  if (isAnswered(path)) {
+  if (isSocketServed(path)) {
     __psyslog->err(0, "Another process is serving at socket %s", path.c_str());
     return -1;
   }
-  const int descriptor = FCGX_OpenSocket(path.c_str(), backlog);
+  const int descriptor = listenAt(path, backlog);
   if (descriptor == -1) {
     __psyslog->err(0, "Cannot listen at socket %s: %s", path.c_str(), std::strerror(errno));
     return -1;
@@ -378,8 +424,7 @@ void AddUpdateConnectionMap(global_data_t* glptr, const char* remoteAddr, const 
 }
 
 void timer_task(global_data_t* glptr) {
-  api_status_t status = API_NONE;
-  if (daemonMode && (glptr->cdsApi.watchdog_ping(status) != 0 || status != API_SUCCESS)) {
+  if (daemonMode && !pingWatchdog(glptr->cdsApi)) {
     glptr->cdsApi.close();
     return;
   }

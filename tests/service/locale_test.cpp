@@ -1,4 +1,7 @@
 // Which locale a request is answered in, and the locale operations.
+#include "handler_fixture.h"
+#include "locales.h"
+#include "request_loop.h"
 #include "service_fixture.h"
 
 namespace {
@@ -42,6 +45,27 @@ TEST_F(Locales, HttpsIsTheExactWordAndHostsHaveNames) {
   const std::string table = "/Software/Data Servers/Connections/BACnet WebServices";
   EXPECT_EQ(value(table + "/2/HostName"), "localhost");
   EXPECT_EQ(value(table + "/3/HostName"), "2001:db8::1");
+}
+
+class LocaleList : public HandlerTest {
+ protected:
+  std::size_t loaded(const std::string& list) {
+    import({leaf("/Software/System Settings/Supported Locales", "Value", toolkit::CElement(list))});
+    EXPECT_TRUE(initializeLocales(&global_));
+    return global_.localesMap.size();
+  }
+};
+
+TEST_F(LocaleList, EmptyPiecesAreNoLocales) {
+  EXPECT_EQ(loaded("en_US;;de_DE;"), 2U);
+  EXPECT_EQ(global_.localesMap.count(""), 0U);
+}
+
+TEST_F(LocaleList, WithoutAnyNoClientIsServed) {
+  EXPECT_EQ(loaded(";"), 0U);
+  global_.connxns.emplace(global_.cdsApi, "/Connections", global_.syslog);
+  EXPECT_DEATH(AddUpdateConnectionMap(&global_, "192.0.2.1", "", false, "de"),
+               "pos != glptr->localesMap.end");
 }
 
 }  // namespace

@@ -3,14 +3,21 @@
 
 #include <csignal>
 #include <fstream>
+#include <limits>
 #include <regex>
 
+#include "handler_fixture.h"
+#include "process.h"
+#include "request_loop.h"
 #include "service_fixture.h"
 #include "store_fixture.h"
 
 namespace fs = std::filesystem;
 
 namespace {
+
+constexpr const char* kConnections =
+    "/Software/Data Servers/Connections/BACnet WebServices:Children";
 
 class Process : public ServiceTest {
  protected:
@@ -19,6 +26,15 @@ class Process : public ServiceTest {
   static std::string appStatus() {
     toolkit::CCds cds;
     return StoreTest::text(cds, "/Software/Data Servers/BACnet WebServices/AppStatus");
+  }
+  // Returns the daemon's number.
+  pid_t startDaemon() {
+    EXPECT_EQ(run({"-D", "2"}).status, 0) << "the first process ends at once";
+    awaitLog("FCGI app listening at socket /tmp/dravixd.socket [0]");
+    std::smatch match;
+    const std::string lines = log();
+    EXPECT_TRUE(std::regex_search(lines, match, std::regex("\\[(\\d+)\\].*listening"))) << lines;
+    return match.empty() ? 0 : std::stoi(match[1]);
   }
   static std::vector<toolkit::admin::Watchdog> watchdogs() {
     std::vector<toolkit::admin::Watchdog> result;
@@ -86,12 +102,7 @@ TEST_F(Process, CrashesLeaveABacktraceAndTheSignalsNumber) {
 }
 
 TEST_F(Process, GoesIntoTheBackgroundAndRegistersWithTheWatchdog) {
-  EXPECT_EQ(run({"-D", "2"}).status, 0) << "the first process ends at once";
-  awaitLog("FCGI app listening at socket /tmp/dravixd.socket [0]");
-  std::smatch match;
-  const std::string lines = log();
-  ASSERT_TRUE(std::regex_search(lines, match, std::regex("\\[(\\d+)\\].*listening"))) << lines;
-  const pid_t daemon = std::stoi(match[1]);
+  const pid_t daemon = startDaemon();
   EXPECT_EQ(value("/M1/Count"), "42") << "the store opened before the fork works after it";
   EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(daemon) + "/cwd"), "/");
   ASSERT_EQ(watchdogs().size(), 1U);
@@ -111,14 +122,31 @@ TEST_F(Process, SocketIsOpenToTheGroupAndAStaleOneIsReplaced) {
   EXPECT_EQ(value("/M1/Count"), "42");
 }
 
-TEST_F(Process, DoesNotTakeTheSocketOfARunningService) {
-  start();
-  const pid_t first = pid();
-  run({"-d"});
-  EXPECT_NE(log().find("Another process is serving at socket"), std::string::npos);
-  EXPECT_EQ(value("/M1/Count"), "42") << "the first one still serves";
+TEST_F(Process, ASecondStartLeavesTheRunningServiceAlone) {
+  const pid_t first = startDaemon();
+  EXPECT_EQ(value("/M1/Count"), "42");
+  for (const Texts& arguments : {Texts{"-d"}, Texts{}}) {
+    const Outcome second = run(arguments);
+    EXPECT_EQ(second.status, 1);
+    EXPECT_NE(second.err.find("another process is serving at socket /tmp/dravixd.socket"),
+              std::string::npos)
+        << second.err;
+    EXPECT_EQ(appStatus(), "4");
+    EXPECT_EQ(watchdogs().size(), 1U);
+    toolkit::CCds cds;
+    EXPECT_EQ(StoreTest::text(cds, kConnections), "1") << "the client of the first one";
+  }
+  EXPECT_EQ(value("/M1/Count"), "42");
   kill(first, SIGTERM);
-  awaitLog("Caught term signal");
+  awaitLog("Exiting dravixd");
+}
+
+TEST_F(Process, ASocketThatCannotBeHadEndsTheStartInOrder) {
+  fs::create_directory(socketPath());
+  EXPECT_EQ(run({"-d"}).status, 1);
+  EXPECT_NE(log().find("Cannot listen at socket /tmp/dravixd.socket"), std::string::npos) << log();
+  EXPECT_NE(log().find("Exiting dravixd"), std::string::npos);
+  EXPECT_EQ(appStatus(), "2");
 }
 
 TEST_F(Process, ABadCommandLineNamesTheWordAndStartsNothing) {
@@ -157,6 +185,31 @@ TEST_F(Process, AStoreThatCannotBeOpenedIsSaidAndEndsTheStart) {
   import(testModel());
   std::ofstream(root() / "run/live.mdb", std::ios::trunc) << std::string(65536, 'x');
   expectRefusal("run/live.mdb");
+}
+
+class Timer : public HandlerTest {
+ protected:
+  Timer() {
+    import({});
+    daemonMode = true;
+    global_.nextConnCheck = std::numeric_limits<std::int32_t>::max();
+    api_status_t status = API_NONE;
+    registerWithWatchdog(global_.cdsApi, status);
+  }
+  ~Timer() override { daemonMode = false; }
+};
+
+TEST_F(Timer, AWatchdogsRowThatIsGoneIsMadeAgain) {
+  toolkit::CCds other;
+  api_status_t status = API_NONE;
+  registerWithWatchdog(other, status);
+  other.watchdog_clear(status);
+  ASSERT_EQ(status, API_SUCCESS);
+  timer_task(&global_);
+  EXPECT_TRUE(global_.cdsApi.is_open());
+  std::vector<toolkit::admin::Watchdog> rows;
+  EXPECT_EQ(toolkit::admin::watchdogs(rows), "");
+  EXPECT_EQ(rows.size(), 1U);
 }
 
 }  // namespace

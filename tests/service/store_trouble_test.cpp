@@ -1,8 +1,10 @@
 // Writing while the store cannot take it: error strings, old values whole, and a service that goes
 // on.
+#include <csignal>
 #include <cstdlib>
 
 #include "service_fixture.h"
+#include "store_fixture.h"
 
 namespace {
 
@@ -43,6 +45,9 @@ TEST_F(StoreTrouble, AReadOnlyStoreIsOnlyRead) {
   EXPECT_NE(call("createSubscription", "<n:subscriptionId>a</n:subscriptionId>").find("Fault"),
             std::string::npos);
   expectOldValues();
+  stop(SIGTERM);
+  toolkit::CCds cds;
+  EXPECT_EQ(StoreTest::text(cds, "/Software/Data Servers/BACnet WebServices/AppStatus"), "2");
 }
 
 TEST_F(StoreTrouble, AFullMap) {

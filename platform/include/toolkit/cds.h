@@ -60,7 +60,8 @@ class CCds {
   // Ends this client's use of the store: later calls fail with API_FAILED.
   void close();
 
-  // Every later write of this client fails with API_READ_ONLY.
+  // Every later write of this client fails with API_READ_ONLY, but for set_own_leaf() and the
+  // watchdog's.
   void setReadOnly() { readOnly_ = true; }
 
   // API_SUCCESS, API_NOT_FOUND, API_BAD_PATH or API_FAILED. A sub-attribute in the path is not
@@ -82,6 +83,10 @@ class CCds {
   int set_leaves(const std::vector<CPath>& paths, const std::vector<CElement>& elements,
                  const std::vector<pcd_tribool_t>& persist, std::vector<api_status_t>& statuses,
                  const std::string& source, const std::vector<CEvent>& events = {});
+  // Writes what a program tells of itself, to the live half; a read-only client does, too. Outcomes
+  // as set_leaf's.
+  int set_own_leaf(const CPath& path, const CElement& element, api_status_t& status,
+                   const std::string& source);
   // Adds to the Integer at `path` in one transaction, so that no count is lost between processes. A
   // missing leaf counts as 0, and a sum that is too large goes on from the smallest number. Writes
   // to the live half. `sum`, unless null, receives the new value.

@@ -38,6 +38,7 @@ class CCds_SwInfo {
   // `cds` must outlive this object.
   CCds_SwInfo(CCds& cds, std::string path) : cds_(cds), path_(std::move(path)) {}
 
+  // Also where the client is read-only.
   int SetAppStatus(int status);
   int SetAppError(int error);
 
@@ -52,6 +53,8 @@ class CCds_SwInfo {
   static void AddSwInfoNode(const std::string& path, const tagnval* record, CLeafBatch& batch);
 
  private:
+  int setOwn(const char* suffix, int value);
+
   CCds& cds_;
   std::string path_;
 };

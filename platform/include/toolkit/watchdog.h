@@ -19,11 +19,12 @@ class CWatchdog {
   CWatchdog(const CWatchdog&) = delete;
   CWatchdog& operator=(const CWatchdog&) = delete;
 
-  // Cheap enough for every turn of a program's loop.
+  // Cheap enough for every turn of a program's loop. An entry that is gone is made again.
   void pingWhenDue();
 
  private:
   CCds& cds_;
+  std::string name_;
   std::int32_t lastPing_;
 };
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <utility>
 
 #include "cds/attributes.h"
 #include "cds/event_queue.h"
@@ -53,6 +54,14 @@ int CCds::set_leaf(const CPath& path, const CElement& element, api_status_t& sta
   std::vector<api_status_t> statuses;
   const int result = set_leaves({path}, {element}, {persist}, statuses, source);
   status = statuses.front();
+  return result;
+}
+
+int CCds::set_own_leaf(const CPath& path, const CElement& element, api_status_t& status,
+                       const std::string& source) {
+  const bool readOnly = std::exchange(readOnly_, false);
+  const int result = set_leaf(path, element, status, PCD_FALSE, source);
+  readOnly_ = readOnly;
   return result;
 }
 

@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "toolkit/time.h"
+
 namespace toolkit {
 
 namespace {
@@ -13,11 +15,21 @@ data_type_t typeOf(std::string_view leaf, data_type_t valueType) {
 }  // namespace
 
 int CCds_SwInfo::SetAppStatus(int status) {
-  return SetIntValue(path_, "/AppStatus", status);
+  return setOwn("/AppStatus", status);
 }
 
 int CCds_SwInfo::SetAppError(int error) {
-  return SetIntValue(path_, "/AppError", error);
+  return setOwn("/AppError", error);
+}
+
+int CCds_SwInfo::setOwn(const char* suffix, int value) {
+  CElement element(value);
+  timeval now = {};
+  qel_QELtoUNIXtime64(qel_UTCtime64(), &now);
+  element.set_time(now);
+  api_status_t status = API_NONE;
+  const int result = cds_.set_own_leaf(path_ + suffix, element, status, path_);
+  return result == 0 && status == API_SUCCESS ? 0 : 1;
 }
 
 int CCds_SwInfo::SetIntValue(const std::string& base, const char* suffix, int value) {

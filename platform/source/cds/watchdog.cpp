@@ -74,9 +74,10 @@ int CCds::watchdog_clear(api_status_t& status) {
   return status == API_SUCCESS ? 0 : 1;
 }
 
-CWatchdog::CWatchdog(CCds& cds, const std::string& name) : cds_(cds), lastPing_(qel_GetMonoTime()) {
+CWatchdog::CWatchdog(CCds& cds, const std::string& name)
+    : cds_(cds), name_(name), lastPing_(qel_GetMonoTime()) {
   api_status_t status = API_NONE;
-  cds_.watchdog_register(status, name, kOverdueSeconds, 0);
+  cds_.watchdog_register(status, name_, kOverdueSeconds, 0);
 }
 
 CWatchdog::~CWatchdog() {
@@ -90,6 +91,9 @@ void CWatchdog::pingWhenDue() {
     lastPing_ = now;
     api_status_t status = API_NONE;
     cds_.watchdog_ping(status);
+    if (status == API_NOT_FOUND) {
+      cds_.watchdog_register(status, name_, kOverdueSeconds, 0);
+    }
   }
 }
 
