@@ -173,7 +173,7 @@ int nsvk__getLocalAndUtcTime(struct soap* /*ctx*/, std::string* /*options*/,
                              nsvk__getLocalAndUtcTimeResponse& response) {
   response.result.clear();
   response.utcTime = qel_UTCtime64();
-  response.localTime = qel_Localtime64();
+  response.localTime = qel_Localtime64(response.utcTime);
   response.timezone = zoneName();
   return SOAP_OK;
 }

@@ -25,12 +25,16 @@ std::int64_t saturatingMicroseconds(std::int64_t seconds) {
   return seconds < 0 ? Limits::min() : Limits::max();
 }
 
-tm localNow() {
-  const std::time_t now = std::time(nullptr);
+// In the process's zone. Empty where the year is beyond what `tm` holds.
+tm localAt(std::time_t time) {
   tm local = {};
   tzset();
-  localtime_r(&now, &local);
+  localtime_r(&time, &local);
   return local;
+}
+
+tm localNow() {
+  return localAt(std::time(nullptr));
 }
 
 }  // namespace
@@ -41,8 +45,10 @@ std::int64_t qel_UTCtime64() {
   return now.tv_sec * kMicroseconds + now.tv_nsec / 1000;
 }
 
-std::int64_t qel_Localtime64() {
-  return saturatingSum(qel_UTCtime64(), localNow().tm_gmtoff * kMicroseconds);
+std::int64_t qel_Localtime64(std::int64_t utc) {
+  timeval time = {};
+  qel_QELtoUNIXtime64(utc, &time);
+  return saturatingSum(utc, localAt(time.tv_sec).tm_gmtoff * kMicroseconds);
 }
 
 std::pair<const char*, const char*> qel_GetLocalTimeZoneName() {

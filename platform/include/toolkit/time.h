@@ -11,8 +11,8 @@
 
 // Now, as a 64-bit time.
 std::int64_t qel_UTCtime64();
-// Now, shifted by the offset that the zone of the process (TZ) has at this moment.
-std::int64_t qel_Localtime64();
+// A time, now unless given, shifted by the offset that the zone of the process (TZ) has at it.
+std::int64_t qel_Localtime64(std::int64_t utc = qel_UTCtime64());
 
 // Names of the process's zone: its standard time's ("CET") and its daylight-saving time's ("CEST",
 // or the standard one again in a zone that has none). Either may be null. They belong to the
