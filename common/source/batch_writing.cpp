@@ -40,8 +40,8 @@ CWritableLeaf* findSibling(Batch& batch, const CWritableLeaf& leaf, const char* 
   return FindWritableLeaf(batch, leaf.path.getNewPath(name).getLeafPath());
 }
 
-// Labels that the batch itself writes. Those of a refused entry never become the node's.
-const CWritableLeaf* findLabels(Batch& batch, const std::string& leafPath) {
+// What the batch itself writes to a leaf. A refused entry changes no other.
+const CWritableLeaf* findAccepted(Batch& batch, const std::string& leafPath) {
   const CWritableLeaf* record = FindWritableLeaf(batch, leafPath);
   return record == nullptr || isRefused(*record) ? nullptr : record;
 }
@@ -279,7 +279,7 @@ void answerSent(CWritableLeaf& leaf, const Sending& sending, const _service_opti
     __psyslog->info(2, "Wrote[%i] %s to %s", leaf.index, leaf.reply.c_str(),
                     leaf.path.str().c_str());
   } else {
-    __psyslog->info(1, "CCds write access failed for %s", leaf.path.str().c_str());
+    __psyslog->info(1, "CDS write access failed for %s", leaf.path.str().c_str());
     BnwsErrMsg(WS_WRITE_FAILED, "CDS write access failed", leaf.reply, opts);
   }
 }
@@ -340,20 +340,17 @@ data_type_t HuntForValueType(toolkit::CCds& cds, const std::string& nodePath, Ba
   isMultistate = false;
   const std::string prefix = nodePath == "/" ? std::string() : nodePath;
   const CWritableLeaf* record =
-      batch == nullptr ? nullptr : FindWritableLeaf(*batch, prefix + "/ValueType");
+      batch == nullptr ? nullptr : findAccepted(*batch, prefix + "/ValueType");
   int type = DATA_STRING;
+  std::string text;
   if (record != nullptr) {
     type = pcd_BACnetValueTypeToCdsType(record->value, isMultistate);
-  }
-  // A refused type changes nothing, but may still say that the value is meant as a label.
-  std::string text;
-  if ((record == nullptr || (isRefused(*record) && !isMultistate)) &&
-      fetchText(cds, prefix + "/ValueType", text) && text.size() > kNoText) {
+  } else if (fetchText(cds, prefix + "/ValueType", text) && text.size() > kNoText) {
     type = pcd_BACnetValueTypeToCdsType(text, isMultistate);
   }
   if (isMultistate) {
     const CWritableLeaf* labels =
-        batch == nullptr ? nullptr : findLabels(*batch, prefix + "/PossibleValues");
+        batch == nullptr ? nullptr : findAccepted(*batch, prefix + "/PossibleValues");
     if (labels != nullptr) {
       possibleValues = labels->value;
     } else if (!fetchText(cds, prefix + "/PossibleValues", possibleValues)) {
@@ -366,7 +363,7 @@ data_type_t HuntForValueType(toolkit::CCds& cds, const std::string& nodePath, Ba
 bool HuntForMultistateValues(toolkit::CCds& cds, CWritableLeaf& leaf, Batch& batch,
                              std::string& possibleValues, bool checkValue) {
   const auto inBatch = [&](const char* name) {
-    return findLabels(batch, leaf.path.getNewPath(name).getLeafPath());
+    return findAccepted(batch, leaf.path.getNewPath(name).getLeafPath());
   };
   const CWritableLeaf* writable = inBatch("WritableValues");
   if (writable != nullptr) {

@@ -49,7 +49,7 @@ CWritableLeaf* FindWritableLeaf(CWritableBatch& batch, const std::string& leafPa
 
 // Type of a node's value: as its ValueType in the batch says, else as the store's; String where
 // neither does. For a multistate type `possibleValues` receives the labels, "null" when there are
-// none. A refused entry of the batch never changes the labels or makes a number of a label.
+// none. A refused entry of the batch counts as none.
 data_type_t HuntForValueType(toolkit::CCds& cds, const std::string& nodePath, CWritableBatch* batch,
                              std::string& possibleValues, bool& isMultistate);
 

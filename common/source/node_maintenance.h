@@ -6,6 +6,6 @@
 struct soap;
 
 // Makes the node, and the missing ones above it; one ":" or "/" at the end is dropped. 0 also when
-// the node was there already; else the store's failure, API_FAILED for a bad path, and
-// API_NOT_AUTHORIZED in a protected tree. Asks for no right: its caller has.
+// the node was there already; else the store's failure, and API_FAILED for a bad path. Asks for no
+// right: its caller has.
 int pcd_AddNode(struct soap* ctx, const std::string& path);

@@ -87,11 +87,6 @@ int checkWritable(_global_data_t* glptr, const toolkit::CPath& path, int attribu
 int checkTestMode(const toolkit::CPath& path, int attribute, const std::string& value,
                   std::string& reply, const _service_options_t* opts) {
   const std::string& name = path.getPathAttribute();
-  if (path.isProtected()) {
-    __psyslog->info(1, "Protected from maintenance: %s", path.str().c_str());
-    BnwsErrMsg(WS_NOT_WRITABLE, "Protected from maintenance", reply, opts);
-    return 4;
-  }
   switch (attribute) {
     case kAttributes:
     case kChildren:
@@ -128,12 +123,14 @@ bool isState(data_type_t type, int attribute) {
 
 // Tries the client's text as a label. False, with `reply` an error string, where only a label would
 // do.
-bool mapLabel(_global_data_t* glptr, const toolkit::CPath& path, data_type_t type,
+bool mapLabel(_global_data_t* glptr, bool testMode, const toolkit::CPath& path, data_type_t type,
               const std::string& value, toolkit::CElement& element, bool& mapped,
               std::string& reply, const _service_options_t* opts) {
+  using Labels = toolkit::CCds_Multistate::Labels;
   bool isMultistate = false;
   mapped = toolkit::CCds_Multistate(glptr->cdsApi)
-               .StringToMultiValue(path, type, value, element, isMultistate) == 0;
+               .StringToMultiValue(path, type, value, element, isMultistate,
+                                   testMode ? Labels::kAny : Labels::kWritable) == 0;
   if (!mapped && isMultistate) {
     __psyslog->info(1, "Cannot find PossibleValue match to write %s to %s", value.c_str(),
                     path.str().c_str());
@@ -174,7 +171,7 @@ void convertAndWrite(_global_data_t* glptr, bool testMode, const _service_option
   }
   bool mapped = false;
   if (isState(type, attribute) &&
-      !mapLabel(glptr, path, type, value, element, mapped, reply, opts)) {
+      !mapLabel(glptr, testMode, path, type, value, element, mapped, reply, opts)) {
     return;
   }
   __psyslog->info(2, "Will write to %s with type = %d, from %s", path.str().c_str(), type,

@@ -2,8 +2,8 @@
 // operations, the points of a subscription, and the restart of the device. What a caller has no
 // right to is refused with kUnauthorized; other failures are error strings in the reply.
 //
-// Nothing here touches the root or the trees of the device's own processes, see
-// CPath::isProtected().
+// The nodes that other programs of the device count on cannot be removed, see CCds::remove_node().
+#include <algorithm>
 #include <cassert>
 #include <cerrno>
 #include <cstdlib>
@@ -42,13 +42,8 @@ bool mayWrite(const std::string& path) {
 
 // A node that was made although its leaves may not be written would be left half done. Bad paths
 // are refused where they are written.
-bool mayWriteAll(const std::string& base, const std::vector<std::string>& paths) {
-  for (const std::string& path : paths) {
-    if (!mayWrite(path)) {
-      return false;
-    }
-  }
-  return mayWrite(base);
+bool mayWriteAll(const std::vector<std::string>& paths) {
+  return std::all_of(paths.begin(), paths.end(), mayWrite);
 }
 
 std::string withoutEnd(const std::string& path) {
@@ -68,9 +63,6 @@ std::size_t placeOfValue(const std::vector<std::string>& paths) {
 }
 
 bool removeAt(_global_data_t* glptr, const std::string& basePath, const CPath& path) {
-  if (path.isProtected()) {
-    return false;
-  }
   api_status_t status = API_NONE;
   const int result = basePath.find(':') != std::string::npos
                          ? glptr->cdsApi.clear_leaf(path, status, writeSource())
@@ -95,10 +87,6 @@ int pcd_AddNode(struct soap* ctx, const std::string& path) {
   const std::string node = withoutEnd(path);
   if (glptr->cdsApi.node_exists(node)) {
     return 0;
-  }
-  CPath target(node);
-  if (target.normalize() == 0 && target.isProtected()) {
-    return API_NOT_AUTHORIZED;
   }
   api_status_t status = API_NONE;
   const int result = glptr->cdsApi.add_node(node, status, writeSource());
@@ -125,7 +113,11 @@ int __nst1__CreateNode(struct soap* ctx, _nst1__CreateNode* request,
   for (const std::string& name : in.paths) {
     paths.push_back(pcd_joinPath(basePath, name));
   }
-  if (!mayWriteAll(withoutEnd(basePath), paths)) {
+  if (!opts.localeValid) {
+    BnwsErrMsg(WS_LOCALE_NOT_SUPPORTED, opts.localeName.c_str(), reply, &opts);
+    return SOAP_OK;
+  }
+  if (!mayWriteAll(paths)) {
     return kUnauthorized;
   }
   if (pcd_AddNode(ctx, basePath) != 0) {

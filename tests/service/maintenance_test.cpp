@@ -66,14 +66,15 @@ TEST_F(Maintenance, MakesANodeWithItsLeavesOrNothing) {
   EXPECT_EQ(create("/M9", {}, {}), "? 17 No Paths Provided : No Paths provided");
   const std::string children = "<n:basePath>/M9</n:basePath>" + pathsAndValues({"/Value"}, {"1"});
   EXPECT_EQ(maintain("CreateNode", children, "nobody").status(), 401);
-  const std::pair<const char*, Texts> kKept[] = {{"/M1/K", {"/Value", "ept/Value"}},
-                                                 {"/M1/Kept", {"X/Value", "Y/Value"}}};
-  for (const auto& [base, names] : kKept) {
-    const std::string node = "<n:basePath>" + std::string(base) + "</n:basePath>";
-    EXPECT_EQ(maintain("CreateNode", node + pathsAndValues(names, {"1", "1"})).status(), 401);
-  }
+  EXPECT_EQ(maintain("CreateNode", "<n:basePath>/M1/K</n:basePath>" +
+                                       pathsAndValues({"/Value", "ept/Value"}, {"1", "1"}))
+                .status(),
+            401);
+  EXPECT_EQ(result("CreateNode", "<n:options>locale=xx</n:options>" + children),
+            "? 7 Locale Not Supported : xx");
   EXPECT_EQ(value("/M9"), notThere);
   EXPECT_EQ(value("/M1:Children").find("K"), std::string::npos);
+  EXPECT_EQ(create("/M1/Kept", {"Too/Value"}, {"1"}), "1") << "its base is not written to";
 }
 
 TEST_F(Maintenance, RemovesWhatIsNamedAndNothingElse) {
@@ -101,21 +102,21 @@ TEST_F(Maintenance, RemovesWhatIsNamedAndNothingElse) {
   EXPECT_EQ(value("/M1/Va"), "? 9 Node Not Found : CDS access failed");
 }
 
-TEST_F(Maintenance, LeavesTheProtectedTreesAlone) {
-  const std::string refused = "? 15 Not Writable : Protected from maintenance";
-  const std::string settings = "/Software/System Settings/Supported Locales";
-  for (const std::string& path : Texts{"/Software", "/Software/Commands", "/Alarms", settings}) {
-    EXPECT_EQ(create(path + "/X", {"/Value"}, {"1"}), "? 16 Write Failed : CreateNode()") << path;
-    EXPECT_EQ(result("SetLeaf", "<n:path>" + path + "/X</n:path><n:value>1</n:value>"), refused);
-    EXPECT_EQ(value(path + "/X"), "? 9 Node Not Found : CDS access failed") << path;
-    EXPECT_NE(remove(path), "") << path;
+TEST_F(Maintenance, TheDevicesOwnTreesFollowTheRightsAndTheirRootsStay) {
+  const std::string failed = "? 9 Node Not Found : CDS Error removing node";
+  for (const std::string& path :
+       Texts{"/Software", "/Alarms", "/Software/Data Servers", "/Software/Commands"}) {
+    const std::string leaf = "<n:path>" + path + "/X</n:path><n:value>2</n:value>";
+    EXPECT_EQ(create(path + "/X", {"/Value"}, {"1"}), "1") << path;
+    EXPECT_EQ(maintain("SetLeaf", leaf, "nobody").status(), 401) << path;
+    EXPECT_EQ(value(path + "/X"), "1") << path;
+    EXPECT_EQ(result("SetLeaf", leaf), "2") << path;
+    EXPECT_EQ(remove(path), failed);
+    EXPECT_EQ(remove(path + "/X"), "") << path;
   }
-  EXPECT_EQ(create("/Softw", {"are/X/Value"}, {"1"}), refused);
-  EXPECT_EQ(create("/Software", {":Description"}, {"mine"}), refused);
-  EXPECT_EQ(result("SetLeaf", "<n:path>/:Description</n:path><n:value>1</n:value>"), refused);
-  EXPECT_NE(remove(settings + ":Value"), "");
-  EXPECT_EQ(value(settings), "en_US;de_DE;fr_FR");
-  EXPECT_EQ(create("/SoftwareX", {"/Value"}, {"1"}), "1");
+  EXPECT_EQ(remove("/"), failed);
+  EXPECT_EQ(value("/Software/System Settings/Supported Locales"), "en_US;de_DE;fr_FR");
+  EXPECT_EQ(create("/Software", {":Description"}, {"mine"}), "mine");
 }
 
 TEST_F(Maintenance, ListsThePointsOfASubscription) {

@@ -58,6 +58,42 @@ TEST_F(WriteRules, TestModeMakesLeavesOfTheTypeThatTheirNameAsksFor) {
   EXPECT_EQ(present("/P:Units"), "amperes");
 }
 
+TEST_F(WriteRules, SingleAndBatchWritesTakeTheSameLabels) {
+  import({leaf("/S", "ValueType", CElement("Multistate")), leaf("/S", "Value", CElement(0)),
+          leaf("/S", "PossibleValues", CElement("Off;On;Auto")),
+          leaf("/S", "Writable", CElement(true)), leaf("/B", "ValueType", CElement("Boolean")),
+          leaf("/B", "Value", CElement(false)), leaf("/B", "Writable", CElement(true))});
+  const std::tuple<const char*, const char*, const char*, const char*, bool, bool> kCases[] = {
+      // node, its writable and possible values, text, taken by the value operations, by maintenance
+      {"/S", "Off;On", "Off;On;Auto", "Auto", false, true},
+      {"/S", "Off;On", "Off;On;Auto", "On", true, true},
+      {"/S", "A", "A;B", "B", true, true},
+      {"/S", "", "A", "A", true, true},
+      {"/S", "A", "", "A", false, false},
+      {"/B", "", "A", "true", true, true},
+      {"/B", "", "A", "A", false, false},
+      {"/B", "true", "", "true", true, true},
+      {"/B", "true", "", "false", false, true},
+  };
+  for (const auto& [node, writable, possible, label, valueTaken, maintenanceTaken] : kCases) {
+    const std::string path = node;
+    StoreTest::set(global_.cdsApi, path + ":WritableValues", CElement(writable));
+    StoreTest::set(global_.cdsApi, path + ":PossibleValues", CElement(possible));
+    for (const bool testMode : {false, true}) {
+      const std::string expected = (testMode ? maintenanceTaken : valueTaken) ? label : "? 12";
+      std::string single;
+      Texts batch;
+      EXPECT_EQ(pcd_setValue(ctx_, testMode, &opts_, path, label, single), 0);
+      const std::string state = present(path);
+      EXPECT_EQ(pcd_setValues(ctx_, testMode, &opts_, {path}, {label}, batch), 0);
+      const std::string about = path + " " + writable + "/" + possible + " " + label;
+      EXPECT_EQ(single.substr(0, expected.size()), expected) << about << testMode;
+      EXPECT_EQ(batch.at(0).substr(0, expected.size()), expected) << about << testMode;
+      EXPECT_EQ(present(path), state) << about;
+    }
+  }
+}
+
 TEST_F(WriteRules, ANewValueTypeConvertsTheValueOrZeroesIt) {
   const std::tuple<CElement, const char*, data_type_t, const char*> kCases[] = {
       {CElement(230.5), "Integer", DATA_INTEGER, "230"},

@@ -42,11 +42,12 @@ class CCds_Multistate {
 
   // Maps a client's text for the value at `path`, a leaf of type `dataType` (1, 2 or 3), through
   // the node's labels into `element`, whose time stamp stays: where the node has WritableValues,
-  // the text must be one of them. `isMultistate` tells whether the node has states to map to; a
-  // Boolean without labels has none, but "false" and "true" are mapped. 0 when mapped, else
-  // non-zero and `element` stays.
+  // of more than two characters, the text must be one of them, unless `which` asks for any label.
+  // `isMultistate` tells whether the node has states to map to; a Boolean without a list of labels
+  // has none, but "false" and "true" are mapped. 0 when mapped, else non-zero and `element` stays.
+  enum class Labels { kWritable, kAny };
   int StringToMultiValue(const CPath& path, data_type_t dataType, const std::string& text,
-                         CElement& element, bool& isMultistate);
+                         CElement& element, bool& isMultistate, Labels which = Labels::kWritable);
 
  private:
   std::string leafText(const std::string& nodePath, const char* leafName);

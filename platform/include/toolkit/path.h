@@ -67,10 +67,6 @@ class CPath {
   void clearArrayElement() { index_.reset(); }
   std::optional<std::size_t> arrayIndex() const { return index_; }
 
-  // The root, and all of /Software and /Alarms: what the device's own processes keep, and what
-  // maintenance leaves alone.
-  bool isProtected() const;
-
   // Another leaf of the same node.
   CPath getNewPath(const std::string& leafName) const;
   std::string getNewPathStr(const std::string& leafName) const;

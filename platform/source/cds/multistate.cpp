@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::string_view kBooleanLabels = "false;true";
 constexpr std::string_view kMultistateType = "Multistate";
+constexpr std::size_t kNoList = 2;  // characters that make no list of writable labels yet
 
 bool isState(data_type_t type) {
   return type == DATA_ENUMERATED || type == DATA_INTEGER;
@@ -130,13 +131,19 @@ int CCds_Multistate::GetEnumValue(const std::string& possibleValues, const std::
 
 int CCds_Multistate::StringToMultiValue(const CPath& path, data_type_t dataType,
                                         const std::string& text, CElement& element,
-                                        bool& isMultistate) {
+                                        bool& isMultistate, Labels which) {
   std::string possible;
   isMultistate = IsMultistate(path.getNodePath(), true, possible);
-  const std::string writable = leafText(path.getNodePath(), "WritableValues");
+  std::string writable =
+      which == Labels::kAny ? "" : leafText(path.getNodePath(), "WritableValues");
+  if (writable.size() <= kNoList) {
+    writable.clear();
+  }
   if (dataType == DATA_BOOLEAN) {
-    isMultistate = !possible.empty() || !writable.empty();
-    possible = isMultistate ? possible : kBooleanLabels;
+    const std::string& list = possible.empty() ? writable : possible;
+    const bool hasLabels = list.find(';') != std::string::npos;
+    isMultistate = hasLabels || !writable.empty();
+    possible = hasLabels ? possible : kBooleanLabels;
   }
   const auto state = writableState(possible, writable, text);
   const bool mapped = state && (dataType == DATA_BOOLEAN ? *state <= 1 : isMultistate);

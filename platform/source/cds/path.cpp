@@ -81,10 +81,6 @@ std::string_view caller() {
   return user == nullptr ? "" : user;
 }
 
-bool isAtOrBelow(const std::string& node, const std::string& tree) {
-  return node == tree || node.starts_with(tree + "/");
-}
-
 bool isAllowed(const CPath& path, store::Right right, std::string_view user = caller()) {
   return !path.getNodePath().empty() && store::isAllowed(path.getNodePath(), user, right);
 }
@@ -145,10 +141,6 @@ std::string CPath::getLeafPath() const {
 
 const std::string& CPath::getPathAttribute() const {
   return leaf_ == kValue ? sub_ : leaf_;
-}
-
-bool CPath::isProtected() const {
-  return node_ == "/" || isAtOrBelow(node_, "/Software") || isAtOrBelow(node_, "/Alarms");
 }
 
 CPath CPath::getNewPath(const std::string& leafName) const {
