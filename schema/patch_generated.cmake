@@ -26,8 +26,20 @@ edit_file(TarnixC.cpp
   "LONG64 bits = 0;\n\tif (!s || readBitSet(soap, \\2, s, &bits))\n\t\treturn soap->error;\n\t*a = (enum \\1)bits"
   "reading of bit sets")
 edit_file(TarnixC.cpp "#include \"TarnixH.h\""
-  "#include \"TarnixH.h\"\n#include \"enumerations.h\"\n#include \"leaf_elements.h\""
+  "#include \"TarnixH.h\"\n#include \"enumerations.h\"\n#include \"leaf_elements.h\"\n#include \"texts.h\""
   "includes of our own readers and writers")
+
+# Several elements of a bit set count together: some toolkits send one for each name.
+edit_file(TarnixC.cpp
+  "soap_flag_([A-Za-z0-9]+) && soap->error == SOAP_TAG_MISMATCH\\)[\n\t ]*{[\t ]*if \\((soap_in_nsc1__SubscribeLogOptions\\(soap, [^,]*, &(a->[A-Za-z0-9_:]+),[^\n]*)\n[^\n]*--;"
+  "soap->error == SOAP_TAG_MISMATCH)\n\t\t\t{\tconst int before = soap_flag_\\1 > 0 ? 0 : \\3;\n\t\t\t\tif (\\2\n\t\t\t\t{\tsoap_flag_\\1 = 0;\n\t\t\t\t\t\\3 = (enum nsc1__SubscribeLogOptions)(\\3 | before);"
+  "repeated elements of bit sets")
+
+# A text may come in an encoding that its type names.
+edit_file(TarnixC.cpp
+  "if \\(!\\(t = soap_string_in\\(soap, 1, ([-0-9]+), -1, NULL\\)\\)\\)\n([\t ]*)return NULL;\n([\t ]*)s->assign\\(t\\);"
+  "if (!(t = soap_string_in(soap, 1, \\1, -1, NULL)) || decodeText(soap, t, *s))\n\\2return NULL;"
+  "reading of texts")
 
 # Booleans are sent as numbers are, see leaf_elements.h.
 edit_file(TarnixC.cpp
@@ -37,8 +49,10 @@ edit_file(TarnixC.cpp
 
 # A body that cannot be read is answered with its own error and not as an unknown operation.
 edit_file(TarnixServer.cpp "\\(void\\)soap_peek_element\\(soap\\);"
-  "if (soap_peek_element(soap))\n\t\treturn soap->error;"
+  "if (soap_peek_element(soap))\n\t\treturn soap->error;\n\tbeginOperation(soap);"
   "failed look at the first element of the body")
+edit_file(TarnixServer.cpp "#include \"TarnixH.h\"" "#include \"TarnixH.h\"\n#include \"elements.h\""
+  "include of our own rule for an operation's elements")
 
 file(READ ${DIR}/TarnixC.cpp text)
 if(text MATCHES "soap_s2int\\(soap, s, &n\\) \\|\\|" OR text MATCHES "= \\(enum [A-Za-z0-9_]+\\)soap_code_bits")

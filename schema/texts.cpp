@@ -2,8 +2,12 @@
 // Char, in UTF-8). Bytes that are none of it become U+FFFD: one bad text of a device must not make
 // a whole reply unreadable. Takes the place of the engine's own function, for every text of every
 // message.
+#include "texts.h"
+
+#include <algorithm>
 #include <array>
 #include <cstring>
+#include <initializer_list>
 #include <string_view>
 
 #include "TarnixH.h"
@@ -66,7 +70,48 @@ std::string_view escaped(char c, bool inAttribute) {
   }
 }
 
+// True for a text that ends with NUL where it says, and that XML can carry.
+bool isText(const char* bytes, std::size_t length) {
+  const char* const end = bytes + length;
+  while (bytes < end) {
+    const std::size_t count = characterBytes(reinterpret_cast<const unsigned char*>(bytes));
+    if (count == 0) {
+      return false;
+    }
+    bytes += count;
+  }
+  return true;
+}
+
+bool isHexadecimal(std::string_view digits) {
+  return digits.size() % 2 == 0 &&
+         digits.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+}
+
+bool hasType(struct soap* ctx, std::initializer_list<const char*> types) {
+  return *ctx->type != '\0' && std::any_of(types.begin(), types.end(), [ctx](const char* type) {
+    return soap_match_tag(ctx, ctx->type, type) == SOAP_OK;
+  });
+}
+
 }  // namespace
+
+int decodeText(struct soap* ctx, const char* characters, std::string& text) {
+  const bool isBase64 = hasType(ctx, {"xsd:base64Binary", "SOAP-ENC:base64"});
+  if (!isBase64 && !hasType(ctx, {"xsd:hexBinary"})) {
+    text.assign(characters);
+    return SOAP_OK;
+  }
+  const bool isWhole = isBase64 || isHexadecimal(characters);
+  int length = 0;
+  const char* const bytes = isBase64 ? soap_base642s(ctx, characters, nullptr, 0, &length)
+                                     : soap_hex2s(ctx, characters, nullptr, 0, &length);
+  if (!isWhole || bytes == nullptr || !isText(bytes, static_cast<std::size_t>(length))) {
+    return soap_sender_fault(ctx, "A binary element holds no text", nullptr);
+  }
+  text.assign(bytes, static_cast<std::size_t>(length));
+  return SOAP_OK;
+}
 
 SOAP_FMAC1 int SOAP_FMAC2 soap_string_out(struct soap* ctx, const char* text, int inAttribute) {
   const char* run = text;  // what was not sent yet

@@ -46,7 +46,7 @@ bool EnvelopeGuard::accept(std::string_view piece) {
     piece.remove_prefix(taken);
     bytes_ += taken;
     if (bytes_ > limits::kMaxBodyBytes) {
-      refuse("The request is larger than 1 MiB");
+      refuse(kTooLarge);
     }
   }
   return !refused();
@@ -257,7 +257,7 @@ void EnvelopeGuard::countAttribute() {
 void EnvelopeGuard::checkUtf8(unsigned char c) {
   if (pending_ > 0) {
     if (c < low_ || c > high_) {
-      refuse("The request is not valid UTF-8");
+      refuse(kOnlyUtf8);
     }
     --pending_;
     low_ = 0x80;
@@ -268,7 +268,7 @@ void EnvelopeGuard::checkUtf8(unsigned char c) {
     return;
   }
   if (c < 0xC2 || c > 0xF4) {
-    return refuse("The request is not valid UTF-8");
+    return refuse(kOnlyUtf8);
   }
   pending_ = c < 0xE0 ? 1 : c < 0xF0 ? 2 : 3;
   low_ = c == 0xE0 ? 0xA0 : c == 0xF0 ? 0x90 : 0x80;   // no overlong forms

@@ -19,6 +19,10 @@
 
 class EnvelopeGuard {
  public:
+  // Reasons of which others refuse a body too.
+  static constexpr const char* kTooLarge = "The request is larger than 1 MiB";
+  static constexpr const char* kOnlyUtf8 = "Only UTF-8, uncompressed";
+
   // Forgets the last request.
   void reset() { *this = EnvelopeGuard(); }
 

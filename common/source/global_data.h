@@ -17,6 +17,8 @@
 #include <boost/locale/generator.hpp>
 
 #include "envelope_guard.h"
+#include "ignored_elements.h"
+#include "request_body.h"
 #include "stdsoap2.h"
 #include "toolkit/cds.h"
 #include "toolkit/connxns.h"
@@ -55,6 +57,8 @@ struct _global_data_t {
   int (*execute)(const char* path, char* const arguments[]) = ::execv;
   FCGX_Request* pReq = nullptr;    // the request being served
   EnvelopeGuard guard;             // what the request's body has shown so far
+  RequestBody body;                // in UTF-8
+  IgnoredElements ignored;         // of the request
   std::int32_t nextConnCheck = 0;  // monotonic seconds
   std::string waveFolder;          // -w
   bool localesOk = false;

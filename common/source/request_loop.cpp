@@ -1,6 +1,7 @@
 #include "request_loop.h"
 
 #include <fcntl.h>
+#include <strings.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -110,11 +111,16 @@ Caller readCaller(const FCGX_Request& request, bool firstRequest) {
   return caller;
 }
 
-// Refuses a body that says itself that it is too large, before any of it is looked at.
-void checkContentLength(global_data_t& global) {
+// Refuses a body whose headers say that it is too large or compressed, before any of it is looked
+// at.
+void checkHeaders(global_data_t& global) {
   const char* length = FCGX_GetParam("CONTENT_LENGTH", global.pReq->envp);
   if (length != nullptr && std::strtoull(length, nullptr, 10) > limits::kMaxBodyBytes) {
-    global.guard.refuse("The request is larger than 1 MiB");
+    global.guard.refuse(EnvelopeGuard::kTooLarge);
+  }
+  const char* encoding = FCGX_GetParam("HTTP_CONTENT_ENCODING", global.pReq->envp);
+  if (encoding != nullptr && *encoding != '\0' && strcasecmp(encoding, "identity") != 0) {
+    global.guard.refuse(EnvelopeGuard::kOnlyUtf8);
   }
 }
 
@@ -360,8 +366,7 @@ size_t myrecv(struct soap* ctx, char* buf, size_t len) {
   if (buf == nullptr || len == 0 || glptr->guard.refused()) {
     return 0;
   }
-  const int count = FCGX_GetStr(buf, static_cast<int>(len), glptr->pReq->in);
-  const size_t received = count > 0 ? static_cast<size_t>(count) : 0;
+  const size_t received = glptr->body.read(glptr->pReq->in, buf, len, glptr->guard);
   return glptr->guard.accept({buf, received}) ? received : 0;
 }
 
@@ -382,7 +387,8 @@ int mysend(struct soap* ctx, const char* buf, size_t len) {
 int soap_process(struct soap* ctx, bool /*firstRequest*/) {
   global_data_t* glptr = globalData(ctx);
   glptr->guard.reset();
-  checkContentLength(*glptr);
+  glptr->body.reset();
+  checkHeaders(*glptr);
   // A reply is written once, kept, and sent with its length; the engine would write it twice, first
   // to count it. It goes back to that after each reply.
   soap_set_omode(ctx, SOAP_IO_STORE);
@@ -409,6 +415,7 @@ int soap_process(struct soap* ctx, bool /*firstRequest*/) {
     soap_send_fault(ctx);
   }
   endReply(ctx);
+  glptr->ignored.report();
   return 0;
 }
 

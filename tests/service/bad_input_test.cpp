@@ -46,6 +46,118 @@ TEST_F(BadInput, IsAnsweredWithAFault) {
               "larger than 1 MiB");
 }
 
+TEST_F(BadInput, ReferencesAreNamed) {
+  const std::string array = " href='#id7'/>";
+  expectFault(envelope("getValue", "<n:path" + array), "id7");
+  expectFault(envelope("getArrayRange", "<n:index" + array), "id7");
+  expectFault(envelope("getEventLog", "<request" + array, "TarnixWSVK"), "id7");
+}
+
+TEST_F(BadInput, BodiesThatAreNotInUtf8AreConvertedOrRefused) {
+  const std::string plain =
+      envelope("setValue", "<n:path>/M1/Text</n:path><n:value>\xE4</n:value>");
+  const std::string utf8 = envelope("setValue", "<n:path>/M1/Text</n:path><n:value>ä</n:value>");
+  const auto utf16 = [&](int low, bool mark) {
+    std::string wide = mark ? (low == 0 ? "\xFF\xFE" : "\xFE\xFF") : "";
+    for (const char c : "<?xml version='1.0' encoding='UTF-16'?>" + plain) {
+      const char unit[2] = {low == 0 ? c : '\0', low == 0 ? '\0' : c};
+      wide.append(unit, 2);
+    }
+    return wide;
+  };
+  const auto declared = [](const std::string& name, const std::string& body) {
+    return "<?xml version='1.0' encoding=\"" + name + "\" ?>\n" + body;
+  };
+  for (const std::string& body :
+       {utf8, declared("utf-8", utf8), "\xEF\xBB\xBF" + utf8, declared("ISO-8859-1", plain),
+        declared("windows-1252", plain), declared("UTF-16", utf8), utf16(0, true), utf16(1, true),
+        utf16(0, false), utf16(1, false)}) {
+    EXPECT_EQ(elements(post(body).body(), "setValueResult"), Texts{"ä"}) << body.substr(0, 60);
+    EXPECT_EQ(value("/M1/Text"), "ä");
+    set("/M1/Text", "before");
+  }
+  const std::string refusal = "Only UTF-8, uncompressed";
+  expectFault(plain, refusal);
+  expectFault(utf16(0, true) + "\x3C\xD8", refusal);
+  expectFault(std::string("\x1F\x8B\x08\0", 4) + plain, refusal);
+  expectFault("\xFF\xFE" + std::string(2 << 20, 'x'), "larger than 1 MiB");
+  EXPECT_NE(post(utf8, "operator", {{"HTTP_CONTENT_ENCODING", "deflate"}}).body().find(refusal),
+            std::string::npos);
+}
+
+TEST_F(BadInput, ElementsOfAnOperationBearItsNamespaceOrNone) {
+  const auto named = [](const std::string& operation, const std::string& name,
+                        const std::string& children, const std::string& envelopeToo = "") {
+    return "<E:Envelope xmlns:E='" + kOldUri + "'" + envelopeToo + "><E:Body><o:" + operation +
+           " xmlns:o='http://tarnix.example/" + name + "' xmlns:f='urn:foreign'>" + children +
+           "</o:" + operation + "></E:Body></E:Envelope>";
+  };
+  const auto read = [&](const std::string& children, const std::string& envelopeToo = "") {
+    return elements(post(named("getValue", "TarnixWS", children, envelopeToo)).body(),
+                    "getValueResult");
+  };
+  for (const char* path :
+       {"<o:path>/M1/Count</o:path>", "<path>/M1/Count</path>", "<path xmlns=''>/M1/Count</path>",
+        "<f:path>/M1/Va</f:path><path>/M1/Count</path>",
+        "<path xmlns='urn:foreign'>/M1/Va</path><path>/M1/Count</path>"}) {
+    EXPECT_EQ(read(path), Texts{"42"}) << path;
+  }
+  const Texts none = {"? 8 Bad Path Syntax : No Path provided"};
+  EXPECT_EQ(read("<f:path>/M1/Count</f:path>"), none);
+  EXPECT_EQ(read("<path>/M1/Count</path>", " xmlns='urn:foreign'"), none);
+  EXPECT_EQ(read("<path>/M1/Count</path>", " xmlns='" + kOldUri + "'"), Texts{"42"});
+  for (const char* prefix : {"o:", ""}) {
+    const std::string p = prefix;
+    const std::string search = "<f:startingPath>/</f:startingPath><" + p + "startingPath>/M1</" +
+                               p + "startingPath><" + p + "attribMatch>Units</" + p +
+                               "attribMatch><" + p + "regexMatchPattern>v</" + p +
+                               "regexMatchPattern>";
+    EXPECT_NE(post(named("findAttributeMatches", "TarnixWSVK", search)).body().find("/M1/Va"),
+              std::string::npos)
+        << prefix;
+  }
+}
+
+TEST_F(BadInput, NamesThatNobodyReadsAreLoggedOnceARequest) {
+  std::string many;
+  for (int i = 0; i < 30; ++i) {
+    many += "<n:x" + std::to_string(i % 10) + std::string(100, 'y') + "/>";
+  }
+  call("getValue", "<n:Path>/M1/Count</n:Path><n:Path/>");
+  call("getValue", many);
+  const std::string lines = log();
+  EXPECT_NE(lines.find(" 2 elements of the request were not read: n:Path\n"), std::string::npos)
+      << lines;
+  EXPECT_NE(lines.find("30 elements of the request were not read: n:x0"), std::string::npos);
+  EXPECT_EQ(lines.find("n:x9"), std::string::npos) << "a line is bounded";
+}
+
+TEST_F(BadInput, ATextInBase64IsDecoded) {
+  const auto write = [this](const std::string& type, const std::string& text) {
+    return call("setValue", "<n:path>/M1/Text</n:path><n:value xmlns:t='" +
+                                type.substr(0, type.find('|')) +
+                                "' xmlns:i='http://www.w3.org/2001/XMLSchema-instance' i:type='t:" +
+                                type.substr(type.find('|') + 1) + "'>" + text + "</n:value>");
+  };
+  const std::string xsd = "http://www.w3.org/2001/XMLSchema|";
+  const std::tuple<std::string, const char*, Texts> kCases[] = {
+      {xsd + "base64Binary", "w6Qg8J+YgA==", {"ä 😀"}},
+      {xsd + "hexBinary", "C3a4", {"ä"}},
+      {"http://schemas.xmlsoap.org/soap/encoding/|base64", "YQ==", {"a"}},
+      {xsd + "string", "YQ==", {"YQ=="}},
+      {xsd + "base64Binary", "/w==", {}},
+      {xsd + "base64Binary", "YQBi", {}},
+      {xsd + "base64Binary", "a-b", {}},
+      {xsd + "hexBinary", "C3a", {}},
+      {xsd + "hexBinary", "zz", {}}};
+  for (const auto& [type, text, results] : kCases) {
+    EXPECT_EQ(elements(write(type, text), "setValueResult"), results) << type << text;
+    if (!results.empty()) {
+      EXPECT_EQ(value("/M1/Text"), results.front());
+    }
+  }
+}
+
 TEST_F(BadInput, EachRequestIsAnsweredInItsOwnSoapVersion) {
   const std::string first = envelope("getDefaultLocale", "");
   const std::string second = inSoap12(first);
