@@ -97,6 +97,23 @@ bool isSubscriptionId(const std::string& id) {
   return id.find('/') == std::string::npos;
 }
 
+std::string pointNodeName(const std::string& path) {
+  std::string name;
+  toolkit::CPath::PathToNodeName(path, name);
+  if (!name.empty() || path.empty() || path == "/") {
+    return name;
+  }
+  // What would end a component, a path or a list of names is replaced.
+  name = "?|";
+  for (const char c : path) {
+    name += c == '/'                                          ? '|'
+            : c == ':'                                        ? '!'
+            : c == ';' || static_cast<unsigned char>(c) < ' ' ? '?'
+                                                              : c;
+  }
+  return name;
+}
+
 bool subscriptionExists(_global_data_t* glptr, const std::string* subscriptionId) {
   std::string base;
   GetSubscrptBasePath(subscriptionId, base);

@@ -33,5 +33,10 @@ void GetSubscrptBasePath(const std::string* subscriptionId, std::string& out);
 // paths' grammar is the store's to refuse.
 bool isSubscriptionId(const std::string& id);
 
+// Name of a point's node in a subscription. A path outside the grammar has one too, which begins
+// with
+// "?|" and is nobody's else. Empty for the root and for no path.
+std::string pointNodeName(const std::string& path);
+
 // Whether a subscription with this id stands in the store.
 bool subscriptionExists(_global_data_t* glptr, const std::string* subscriptionId);

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <exception>
 #include <stdexcept>
+#include <string_view>
 
 #include "error_strings.h"
 #include "global_data.h"
@@ -26,6 +27,13 @@ constexpr std::size_t kPointsAtOnce = 256;  // entered in one transaction
 constexpr int kNoSuchSubscription = 1;
 constexpr int kEmptyRequest = -1;
 constexpr int kAcknowledgeFailed = 44;
+constexpr const char* kNoCaller = "__sso_string_base::_M_construct null not valid";
+
+// Makes `code` a fault of the client's, with this text.
+int fail(struct soap* ctx, int code, const char* text) {
+  soap_sender_fault(ctx, text, nullptr);
+  return code;
+}
 
 // Keeps the text's first bytes, without half a character at the end.
 void cut(std::string& text, std::size_t size) {
@@ -72,17 +80,11 @@ std::string realTimeNode(const std::string& base, const std::string& name) {
   return node;
 }
 
-// Adds a point's leaves to the batch. False when it has to be left out of the answer too. A path
-// outside the grammar has no name to stand under: only the answer tells of it.
+// Adds a point's leaves to the batch. False when it has to be left out of the answer too.
 bool enterPoint(_global_data_t* glptr, const std::string& base,
                 const nsc1__NodeSubscription& wanted, toolkit::CLeafBatch& batch) {
-  const std::string path = textOf(wanted.Path);
-  std::string name;
-  toolkit::CPath::PathToNodeName(path, name);
-  if (name.empty()) {
-    return !path.empty() && path != "/";
-  }
-  const std::string node = realTimeNode(base, name);
+  const std::string name = pointNodeName(textOf(wanted.Path));
+  const std::string node = name.empty() ? name : realTimeNode(base, name);
   if (node.empty()) {
     return false;
   }
@@ -220,7 +222,7 @@ int createFrom(struct soap* ctx, const std::string& id, const _nsc1__createSubsc
   }
   if (!isSubscriptionId(id)) {
     __psyslog->info(1, "createSubscription: %s is no subscriptionId", id.c_str());
-    return kNoSuchSubscription;
+    return fail(ctx, kNoSuchSubscription, "A subscriptionId has no /");
   }
   std::string base;
   GetSubscrptBasePath(&id, base);
@@ -249,9 +251,7 @@ Results* noSuchSubscription(struct soap* ctx, const std::string& id) {
 
 void unregister(_global_data_t* glptr, const nsc1__ArrayOfString* paths, const std::string& base) {
   for (const std::string& path : recordOf(paths).string) {
-    std::string name;
-    toolkit::CPath::PathToNodeName(path, name);
-    removeNode(glptr, std::string(base).append("/RTNodes/").append(name));
+    removeNode(glptr, std::string(base).append("/RTNodes/").append(pointNodeName(path)));
   }
 }
 
@@ -266,7 +266,7 @@ void recount(_global_data_t* glptr, const std::string& base) {
 std::string requiredVariable(const char* name) {
   const char* value = std::getenv(name);
   if (value == nullptr) {
-    throw std::logic_error("__sso_string_base::_M_construct null not valid");
+    throw std::logic_error(kNoCaller);
   }
   return value;
 }
@@ -362,7 +362,7 @@ int __nsc1__cancelSubscription(struct soap* ctx, _nsc1__cancelSubscription* requ
   if (!subscriptionExists(glptr, in.subscriptionId)) {
     __psyslog->info(1, "cancelSubscription: No such Subscription ID to cancel as %s", id.c_str());
     __psyslog->info(2, "The Missing Subscription's Path is %s", base.c_str());
-    return kNoSuchSubscription;
+    return fail(ctx, kNoSuchSubscription, "No such subscription");
   }
   __psyslog->info(2, "Canceling subscriptionId = %s", id.c_str());
   removeNode(glptr, base);
@@ -372,15 +372,20 @@ int __nsc1__cancelSubscription(struct soap* ctx, _nsc1__cancelSubscription* requ
 
 int __nsc1__acknowledgeAlarm(struct soap* ctx, _nsc1__acknowledgeAlarm* request,
                              _nsc1__acknowledgeAlarmResponse* response) {
-  int result = kEmptyRequest;
+  const auto& requests = recordOf(recordOf(request).requests).AckRequest;
+  if (requests.empty()) {
+    return fail(ctx, kEmptyRequest, "No requests");
+  }
   try {
-    for (const nsc1__AckRequest* wanted : recordOf(recordOf(request).requests).AckRequest) {
+    for (const nsc1__AckRequest* wanted : requests) {
       response->acknowledgeAlarmResult.push_back(acknowledge(globalData(ctx), recordOf(wanted)));
-      result = SOAP_OK;
     }
   } catch (const std::exception& e) {
     __psyslog->info(1, "Exception in __nsc1__acknowledgeAlarm(): %s", e.what());
+    const bool noCaller = std::string_view(e.what()) == kNoCaller;
+    soap_receiver_fault(ctx, noCaller ? "No user or address from the web server" : "Internal error",
+                        nullptr);
     return kAcknowledgeFailed;
   }
-  return result;
+  return SOAP_OK;
 }

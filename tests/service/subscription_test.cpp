@@ -63,7 +63,8 @@ TEST_F(Subscriptions, CreateLeavesTheWholeTree) {
                    "<n:DeadbandPercent>0.5</n:DeadbandPercent>"),
              "<n:replyUri>http://192.0.2.1/x?a=1&amp;b=2</n:replyUri><n:leaseDuration>60000"
              "</n:leaseDuration><n:logSinceTime>1700000000250000</n:logSinceTime>"
-             "<n:subscribeLogOptions>Alarm Trend</n:subscribeLogOptions>");
+             "<n:subscribeLogOptions>Alarm</n:subscribeLogOptions><n:other/>"
+             "<n:subscribeLogOptions>Trend</n:subscribeLogOptions>");
   EXPECT_EQ(elements(reply, "Value"), Texts{"230.123"});
   const std::pair<const char*, const char*> kTree[] = {
       {"/ReplyURI", "http://192.0.2.1/x?a=1&b=2"}, {"/LeaseDuration", "60000"},
@@ -109,7 +110,10 @@ TEST_F(Subscriptions, AnswersWithAReadingOfEachPoint) {
   EXPECT_EQ(times.at(0), "1700000000500000");
   EXPECT_GT(times.at(2), "1790000000000000") << "a failed reading has the present time";
   EXPECT_EQ(inDemo("/RTNodeCount"), "6");
-  EXPECT_EQ(points("demo"), "M1.Breaker;M1.Count!..Time;M1.Enabled;No.Such;Secret.Value1");
+  EXPECT_EQ(points("demo"),
+            "?||Bad||path;M1.Breaker;M1.Count!..Time;M1.Enabled;No.Such;Secret.Value1");
+  update("demo", {"M1;", "/:&#9;"}, {"/Bad//path"});
+  EXPECT_EQ(inDemo("/RTNodeCount"), "7") << points("demo");
 }
 
 TEST_F(Subscriptions, CreateReplacesUpdateChangesCancelRemoves) {
@@ -132,7 +136,9 @@ TEST_F(Subscriptions, CreateReplacesUpdateChangesCancelRemoves) {
   const FastCgiReply cancelled = cancel("demo");
   EXPECT_EQ(cancelled.status(), 200);
   EXPECT_NE(cancelled.body().find("cancelSubscriptionResponse"), std::string::npos);
-  EXPECT_EQ(cancel("demo").status(), 500);
+  const FastCgiReply again = cancel("demo");
+  EXPECT_EQ(again.status(), 500);
+  EXPECT_NE(again.body().find("No such subscription"), std::string::npos) << again.body();
   EXPECT_EQ(stored("/SubUpdateCount"), "4");
   EXPECT_EQ(elements(update("demo", {"/M1/Va"}, {}), "Value"),
             Texts{"? 28 No match for SubscriberId : updateSubscriptionRealTimeNodes() failed"});
@@ -215,10 +221,12 @@ TEST_F(Acknowledgements, AreQueuedForTheAlarmEngine) {
 }
 
 TEST_F(Acknowledgements, WithoutACallerOrARequestAreFaults) {
-  const std::string fault = "</faultcode>";
-  EXPECT_NE(call("acknowledgeAlarm", "").find(fault), std::string::npos);
-  EXPECT_NE(acknowledge("").find(fault), std::string::npos);
-  EXPECT_NE(acknowledge(request("7"), "").find(fault), std::string::npos);
+  const std::string empty = "Client</faultcode><faultstring>No requests<";
+  EXPECT_NE(call("acknowledgeAlarm", "").find(empty), std::string::npos);
+  EXPECT_NE(acknowledge("").find(empty), std::string::npos);
+  EXPECT_NE(acknowledge(request("7"), "")
+                .find("Server</faultcode><faultstring>No user or address from the web server<"),
+            std::string::npos);
   EXPECT_TRUE(queue().empty());
   EXPECT_EQ(value("/M1/Count"), "42");
 }

@@ -15,9 +15,12 @@ std::int64_t writtenAt(const toolkit::CElement& element) {
   return qel_UNIXtoQELtime64(&time);
 }
 
+// A name of a path outside the grammar stays one: such a point is never read.
 toolkit::CPath pointPath(const std::string& name) {
-  std::string text;
-  toolkit::CPath::DottedPathToNodePath(name, text);
+  std::string text = name;
+  if (!name.starts_with("?|")) {
+    toolkit::CPath::DottedPathToNodePath(name, text);
+  }
   toolkit::CPath path(text);
   path.normalize();
   return path;
