@@ -26,14 +26,18 @@ edit_file(TarnixC.cpp
   "LONG64 bits = 0;\n\tif (!s || readBitSet(soap, \\2, s, &bits))\n\t\treturn soap->error;\n\t*a = (enum \\1)bits"
   "reading of bit sets")
 edit_file(TarnixC.cpp "#include \"TarnixH.h\""
-  "#include \"TarnixH.h\"\n#include \"enumerations.h\"\n#include \"leaf_elements.h\"\n#include \"texts.h\""
+  "#include \"TarnixH.h\"\n#include \"enumerations.h\"\n#include \"leaf_elements.h\"\n#include \"lists.h\"\n#include \"texts.h\""
   "includes of our own readers and writers")
 
-# Several elements of a bit set count together: some toolkits send one for each name.
+# Several elements of a bit set, or of a list, count together: some toolkits send one for each name or item.
 edit_file(TarnixC.cpp
   "soap_flag_([A-Za-z0-9]+) && soap->error == SOAP_TAG_MISMATCH\\)[\n\t ]*{[\t ]*if \\((soap_in_nsc1__SubscribeLogOptions\\(soap, [^,]*, &(a->[A-Za-z0-9_:]+),[^\n]*)\n[^\n]*--;"
   "soap->error == SOAP_TAG_MISMATCH)\n\t\t\t{\tconst int before = soap_flag_\\1 > 0 ? 0 : \\3;\n\t\t\t\tif (\\2\n\t\t\t\t{\tsoap_flag_\\1 = 0;\n\t\t\t\t\t\\3 = (enum nsc1__SubscribeLogOptions)(\\3 | before);"
   "repeated elements of bit sets")
+edit_file(TarnixC.cpp
+  "soap_flag_([A-Za-z0-9]+) && soap->error == SOAP_TAG_MISMATCH\\)[\n\t ]*{[\t ]*if \\((soap_in_PointerTonsc1__ArrayOf(String|NodeSubscription|AckRequest)\\(soap, [^,]*, &(a->[A-Za-z0-9_:]+),[^\n]*)\n[^\n]*--;"
+  "soap->error == SOAP_TAG_MISMATCH)\n\t\t\t{\tauto* const before = \\4;\n\t\t\t\tif (\\2\n\t\t\t\t{\tsoap_flag_\\1 = 0;\n\t\t\t\t\tunite(before, \\4);"
+  "repeated elements of lists")
 
 # A text may come in an encoding that its type names.
 edit_file(TarnixC.cpp

@@ -118,6 +118,33 @@ TEST_F(BadInput, ElementsOfAnOperationBearItsNamespaceOrNone) {
   }
 }
 
+TEST_F(BadInput, ListsInSeveralElementsCountTogether) {
+  const std::string nil = " xmlns:i='http://www.w3.org/2001/XMLSchema-instance' i:nil='true'/>";
+  EXPECT_EQ(
+      elements(call("getValues", "<n:paths" + nil +
+                                     "<n:paths><n:string>/M1/Count</n:string></n:paths>"
+                                     "<n:other/><n:paths><n:string>/M1/Va</n:string>"
+                                     "<n:string>/M1/Flag</n:string></n:paths><n:paths/><n:paths" +
+                                     nil),
+               "getValuesResult"),
+      (Texts{"42", "230.123", "false"}));
+  const std::string id = "<n:subscriptionId>s</n:subscriptionId>";
+  const auto points = [](const std::string& name) {
+    return "<n:" + name +
+           "><n:NodeSubscription><n:Path>/M1/Count</n:Path></n:NodeSubscription></n:" + name +
+           "><n:" + name +
+           "><n:NodeSubscription><n:Path>/M1/Va</n:Path></n:NodeSubscription></n:" + name + ">";
+  };
+  const Texts both = {"42", "230.123"};
+  EXPECT_EQ(elements(call("createSubscription", id + points("realTimeNodes")), "Value"), both);
+  EXPECT_EQ(
+      elements(call("updateSubscriptionRealTimeNodes", id + points("realTimeNodesToAdd")), "Value"),
+      both);
+  const std::string request = "<n:requests><n:AckRequest/></n:requests>";
+  EXPECT_EQ(elements(call("acknowledgeAlarm", request + request), "acknowledgeAlarmResult").size(),
+            2U);
+}
+
 TEST_F(BadInput, NamesThatNobodyReadsAreLoggedOnceARequest) {
   std::string many;
   for (int i = 0; i < 30; ++i) {
