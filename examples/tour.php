@@ -73,7 +73,9 @@ try {
     echo 'Subscribed to: ' . implode(' ', array_map('good', $nodes)) . "\n";
 
     echo "== Alarms\n";
-    $alarms = fn() => $service->getActiveAlarms(['request' => ['startTime' => $since]])->alarms ?? [];
+    // The WSDL asks for a type in each of these requests; here it has no effect.
+    $request = ['rqstType' => 'LgRqTypAlarmEvents', 'startTime' => $since];
+    $alarms = fn() => $service->getActiveAlarms(['request' => $request])->alarms ?? [];
     $requests = [];
     foreach (wait_for('active alarm', $alarms) as $alarm) {
         echo "$alarm->EventId: $alarm->SourcePath $alarm->Description, $alarm->Value\n";
@@ -83,8 +85,8 @@ try {
     $errors = $service->acknowledgeAlarm(['requests' => ['AckRequest' => $requests]]);
     array_map('good', $errors->acknowledgeAlarmResult ?? []);
 
-    $url = wait_for('waveform record', function () use ($service, $since) {
-        $log = $service->getEventLog(['request' => ['rqstType' => 'LgRqTypAlarmEvents', 'startTime' => $since]]);
+    $url = wait_for('waveform record', function () use ($service, $request) {
+        $log = $service->getEventLog(['request' => $request]);
         good($log->result);
         foreach ($log->events ?? [] as $event) {
             if (isset($event->ComtradeWaveformUrls)) {

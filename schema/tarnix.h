@@ -895,21 +895,21 @@ class _nst1__getSubscribedNodesResponse {
 //gsoap nst1 service method-documentation: RemoveNode Removes a node with all that is below it.
 //gsoap nst1 service method-documentation: getSubscribedNodes Lists the points of a subscription.
 //gsoap nsvk service method-documentation: getMinAvgMaxValues Is not offered: the answer is a fault.
-//gsoap nsvk service method-documentation: getDeviceTree Lists the devices with type, name, quality and count of changes.
-//gsoap nsvk service method-documentation: findAttributeMatches Finds the nodes of which an attribute's value matches a regular expression.
-//gsoap nsvk service method-documentation: getLeafDescriptors Tells value, kind and time of the last change of many leaves.
-//gsoap nsvk service method-documentation: getLocalAndUtcTime Tells the device's clock and zone.
-//gsoap nsvk service method-documentation: whoAmI Tells who the caller is.
-//gsoap nsvk service method-documentation: getDeltaLog Reads the log of values that changed.
-//gsoap nsvk service method-documentation: getEventLog Reads the log of alarms and events, or of system events.
-//gsoap nsvk service method-documentation: getActiveAlarms Lists the alarms that are active now.
-//gsoap nsvk service method-documentation: getTrendPeriods Lists the periods of the interval trends.
-//gsoap nsvk service method-documentation: getDeviceTrendParams Lists the points of a device that have trends.
-//gsoap nsvk service method-documentation: getTrendData Reads trends: minimum, maximum, average and last value of each interval.
-//gsoap nsvk service method-documentation: getWaveformConfig Describes a waveform record and names its channels.
-//gsoap nsvk service method-documentation: getWaveformData Reads the samples of one channel of a waveform record.
-//gsoap nsc3 service method-documentation: sendDeviceCmd Gives a device a command and answers the handle of its result.
-//gsoap nsc3 service method-documentation: getDeviceCmdResult Tells what has become of a command.
+//gsoap nsvk service method-documentation: getDeviceTree Lists the devices with type, name, quality and count of changes. result is always empty.
+//gsoap nsvk service method-documentation: findAttributeMatches Finds the nodes of which an attribute's value matches a regular expression. result is empty, or an error string.
+//gsoap nsvk service method-documentation: getLeafDescriptors Tells value, kind and time of the last change of many leaves. result is OK, or an error string.
+//gsoap nsvk service method-documentation: getLocalAndUtcTime Tells the device's clock and zone. result is always empty.
+//gsoap nsvk service method-documentation: whoAmI Tells who the caller is. result is his name, empty for anonymous.
+//gsoap nsvk service method-documentation: getDeltaLog Reads the log of values that changed. result is empty, or an error string.
+//gsoap nsvk service method-documentation: getEventLog Reads the log of alarms and events, or of system events. result is empty, or an error string.
+//gsoap nsvk service method-documentation: getActiveAlarms Lists the alarms that are active now. result is empty, or an error string.
+//gsoap nsvk service method-documentation: getTrendPeriods Lists the periods of the interval trends. result is OK, or an error string.
+//gsoap nsvk service method-documentation: getDeviceTrendParams Lists the points of a device that have trends. result is empty, or an error string.
+//gsoap nsvk service method-documentation: getTrendData Reads trends: minimum, maximum, average and last value of each interval. result is OK, empty where none of the points has trends, or an error string.
+//gsoap nsvk service method-documentation: getWaveformConfig Describes a waveform record and names its channels. result is OK, or an error string.
+//gsoap nsvk service method-documentation: getWaveformData Reads the samples of one channel of a waveform record. result is OK, or an error string.
+//gsoap nsc3 service method-documentation: sendDeviceCmd Gives a device a command and answers the handle of its result. result is empty, or an error string.
+//gsoap nsc3 service method-documentation: getDeviceCmdResult Tells what has become of a command. result is empty, or an error string; numericStatus says what the device made of it.
 
 int __nsc1__getValue(_nsc1__getValue* nsc1__getValue,
                      _nsc1__getValueResponse* nsc1__getValueResponse);
