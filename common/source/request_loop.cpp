@@ -35,6 +35,7 @@ constexpr std::size_t kMaxCaller = 64;           // bytes of REMOTE_USER and REM
 constexpr std::size_t kMaxAcceptLanguage = 256;  // bytes
 constexpr int kFirstStopCode = 1000;             // engine codes from here on need no fault
 constexpr int kIPv4 = 2;
+constexpr const char* kRealm = "dravixd";  // as the web server's
 
 // What the web server says of a request and its client.
 struct Caller {
@@ -403,6 +404,7 @@ int soap_process(struct soap* ctx, bool /*firstRequest*/) {
     endReply(ctx);
     return 0;
   }
+  ctx->authrealm = kRealm;
   try {
     if (!serveEnvelope(ctx)) {
       __psyslog->info(0, "Failed in soap processing; ");
