@@ -9,8 +9,8 @@
 
 namespace {
 
-constexpr std::size_t kOperation =
-    3;  // of the context's slots for extensions, which nobody else uses
+// Of the context's slots for extensions, the one that no extension of the engine's takes.
+constexpr std::size_t kOperation = 3;
 constexpr std::string_view kEnvelope = "SOAP-ENV";
 
 // A tag's prefix and local name.
@@ -60,8 +60,8 @@ int match(struct soap* ctx, const char* expected) {
   return isQualified ? soap_match_tag(ctx, ctx->tag, expected) : SOAP_TAG_MISMATCH;
 }
 
-// A reference of SOAP 1.1 to another element. The engine itself looks at those of SOAP 1.2 only
-// where no element may share its data.
+// Notes a reference of SOAP 1.1 to another element, as the engine does with those of SOAP 1.2: it
+// is then missing at the end of the message.
 void noteReference(struct soap* ctx) {
   if (ctx->version != 1 || ctx->data[kOperation] == nullptr) {
     return;

@@ -10,8 +10,6 @@
 
 namespace {
 
-using std::string_view_literals::operator""sv;
-
 constexpr std::string_view kDeclaration = "<?xml";
 constexpr std::size_t kMaxDeclaration = 256;  // bytes
 
@@ -21,10 +19,10 @@ struct Beginning {
   const char* encoding;
   std::size_t markSize;
 };
-constexpr std::array<Beginning, 4> kUtf16 = {{{"\xFF\xFE"sv, "UTF-16LE", 2},
-                                              {"\xFE\xFF"sv, "UTF-16BE", 2},
-                                              {"<\0"sv, "UTF-16LE", 0},
-                                              {"\0<"sv, "UTF-16BE", 0}}};
+constexpr std::array<Beginning, 4> kUtf16 = {{{{"\xFF\xFE", 2}, "UTF-16LE", 2},
+                                              {{"\xFE\xFF", 2}, "UTF-16BE", 2},
+                                              {{"<\0", 2}, "UTF-16LE", 0},
+                                              {{"\0<", 2}, "UTF-16BE", 0}}};
 
 constexpr std::array<const char*, 6> kSingleByte = {"ISO-8859-1",  "ISO8859-1",    "latin1",
                                                     "ISO-8859-15", "windows-1252", "cp1252"};
