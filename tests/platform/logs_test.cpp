@@ -101,18 +101,19 @@ TEST_F(Logs, TheOldestGoWhenALogIsFullAndTheMarkStays) {
   ASSERT_EQ(openWriter(log, 10), 0);
   CLog reader;
   ASSERT_EQ(openReader(reader), 0);
-  const CLog::Mark mark{7, {5, 250000}};
+  const CLog::Marks marks[] = {{}, {{{7, {5, 250000}}, {9, {6, 0}}}}, {{{}, {12, {8, 0}}}}};
   std::vector<CEvent> events;
   for (std::uint64_t i = 1; i <= 25; ++i) {
-    ASSERT_EQ(log.append({eventAt(static_cast<int>(i), i)}, i == 3 ? &mark : nullptr), 0);
+    ASSERT_EQ(log.append({eventAt(static_cast<int>(i), i)}, marks[i < 3 ? i : 0]), 0);
   }
   ASSERT_EQ(reader.retrieve(events, "", nullptr, nullptr, 100, false, false, 0), 0);
   ASSERT_EQ(events.size(), 10U);
   EXPECT_EQ(events.front().id, 16U);
-  CLog::Mark found;
-  EXPECT_EQ(reader.get_mark(found), 0);
-  EXPECT_EQ(found.number, 7U);
-  EXPECT_EQ(found.time.tv_usec, 250000);
+  CLog::Marks found;
+  EXPECT_EQ(reader.get_marks(found), 0);
+  EXPECT_EQ(found[0].number, 7U);
+  EXPECT_EQ(found[0].time.tv_usec, 250000);
+  EXPECT_EQ(found[1].number, 12U);
   EXPECT_EQ(reader.append({eventAt(1, 1)}), toolkit::LOG_CLOSED);
   fs::remove(file());
   EXPECT_EQ(log.append({eventAt(1, 1)}), toolkit::LOG_MISSING) << "into a file that is gone";
