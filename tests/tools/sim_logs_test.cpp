@@ -46,7 +46,7 @@ TEST_F(SimLogs, EachEventIsEnteredOnceWhateverHappens) {
   for (const std::string course :
        {"das.qp.", "das.r.dr.", "ra.sd", "das.b.", "das.bdas.", "dasa.bdd.", "das.bdasdas.",
         "sa.brds.", "dddd.brda.r.", "ldas.a.u.", "sa.ld.a.u.b.", "a.w.w.w.s.ra", "sa.ldua.w.w.w.s.",
-        "lw.a.w.u.", "a.wqw.rs.w.r.", "laq.w.w.u.r.", "aq.w.w.r.a.wsw.b.", "qqa.bw.w.rq."}) {
+        "lw.a.w.u.", "a.w.qw.rs.w.r.", "la.w.w.u.r.", "aq.w.w.r.a.ws.w.b.", "qqa.bw.w.rq."}) {
     useStore(course);
     import({leaf("/A", "Value", CElement(1.0))});
     for (const char* log : {"deadband.db", "alarms.db", "system.db"})
