@@ -87,7 +87,7 @@ TEST_F(Devctl, BootMakesNoStoreOfNothing) {
   EXPECT_FALSE(std::filesystem::exists(folder() / "none"));
   std::filesystem::create_directories(state);
   expectFailure({"boot"}, words);
-  std::ofstream(state / "persistent.mdb");
+  std::ofstream(state / "persistent.mdb").close();
   expectFailure({"boot"}, words);
   EXPECT_EQ(std::filesystem::file_size(state / "persistent.mdb"), 0U);
   expectSuccess({"init"});
