@@ -26,6 +26,9 @@ void readSamples(CComtradeView& view, const CWaveConfigData& config) {
     }
   }
   for (const CWaveAnalogChannelConfig& channel : config.analogChannels) {
+    require(config.analogChannel(channel.name) == &channel);
+  }
+  for (const CWaveAnalogChannelConfig& channel : config.analogChannels) {
     requireUtf8(channel.name);
     CWaveSampleData one;
     if (one.fillData(view, WAVE_RAW, &channel.name) == WAVE_OK) {

@@ -133,6 +133,9 @@ class Logs {
   // `moved`: the values are new ones.
   void step(const sim::Installation& installation, bool moved, timeval stamp) {
     entries_.note(!events_.step(), events_.lastError());
+    if (const std::uint64_t missed = events_.takeMissed(); missed > 0) {
+      fail(std::to_string(missed) + " events were gone before they could be entered in the logs");
+    }
     const bool entered = moved ? trends_.step(stamp, installation.values()) : trends_.enter();
     snapshots_.note(!entered, file_.lastError());
   }

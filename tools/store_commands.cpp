@@ -255,6 +255,9 @@ void addStoreCommands(CLI::App& app) {
   addPathCommand(*store, "ls", "Lists a node's children (name/) and leaves (:name)", nullptr, list);
   addPathCommand(*store, "rm", "Removes a node with all below it, or a leaf (NODE:LEAF)", nullptr,
                  remove);
+  store->add_subcommand("init", "Makes an empty store; one that is there stays")->callback([] {
+    check(admin::makeEmpty());
+  });
   store->add_subcommand("boot", "Builds the live half anew from the persistent one")->callback([] {
     check(admin::boot());
   });

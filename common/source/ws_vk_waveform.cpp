@@ -1,6 +1,5 @@
 // Waveform records. Each handler returns SOAP_OK, and tells what went wrong in its reply; nothing
 // is kept from one request to the next.
-#include <algorithm>
 #include <cassert>
 
 #include "error_strings.h"
@@ -96,6 +95,13 @@ void answerConfig(Access& access, const std::string& url, nsvk__getWaveConfigRes
   copyNames(cfgData.digitalChannels, response.digitalChannelNames);
 }
 
+void logMissing(const Access& access, const CWaveConfigData& cfgData) {
+  if (cfgData.nSamples < cfgData.nDeclared) {
+    __psyslog->info(1, "COMTRADE data at %s has %zu samples and not %zu", access.filePath.c_str(),
+                    cfgData.nSamples, cfgData.nDeclared);
+  }
+}
+
 void answerData(Access& access, const std::string& channel, nsvk__getWaveDataResponse& response) {
   CWaveConfigData cfgData;
   if (access.view.getConfigurationData(cfgData) != 0) {
@@ -103,25 +109,25 @@ void answerData(Access& access, const std::string& channel, nsvk__getWaveDataRes
                   "Failed to parse COMTRADE configuration at %s", access.filePath);
     return;
   }
-  const auto& analog = cfgData.analogChannels;
-  if (std::none_of(analog.begin(), analog.end(),
-                   [&](const auto& configured) { return configured.name == channel; })) {
+  const toolkit::CWaveAnalogChannelConfig* const analog = cfgData.analogChannel(channel);
+  if (analog == nullptr) {
     access.refuse(WS_ARGUMENT_INVALID, "No such Analog Channel", "No such Analog Channel as %s",
                   channel);
     return;
   }
   toolkit::CWaveSampleData samples;
-  if (samples.fillData(access.view, toolkit::WAVE_SCALED, &channel) != 0) {
+  if (samples.fillData(access.view, toolkit::WAVE_SCALED, &analog->name) != 0) {
     access.refuse(WS_NO_DATA, "Failed to parse COMTRADE data",
                   "Failed to get COMTRADE sample data at %s", access.filePath);
     return;
   }
-  const auto pos = samples.channels.find(channel);
+  const auto pos = samples.channels.find(analog->name);
   if (pos == samples.channels.end()) {
     access.refuse(WS_NO_DATA, "Failed to get COMTRADE channel data",
                   "Failed to get COMTRADE sample data for %s", channel);
     return;
   }
+  logMissing(access, cfgData);
   response.result = "OK";
   response.samplingRate = cfgData.samplingRate;
   response.startTime = wireTime(cfgData.startTime);

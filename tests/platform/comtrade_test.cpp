@@ -95,6 +95,15 @@ TEST(Comtrade, EveryFormAndOddityGivesTheSameRecord) {
   }
 }
 
+TEST(Comtrade, NamesAreInTheScriptThatTheyWereWrittenIn) {
+  const std::set<std::string> names = recordsThatBeginWith("text-");
+  EXPECT_GT(names.size(), 20U);
+  for (const std::string& name : names) {
+    const std::string written = name.substr(name.find_last_of('-') + 1);
+    EXPECT_EQ(namesOf(Read(name).config.analogChannels), std::vector{written});
+  }
+}
+
 TEST(Comtrade, WhatIsSpecialIsTold) {
   const auto isMissing = [](const Read& read) {
     const std::vector<float>& values = read.samples.channels.at("VB");
@@ -107,6 +116,11 @@ TEST(Comtrade, WhatIsSpecialIsTold) {
     return read.config.nSamples == kSamples - 1 &&
            read.samples.channels.at("IA").size() == kSamples - 1;
   };
+  const auto isUpToTrigger = [](const Read& read) {
+    return read.config.nSamples == 11 && read.config.nDeclared == kSamples &&
+           read.config.triggerIndex == 10 && read.samples.channels.at("IA").size() == 11 &&
+           read.samples.channels.at("IA")[10] == sampleOf(10, 2);
+  };
   const std::pair<std::string, std::function<bool(const Read&)>> kCases[] = {
       {"missing-ascii", isMissing},
       {"missing-binary", isMissing},
@@ -117,6 +131,10 @@ TEST(Comtrade, WhatIsSpecialIsTold) {
       {"partial", isCut},
       {"partial-ascii", isCut},
       {"one-less", isCut},
+      {"fewer", isUpToTrigger},
+      {"fewer-ascii", isUpToTrigger},
+      {"fewer-stamps", isUpToTrigger},
+      {"fewer-than-many", [](const Read& read) { return read.config.nSamples == kSamples; }},
       {"no-missing-code", isValue},
       {"no-missing-code-1991", isValue},
       {"rates",
@@ -135,11 +153,17 @@ TEST(Comtrade, WhatIsSpecialIsTold) {
        [](const Read& read) { return read.samples.channels.at("IA")[39] == 5700000 * 0.5F + 20; }},
       {"unset-times", [](const Read& read) { return read.config.startTime.tv_sec == 0; }},
       {"month-first", [](const Read& read) { return read.config.startTime.tv_sec == 1710325230; }},
+      {"full-lines-1991",
+       [](const Read& read) {
+         const CWaveAnalogChannelConfig& channel = read.config.analogChannels.back();
+         return read.config.startTime.tv_sec == kStart && channel.primary == 110 &&
+                channel.secondary == 0.1 && channel.side == 'P';
+       }},
       {"early-trigger", [](const Read& read) { return read.config.triggerIndex == 0; }},
       {"twins",
        [](const Read& read) {
-         return read.samples.channels.size() == 2 &&
-                read.samples.channels.at("VA")[0] == sampleOf(0, 0);
+         return read.samples.channels.at("VA")[0] == sampleOf(0, 0) &&
+                read.samples.channels.at("VA#2")[0] == sampleOf(0, 1);
        }},
       {"without-channels", [](const Read& read) { return read.samples.channels.empty(); }},
       {"latin",
@@ -154,6 +178,31 @@ TEST(Comtrade, WhatIsSpecialIsTold) {
       {"no-header", [](const Read& read) { return !read.view.hasHeader(); }},
   };
   for (const auto& [name, holds] : kCases) EXPECT_TRUE(holds(Read(name))) << name;
+}
+
+TEST(Comtrade, EachChannelHasANameOfItsOwn) {
+  using Names = std::vector<std::string>;
+  const std::tuple<std::string, Names, std::string> kCases[] = {
+      {"same-binary", {"VA", "VB", "IA"}, "1 2 3 "},
+      {"twins", {"VA", "VA#2", "IA"}, "1 2 3 "},
+      {"twins-like-forms", {"VA#2", "VA", "#3"}, "1 2 3 "},
+      {"twins-blank", {"#3", "", "#3#"}, "1 2 1 "},
+  };
+  for (const auto& [name, listed, places] : kCases) {
+    const Read read(name);
+    const auto& channels = read.config.analogChannels;
+    EXPECT_EQ(namesOf(channels), listed);
+    std::string reached;
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+      EXPECT_EQ(read.config.analogChannel(listed[i]), &channels[i]) << name << listed[i];
+      EXPECT_EQ(read.samples.channels.at(listed[i])[0], sampleOf(0, i)) << name << listed[i];
+      const auto* const found = read.config.analogChannel("#" + std::to_string(i + 1));
+      reached += std::to_string(found - channels.data() + 1) + " ";
+    }
+    EXPECT_EQ(reached, places) << name;
+    for (const char* none : {"#0", "#4", "#", "#1x", "#-1", "va", "VA#3", "#99999999999999999999"})
+      EXPECT_EQ(read.config.analogChannel(none), nullptr) << name << none;
+  }
 }
 
 TEST(Comtrade, LongRecordsAreReadPieceByPiece) {
@@ -207,8 +256,9 @@ TEST(Comtrade, DamageIsNamed) {
       {"time", Step::kConfiguration, ":12: the trigger time"},
       {"type", Step::kConfiguration, ":13: the type of the data is \"BINARY16\""},
       {"stamp-factor", Step::kConfiguration, ":14: the factor of the time stamps"},
-      {"more-declared", Step::kSamples, "bad-more-declared.dat: has 40 samples and not 42"},
-      {"many-declared", Step::kSamples, "bad-many-declared.cfg: 2147483647 samples, more than"},
+      {"before-trigger", Step::kSamples, "has 10 samples and not 40, and ends before the trigger"},
+      {"before-trigger-header", Step::kSamples, "has 30 samples and not 40"},
+      {"before-trigger-stamps", Step::kSamples, "has 10 samples and not 40"},
       {"data-empty", Step::kSamples, "has 0 samples and not 40"},
       {"word", Step::kSamples, "sample 2 of channel VA is no number"},
       {"short-line", Step::kSamples, "sample 2 has not as many fields"},
@@ -229,6 +279,7 @@ TEST(Comtrade, DamageIsNamed) {
       result = view.getConfigurationData(config);
       EXPECT_EQ(result == WAVE_OK, step == Step::kSamples) << view.last_error();
       EXPECT_EQ(config.analogChannels.empty(), step == Step::kConfiguration);
+      EXPECT_LE(config.triggerIndex, std::max<std::int64_t>(config.nSamples, 1) - 1);
     }
     if (step == Step::kSamples) result = samples.fillData(view, WAVE_SCALED);
     EXPECT_NE(result, WAVE_OK);
@@ -322,10 +373,10 @@ TEST_F(ComtradeFolder, SizesAreCheckedBeforeAnythingIsRead) {
   copy("same-combined-ascii.cff", "combined.cff");
   grow("combined.cff", CComtradeView::kMaxData);
   expectRefused("combined", WAVE_TOO_LARGE, "combined.cff: a line of more than");
-  copy("bad-many-declared.cfg", "many.cfg");
-  copy("bad-many-declared.dat", "many.dat");
+  copy("fewer-than-many.cfg", "many.cfg");
+  copy("fewer-than-many.dat", "many.dat");
   grow("many.dat", CComtradeView::kMaxData);
-  expectRefused("many", WAVE_TOO_LARGE, "2147483647 samples");
+  expectRefused("many", WAVE_TOO_LARGE, "many.cfg: 4194304 samples");
 }
 
 TEST_F(ComtradeFolder, AFileThatShrinksWhileItIsReadIsAFailure) {

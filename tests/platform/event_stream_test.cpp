@@ -1,6 +1,10 @@
 // Events handed over between processes, and what the platform keeps for them.
 #include "toolkit/event_stream.h"
 
+#include <map>
+#include <sstream>
+
+#include "store/store.h"
 #include "store_fixture.h"
 
 using toolkit::CCds;
@@ -65,6 +69,77 @@ TEST_F(Events, StreamsHoldAThousand) {
   EXPECT_EQ(send(cds, std::vector(full + 1, ack_)).back(), API_STORE_FULL);
   EXPECT_EQ(CEventStream(cds, kAcks).remove(1), 0);
   EXPECT_EQ(send(cds, {ack_, ack_}), (std::vector{API_SUCCESS, API_STORE_FULL}));
+}
+
+// Events are sent by groups, "3d" is three deltas; q(uality), a(larm), s(ystem), p(lain).
+TEST_F(Events, ChangesPushOutNoOtherEventsAndTheMissingAreCounted) {
+  const std::map<char, std::int32_t> kinds = {{'d', toolkit::EVENT_DELTA},
+                                              {'q', toolkit::EVENT_QUALITY},
+                                              {'a', toolkit::EVENT_ALARM},
+                                              {'s', toolkit::EVENT_SYSTEM},
+                                              {'p', toolkit::EVENT_PLAIN}};
+  struct Case {
+    const char* sent;
+    std::uint64_t after;
+    const char* missed;  // all, events, changes
+    std::uint64_t first;
+    std::size_t count;
+  };
+  const Case kCases[] = {
+      {"1a 1s 1p 900d 1100q", 0, "1000 0 1000", 1, 1003},
+      {"1a 2000d", 1, "1000 0 1000", 1002, 1000},
+      {"1a 2000d", 600, "401 0 401", 1002, 1000},
+      {"1a 2000d", 1001, "0 0 0", 1002, 1000},
+      {"1a 2000d", 2001, "0 0 0", 0, 0},
+      {"1a 2000d", 2500, "0 0 0", 0, 0},
+      {"500d 600a 600p 1s", 0, "201 201 0", 1, 1500},
+      {"500d 600a 600p 1s 10d", 500, "201 201 0", 702, 1010},
+      {"10a 1500d 1500a 3d 1a", 1510, "501 501 0", 2012, 1003},
+      {"1d 1001a 1500d", 2, "500 0 500", 3, 2000},
+      {"2000d 2000a", 0, "2000 1000 1000", 1001, 2000},
+  };
+  for (const Case& one : kCases) {
+    for (const char* half : {"TOOLKIT_RUN", "TOOLKIT_STATE"}) {
+      std::filesystem::remove_all(std::getenv(half));
+    }
+    import({});
+    CCds cds;
+    std::istringstream groups(one.sent);
+    std::size_t count = 0;
+    for (char kind = 0; groups >> count >> kind;) {
+      send(cds, std::vector(count, event(kinds.at(kind), 1)));
+    }
+    std::vector<CEventStream::Entry> entries;
+    CEventStream::Missed missed;
+    EXPECT_EQ(CEventStream(cds, kEvents).read(one.after, entries, missed), 0);
+    EXPECT_EQ(std::to_string(missed.all) + " " + std::to_string(missed.events) + " " +
+                  std::to_string(missed.changes),
+              one.missed)
+        << one.sent << one.after;
+    EXPECT_EQ(entries.size(), one.count) << one.sent << one.after;
+    EXPECT_EQ(entries.empty() ? 0 : entries.front().number, one.first) << one.sent << one.after;
+    for (std::size_t i = 1; i < entries.size(); ++i) {
+      ASSERT_LT(entries[i - 1].number, entries[i].number) << one.sent;
+    }
+  }
+}
+
+TEST_F(Events, AStreamOfAnEarlierProgramGoesOn) {
+  CCds cds;
+  send(cds, std::vector(CEventStream::kCapacity + 5, event(toolkit::EVENT_PLAIN, 1)));
+  // It had one ring, and noted nothing of what was gone.
+  cds.handle()->write([](toolkit::store::Change& change) {
+    change.live().erase(toolkit::store::Table::kMeta, "gone-event");
+  });
+  std::vector<CEventStream::Entry> entries;
+  CEventStream::Missed missed;
+  EXPECT_EQ(CEventStream(cds, kEvents).read(2, entries, missed), 0);
+  EXPECT_EQ(missed.events, 3U);
+  send(cds, {event(toolkit::EVENT_DELTA, 2), event(toolkit::EVENT_ALARM, 3)});
+  EXPECT_EQ(CEventStream(cds, kEvents).read(5, entries, missed), 0);
+  EXPECT_EQ(missed.all, 1U);
+  EXPECT_EQ(entries.front().number, 7U);
+  EXPECT_TRUE(CEventStream(cds, kEvents).remove(99) != 0) << "nobody takes them from the others";
 }
 
 TEST_F(Events, CountsAddUpBetweenProcesses) {

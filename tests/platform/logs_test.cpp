@@ -1,5 +1,7 @@
 // The log databases: what a reader gets, what a writer keeps, and files that are none.
 #include <SQLiteCpp/SQLiteCpp.h>
+#include <grp.h>
+#include <sys/stat.h>
 
 #include <fstream>
 
@@ -101,21 +103,72 @@ TEST_F(Logs, TheOldestGoWhenALogIsFullAndTheMarkStays) {
   ASSERT_EQ(openWriter(log, 10), 0);
   CLog reader;
   ASSERT_EQ(openReader(reader), 0);
-  const CLog::Mark mark{7, {5, 250000}};
+  const CLog::Marks marks[] = {{}, {{{7, {5, 250000}}, {9, {6, 0}}}}, {{{}, {12, {8, 0}}}}};
   std::vector<CEvent> events;
   for (std::uint64_t i = 1; i <= 25; ++i) {
-    ASSERT_EQ(log.append({eventAt(static_cast<int>(i), i)}, i == 3 ? &mark : nullptr), 0);
+    ASSERT_EQ(log.append({eventAt(static_cast<int>(i), i)}, marks[i < 3 ? i : 0]), 0);
   }
   ASSERT_EQ(reader.retrieve(events, "", nullptr, nullptr, 100, false, false, 0), 0);
   ASSERT_EQ(events.size(), 10U);
   EXPECT_EQ(events.front().id, 16U);
-  CLog::Mark found;
-  EXPECT_EQ(reader.get_mark(found), 0);
-  EXPECT_EQ(found.number, 7U);
-  EXPECT_EQ(found.time.tv_usec, 250000);
+  CLog::Marks found;
+  EXPECT_EQ(reader.get_marks(found), 0);
+  EXPECT_EQ(found[0].number, 7U);
+  EXPECT_EQ(found[0].time.tv_usec, 250000);
+  EXPECT_EQ(found[1].number, 12U);
   EXPECT_EQ(reader.append({eventAt(1, 1)}), toolkit::LOG_CLOSED);
   fs::remove(file());
   EXPECT_EQ(log.append({eventAt(1, 1)}), toolkit::LOG_MISSING) << "into a file that is gone";
+}
+
+TEST_F(Logs, TheGroupMayWriteThemWhateverTheUmask) {
+  const auto modes = [&] {
+    std::string text;
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+      struct stat status {};
+      stat((file() + suffix).c_str(), &status);
+      text += std::to_string(status.st_mode >> 6 & 7) + std::to_string(status.st_mode >> 3 & 7) +
+              std::to_string(status.st_mode & 7) + " ";
+    }
+    return text;
+  };
+  const mode_t before = umask(0);
+  for (const mode_t mask : {077U, 022U}) {
+    umask(mask);
+    fs::remove(file());
+    CLog log;
+    EXPECT_EQ(openWriter(log) + fill(log), 0);
+    EXPECT_EQ(modes(), "660 660 660 ");
+    for (const char* suffix : {"", "-wal", "-shm"}) chmod((file() + suffix).c_str(), 0640);
+    CLog another;
+    EXPECT_EQ(openWriter(another) + fill(another), 0);
+    EXPECT_EQ(modes(), "660 660 660 ") << "one from before";
+  }
+  umask(before);
+}
+
+TEST_F(Logs, AnotherUserOfTheGroupGoesOn) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become others";
+  constexpr gid_t kGroup = 64100;
+  const std::string folder = fs::path(file()).parent_path();
+  ASSERT_EQ(chown(folder.c_str(), 0, kGroup), 0);
+  ASSERT_EQ(chmod(folder.c_str(), 02770), 0);
+  const auto appendAs = [&](uid_t user, gid_t own) {
+    ChildProcess writer([&] {
+      umask(077);
+      if (setgroups(1, &kGroup) + setgid(own) + setuid(user) != 0) return 99;
+      CLog log;
+      const int result = openWriter(log);
+      _exit(result != 0 ? result : fill(log));  // like a kill: the log is not closed
+    });
+    return writer.wait();
+  };
+  for (const uid_t user : {64101U, 64102U, 64101U}) EXPECT_EQ(appendAs(user, user), 0) << user;
+  CLog log;
+  std::vector<CEvent> events;
+  ASSERT_EQ(openReader(log), 0);
+  EXPECT_EQ(log.retrieve(events, "", nullptr, nullptr, 9999, false, false, 0), 0);
+  EXPECT_EQ(events.size(), 1500U);
 }
 
 TEST_F(Logs, OneOfVersion1IsReadAndTakesWaveformsFromTheFirstAppendOn) {

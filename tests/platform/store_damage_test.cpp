@@ -60,11 +60,11 @@ class StoreDamage : public StoreTest {
 
 TEST_F(StoreDamage, Missing) {
   fs::remove(persistentFile());
-  expectTold(": import a model with 'devctl store import' first");
+  expectTold("import a model with 'devctl store import'");
   std::ofstream(persistentFile()).close();
-  expectTold("no data store at");
+  expectTold("no data store in the folder");
   fs::remove_all(folder() / "state");
-  expectTold("no data store at");
+  expectTold("no data store in the folder");
   EXPECT_FALSE(fs::exists(folder() / "state")) << "a client makes no store";
 }
 

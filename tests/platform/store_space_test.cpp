@@ -91,7 +91,7 @@ TEST_F(FullDisk, OfTheLiveHalfFromTheFirstOpenOn) {
     GTEST_SKIP() << "cannot mount a tmpfs";
   }
   std::ofstream(folder() / "run/filler") << std::string(2 << 20, 'x');
-  EXPECT_NE(toolkit::admin::boot(), "");
+  EXPECT_NE(toolkit::admin::makeEmpty(), "");
   CCds cds;
   EXPECT_NE(cds.last_error().find((folder() / "run").string()), std::string::npos)
       << cds.last_error();

@@ -95,6 +95,25 @@ TEST_F(PublishedEvents, StartAtTheTimeAskedForAndSurviveARestart) {
   EXPECT_EQ(settled(client, "since"), expected);
 }
 
+TEST_F(PublishedEvents, ChangesPushOutNoAlarmAndWhatIsGoneIsTold) {
+  send(event(toolkit::EVENT_ALARM, "/A/Value", "high"));
+  for (int i = 0; i < 1200; ++i) {
+    send(event(toolkit::EVENT_QUALITY, "/A/Value", ""));
+  }
+  Receiver client;
+  create("alarms", {.uri = client.uri(), .options = kAlarm, .since = {1, 0}});
+  create("all", {.uri = client.uri(), .options = kAlarm | kQuality, .since = {1, 0}});
+  create("now", {.uri = client.uri(), .options = kQuality});
+  start({"--queue", "2000"});
+  const Texts alarm = {"Alarm 0 /A: high = -"};
+  EXPECT_EQ(settled(client, "alarms"), alarm);
+  const Texts all = settled(client, "all");
+  ASSERT_EQ(all.size(), 1002U);
+  EXPECT_TRUE(all[0].ends_with("200 records lost = 200")) << all[0];
+  EXPECT_EQ(all[1], alarm[0]);
+  EXPECT_EQ(settled(client, "now"), Texts{});
+}
+
 TEST_F(PublishedEvents, MessagesAreWhatTheDescriptionSays) {
   const std::pair<std::string, std::string> kTexts[] = {
       {"\x01\x1F\t<&", "??\t&lt;&amp;"},

@@ -43,12 +43,16 @@ TEST_F(Waveforms, AreDescribedAndGivenByChannel) {
   ASSERT_EQ(samples.size(), 40U);
   EXPECT_EQ(samples.front(), "-1990");
   EXPECT_EQ(samples.back(), "1910");
+  EXPECT_EQ(elements(data("sag%207", "#2"), "data"), samples) << "by its place";
 }
 
 TEST_F(Waveforms, WithOddSamplesAndTextsAreWellFormed) {
   copySet("missing-binary", "gap");
   copySet("cyrillic", "cyrillic");
+  copySet("fewer", "cut");
   startWithFolder();
+  EXPECT_EQ(elements(data("cut", "VB"), "data").size(), 11U);
+  EXPECT_NE(log().find("cut has 11 samples and not 40"), std::string::npos) << log();
   EXPECT_EQ(elements(data("gap", "VB"), "data")[3], "NaN");
   EXPECT_EQ(elements(config("cyrillic"), "stationID"), Texts{"Подстанция"});
 }
@@ -56,7 +60,7 @@ TEST_F(Waveforms, WithOddSamplesAndTextsAreWellFormed) {
 TEST_F(Waveforms, ThatCannotBeUsedAreRefused) {
   copySet("same-binary", "good");
   copySet("bad-date", "config");
-  copySet("bad-more-declared", "short");
+  copySet("bad-before-trigger", "short");
   copy("no-header.cfg", "bare.cfg");
   copy("no-header.dat", "bare.dat");
   copy("same-binary.cfg", "lonely.cfg");

@@ -167,7 +167,7 @@ TEST_F(Alarms, TellEachChangeAsAnEvent) {
   step();
   const auto told = events();
   ASSERT_EQ(told.size(), 2U);
-  for (const auto& [number, event] : told) {
+  for (const auto& [number, event, ring] : told) {
     EXPECT_EQ(std::tie(event.type, event.path, event.priority, event.severity, event.id,
                        event.sequence, event.message),
               std::tuple(toolkit::EVENT_ALARM, "/Dev/Group/T/Value", 5000,
@@ -189,7 +189,7 @@ TEST_F(Alarms, BreakersTellWhenTheyMove) {
     step();
   }
   std::string told;
-  for (const auto& [number, event] : events()) told += event.message + ".";
+  for (const auto& [number, event, ring] : events()) told += event.message + ".";
   EXPECT_EQ(told, "Circuit breaker opened.Circuit breaker closed.");
 }
 

@@ -78,6 +78,29 @@ TEST_F(Devctl, ReplaceEmptiesTheStoreAndAnExportImportsAgainToTheSame) {
   EXPECT_EQ(expectSuccess({"export"}), first);
 }
 
+TEST_F(Devctl, BootMakesNoStoreOfNothing) {
+  useStore("none");
+  const std::filesystem::path state = std::getenv("TOOLKIT_STATE");
+  const std::vector<std::string> words = {"no data store in the folder " + state.string() + ":",
+                                          "'devctl store import'", "'devctl store init'"};
+  expectFailure({"boot"}, words);
+  EXPECT_FALSE(std::filesystem::exists(folder() / "none"));
+  std::filesystem::create_directories(state);
+  expectFailure({"boot"}, words);
+  std::ofstream(state / "persistent.mdb").close();
+  expectFailure({"boot"}, words);
+  EXPECT_EQ(std::filesystem::file_size(state / "persistent.mdb"), 0U);
+  expectSuccess({"init"});
+  expectSuccess({"boot"});
+  EXPECT_EQ(expectSuccess({"ls", "/"}).find("A/"), std::string::npos);
+  useStore("imported");
+  expectSuccess({"import", FEEDER_MODEL});
+  const std::string before = expectSuccess({"export"});
+  expectSuccess({"init"});
+  expectSuccess({"boot"});
+  EXPECT_EQ(expectSuccess({"export"}), before);
+}
+
 TEST_F(Devctl, FailuresNameWhatIsWrongAndChangeNothing) {
   const std::string faulty = write("faulty.json", R"({"nodes": {"/C": {}, "/D/": {}}})");
   expectFailure({"import", "--replace", faulty}, {faulty, "\"/D/\""});

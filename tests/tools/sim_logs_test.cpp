@@ -46,7 +46,7 @@ TEST_F(SimLogs, EachEventIsEnteredOnceWhateverHappens) {
   for (const std::string course :
        {"das.qp.", "das.r.dr.", "ra.sd", "das.b.", "das.bdas.", "dasa.bdd.", "das.bdasdas.",
         "sa.brds.", "dddd.brda.r.", "ldas.a.u.", "sa.ld.a.u.b.", "a.w.w.w.s.ra", "sa.ldua.w.w.w.s.",
-        "lw.a.w.u."}) {
+        "lw.a.w.u.", "a.w.qw.rs.w.r.", "la.w.w.u.r.", "aq.w.w.r.a.ws.w.b.", "qqa.bw.w.rq."}) {
     useStore(course);
     import({leaf("/A", "Value", CElement(1.0))});
     for (const char* log : {"deadband.db", "alarms.db", "system.db"})
@@ -84,12 +84,45 @@ TEST_F(SimLogs, EachEventIsEnteredOnceWhateverHappens) {
         ASSERT_EQ(cds.events_send(events, statuses), 0);
       }
     }
+    EXPECT_EQ(recorder->takeMissed(), 0U) << course;
     for (const char* log : {"deadband.db", "alarms.db", "system.db"}) {
       std::string texts;
       for (const CEvent& event : eventsOf(log)) texts += event.waveforms.at(1);
       EXPECT_EQ(texts, told[log]) << course << log;
     }
   }
+}
+
+TEST_F(SimLogs, EventsThatAreGoneBeforeTheyAreEnteredAreCounted) {
+  import({leaf("/A", "Value", CElement(1.0))});
+  toolkit::CCds cds;
+  std::optional<sim::Recorder> recorder;
+  ASSERT_TRUE(recorder.emplace(cds).open(folder()));
+  const auto stepAfter = [&](std::size_t count, toolkit::event_type_t type) {
+    CEvent event;
+    event.type = type;
+    event.path = "/A/Value";
+    event.time = now_;
+    std::vector<api_status_t> statuses;
+    EXPECT_EQ(cds.events_send(std::vector(count, event), statuses), 0);
+    return recorder->step();
+  };
+  EXPECT_TRUE(stepAfter(1, toolkit::EVENT_ALARM));
+  EXPECT_TRUE(stepAfter(1500, toolkit::EVENT_DELTA));
+  EXPECT_EQ(recorder->takeMissed(), 500U);
+  EXPECT_EQ(recorder->takeMissed(), 0U);
+  std::optional<SQLite::Database> holder;
+  holder.emplace(file("alarms.db"), SQLite::OPEN_READWRITE).exec("BEGIN IMMEDIATE");
+  EXPECT_FALSE(stepAfter(5, toolkit::EVENT_ALARM));
+  EXPECT_FALSE(stepAfter(1200, toolkit::EVENT_ALARM));
+  holder.reset();
+  EXPECT_TRUE(stepAfter(1100, toolkit::EVENT_DELTA));
+  EXPECT_EQ(recorder->takeMissed(), 305U) << "5 and 200 alarms, 100 deltas";
+  recorder.reset();
+  ASSERT_TRUE(recorder.emplace(cds).open(folder()));
+  EXPECT_TRUE(stepAfter(1300, toolkit::EVENT_DELTA));
+  EXPECT_EQ(recorder->takeMissed(), 300U);
+  EXPECT_EQ(eventsOf("alarms.db").size(), 1001U);
 }
 
 constexpr const char* kDevice = R"({"nodes": {
@@ -138,7 +171,7 @@ TEST_F(SimLogs, DeltasAreToldWhenAValueLeavesItsDeadband) {
     std::vector<toolkit::CEventStream::Entry> entries;
     toolkit::CEventStream(*cds, toolkit::CEventStream::kEvents).read(last, entries);
     std::string told;
-    for (const auto& [number, event] : entries) {
+    for (const auto& [number, event, ring] : entries) {
       last = number;
       const std::string quality = event.quality == 192 ? "" : ":" + std::to_string(event.quality);
       told += normalized(event.path).getNodePath() + "=" + event.value.to_string() + quality + " ";

@@ -135,7 +135,7 @@ TEST_F(Waveforms, AreOneASagWhateverTheStoreSays) {
   std::vector<toolkit::CEventStream::Entry> entries;
   toolkit::CEventStream(cds_, toolkit::CEventStream::kEvents).read(0, entries);
   std::map<std::string, int> told;
-  for (const auto& [number, event] : entries) ++told[event.waveforms.at(0)];
+  for (const auto& [number, event, ring] : entries) ++told[event.waveforms.at(0)];
   ASSERT_EQ(told.size(), 3U) << "of six alarms: raised and cleared, the last time only raised";
   EXPECT_EQ(std::pair(told.begin()->second, told.rbegin()->second), std::pair(12, 6));
   EXPECT_EQ("/waveforms" + files(".cfg").rbegin()->substr(1), told.rbegin()->first);

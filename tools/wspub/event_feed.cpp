@@ -1,8 +1,8 @@
 #include "event_feed.h"
 
 #include <algorithm>
-#include <limits>
 #include <optional>
+#include <vector>
 
 #include "element_texts.h"
 #include "toolkit/time.h"
@@ -56,6 +56,32 @@ Value trendValue(const CEvent& event, const CPath& path, std::optional<Texts> te
           true};
 }
 
+using Entries = std::vector<toolkit::CEventStream::Entry>;
+
+// Whether something of a ring that is gone may be from the time that the subscription is for: there
+// is nothing left that is older than that.
+bool isCutBy(const Entries& entries, toolkit::CEventStream::Ring ring, const timeval& since) {
+  const auto oldest = std::find_if(entries.begin(), entries.end(),
+                                   [&](const auto& entry) { return entry.ring == ring; });
+  return oldest != entries.end() && timercmp(&oldest->event.time, &since, >);
+}
+
+// How many of the entries that are gone may have been for the subscription.
+std::uint64_t lostOf(const Subscription& subscription, const Entries& entries,
+                     const toolkit::CEventStream::Missed& missed) {
+  const timeval since = subscription.eventsSince();
+  const bool isFirst = subscription.eventsSeen == 0;
+  const auto counts = [&](toolkit::CEventStream::Ring ring) {
+    return subscription.isReachable && (!isFirst || isCutBy(entries, ring, since));
+  };
+  const bool events = counts(toolkit::CEventStream::kEventRing) &&
+                      (subscription.asksFor(kAlarm) || subscription.asksFor(kNonAlarmEvent) ||
+                       subscription.asksFor(kConfiguration));
+  const bool changes = counts(toolkit::CEventStream::kChangeRing) &&
+                       (subscription.asksFor(kTrend) || subscription.asksFor(kQuality));
+  return std::min(missed.all, (events ? missed.events : 0) + (changes ? missed.changes : 0));
+}
+
 }  // namespace
 
 std::string clientPath(const CPath& leaf) {
@@ -66,17 +92,22 @@ std::string clientPath(const CPath& leaf) {
 }
 
 bool EventFeed::look(std::map<std::string, Subscription>& subscriptions) {
-  std::uint64_t seen = std::numeric_limits<std::uint64_t>::max();
-  for (const auto& [id, subscription] : subscriptions) {
-    seen = std::min(seen, subscription.eventsSeen);
-  }
-  std::vector<toolkit::CEventStream::Entry> entries;
-  if (!subscriptions.empty() && stream_.read(seen, entries) != 0) {
-    return false;
-  }
+  // As a rule all have seen the same.
+  std::map<std::uint64_t, std::vector<Subscription*>> places;
   for (auto& [id, subscription] : subscriptions) {
-    for (const auto& entry : entries) {
-      offer(subscription, entry);
+    places[subscription.eventsSeen].push_back(&subscription);
+  }
+  for (const auto& [place, those] : places) {
+    Entries entries;
+    toolkit::CEventStream::Missed missed;
+    if (stream_.read(place, entries, missed) != 0) {
+      return false;
+    }
+    for (Subscription* const subscription : those) {
+      subscription->queue.skip(lostOf(*subscription, entries, missed));
+      for (const auto& entry : entries) {
+        offer(*subscription, entry);
+      }
     }
   }
   return true;

@@ -7,6 +7,8 @@
 //   a complete change of configuration               Configuration  Event StructureChanged at "/"
 //   any other below /Software                        none
 //   any other                                        NonAlarmEvent  Event
+//
+// What left the stream before it was looked at counts as lost for those who ask for its ring.
 #pragma once
 
 #include <map>

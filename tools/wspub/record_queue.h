@@ -27,6 +27,8 @@ class RecordQueue {
   std::size_t room() const { return bound_ - records_.size(); }
 
   void add(Record record);
+  // So many records were lost before they came here: they take numbers, as if they were dropped.
+  void skip(std::uint64_t count) { lastNumber_ += count; }
 
   // At most `limit` records with consecutive numbers: they are on their way until accepted() or
   // refused() is called. Not on an empty queue.

@@ -45,8 +45,12 @@ std::string importModel(const Model& model, bool replace);
 // "/".
 std::string exportModel(const std::string& nodePath, Model& model);
 
-// Builds the live half anew from the persistent one, in one transaction. Makes an empty persistent
-// half where there is none.
+// Makes a store without nodes and rights, to which nobody may write from outside. One that is there
+// stays as it is.
+std::string makeEmpty();
+
+// Builds the live half anew from the persistent one, in one transaction. A missing persistent half
+// is a failure that makes nothing: its folder is perhaps not mounted.
 std::string boot();
 
 struct Watchdog {

@@ -9,8 +9,8 @@
 // sentence that names the file and the line. Outputs of a failed call are empty. One thread at a
 // time per object; nothing here throws but std::bad_alloc.
 //
-// Texts are UTF-8: those of a file that is not are taken as Windows-1251 where they look Cyrillic,
-// else as Latin-1.
+// Texts are UTF-8: those of a file that is not are taken as GB2312 where they are so beyond doubt,
+// as Windows-1251 where they look Cyrillic, else as Latin-1.
 #pragma once
 
 #include <sys/time.h>
@@ -20,6 +20,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace toolkit {
@@ -35,7 +36,7 @@ enum wave_result_t {
 };
 
 struct CWaveAnalogChannelConfig {
-  std::string name;
+  std::string name;  // its own: the second channel that the file names "VA" is "VA#2"
   std::string phase;
   std::string circuit;  // component that is monitored
   std::string unit;
@@ -69,13 +70,18 @@ struct CWaveConfigData {
   // Hertz, of the first section; of the time stamps when none is told, and 0 without these.
   double samplingRate = 0;
   std::vector<CWaveRate> rates;
-  std::size_t nSamples = 0;  // as declared, less one whose end is missing in the data
-  timeval startTime{};       // of the first sample; UTC, which a record without a time code is in
+  std::size_t nSamples = 0;  // those of the declared ones that are whole in the data
+  std::size_t nDeclared = 0;
+  timeval startTime{};  // of the first sample; UTC, which a record without a time code is in
   timeval triggerTime{};
-  // Of the sample at the trigger, from 0: the header's, else the one nearest to triggerTime.
+  // Of the sample at the trigger, from 0: the header's, else the one nearest to triggerTime; the
+  // last one where the data ends before the trigger.
   std::int32_t triggerIndex = 0;
   std::vector<CWaveAnalogChannelConfig> analogChannels;
   std::vector<CWaveDigitalChannelConfig> digitalChannels;
+
+  // The channel of a name, else the one whose place among them "#1", "#2", ... is; null: none.
+  const CWaveAnalogChannelConfig* analogChannel(std::string_view name) const;
 };
 
 namespace comtrade {
@@ -140,12 +146,11 @@ enum wave_values_t {
 
 class CWaveSampleData {
  public:
-  // Per analog channel name, in file order; NaN where a sample is missing. Of channels with one
-  // name it is the first.
+  // Per analog channel name, in file order; NaN where a sample is missing.
   std::map<std::string, std::vector<float>> channels;
 
-  // With `channel` only that channel is read. WAVE_DAMAGED also when the data has not the samples
-  // that the configuration declares; each channel has CWaveConfigData::nSamples of them.
+  // With `channel` only that channel is read. WAVE_DAMAGED also when the data ends before the
+  // trigger; each channel has CWaveConfigData::nSamples samples.
   int fillData(CComtradeView& view, int values, const std::string* channel = nullptr);
 };
 

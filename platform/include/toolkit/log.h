@@ -9,6 +9,7 @@
 
 #include <sys/time.h>
 
+#include <array>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -16,6 +17,7 @@
 #include <vector>
 
 #include "toolkit/event.h"
+#include "toolkit/event_stream.h"
 #include "toolkit/log_result.h"
 
 namespace toolkit {
@@ -27,11 +29,12 @@ class CLog {
   static constexpr int kReaderWaitMs = 40;
   static constexpr int kWriterWaitMs = 5000;
 
-  // How far an event stream has been entered in this log.
+  // How far a ring of the event stream has been entered in this log.
   struct Mark {
     std::uint64_t number = 0;  // of the last entry; 0: none
     timeval time{};            // of its event
   };
+  using Marks = std::array<Mark, CEventStream::kRings>;
 
   CLog();
   ~CLog();
@@ -62,9 +65,11 @@ class CLog {
                const timeval* end, unsigned max, bool latest, bool reverse, unsigned types);
 
   // Enters all events, in one transaction, or none. Beyond the capacity the rows that were entered
-  // first go, some at a time. `mark` is kept with them when it is not null.
-  int append(const std::vector<CEvent>& events, const Mark* mark = nullptr);
-  int get_mark(Mark& mark);
+  // first go, some at a time. `marks` are kept with them, but for those without a number: what was
+  // marked before stays there.
+  int append(const std::vector<CEvent>& events, const Marks& marks);
+  int append(const std::vector<CEvent>& events);
+  int get_marks(Marks& marks);
 
   const std::string& last_error() const;
 

@@ -200,9 +200,14 @@ std::string exportModel(const std::string& nodePath, Model& model) {
   return error.empty() ? outcome(*store, store->statusOf(transaction.status())) : error;
 }
 
+std::string makeEmpty() {
+  std::string error;
+  return store::Store::openOrCreate(error) == nullptr ? error : "";
+}
+
 std::string boot() {
   std::string error;
-  const auto store = store::Store::openOrCreate(error);
+  const auto store = store::Store::open(error);
   return store == nullptr ? error : outcome(*store, store->rebuildLive());
 }
 

@@ -17,12 +17,19 @@ namespace {
 
 using store::Table;
 
-constexpr std::array<const char*, 2> kPrefixes = {"a", "e"};
+using Ring = CEventStream::Ring;
+
 constexpr std::array<const char*, 2> kLastKeys = {"last-acknowledgement", "last-event"};
+constexpr const char* kAcknowledgementPrefix = "a";
+constexpr std::array<const char*, CEventStream::kRings> kRingPrefixes = {"e", "d"};
+// Number of a ring's newest entry that is gone.
+constexpr std::array<const char*, CEventStream::kRings> kGoneKeys = {"gone-event", "gone-change"};
+// How many entries the ring of changes has had; all others went into the other one.
+constexpr const char* kChangesKey = "changes";
 
 // Big-endian, so that the keys sort by number.
-std::string keyOf(CEventStream::Kind kind, std::uint64_t number) {
-  std::string key = kPrefixes.at(kind);
+std::string keyOf(std::string_view prefix, std::uint64_t number) {
+  std::string key(prefix);
   for (int shift = 56; shift >= 0; shift -= 8) {
     key += static_cast<char>(number >> shift);
   }
@@ -37,41 +44,118 @@ std::uint64_t numberOf(std::string_view suffix) {
   return number;
 }
 
+std::uint64_t metaNumber(store::Transaction& transaction, const char* key) {
+  return numberOf(transaction.get(Table::kMeta, key).value_or(std::string_view()));
+}
+
+void putMetaNumber(store::WriteTransaction& live, const char* key, std::uint64_t number) {
+  live.put(Table::kMeta, key, keyOf({}, number));
+}
+
 std::uint64_t lastNumber(store::Transaction& transaction, CEventStream::Kind kind) {
-  return numberOf(transaction.get(Table::kMeta, kLastKeys.at(kind)).value_or(std::string_view()));
+  return metaNumber(transaction, kLastKeys.at(kind));
 }
 
-// Number of the oldest entry, or of the next one when there is none.
-std::uint64_t firstNumber(store::Transaction& transaction, CEventStream::Kind kind) {
-  store::Range range(transaction, Table::kEvent, kPrefixes.at(kind));
-  return range.next() ? numberOf(range.suffix()) : lastNumber(transaction, kind) + 1;
+// Number of the oldest entry; 0 when there is none.
+std::uint64_t firstNumber(store::Transaction& transaction, const char* prefix) {
+  store::Range range(transaction, Table::kEvent, prefix);
+  return range.next() ? numberOf(range.suffix()) : 0;
 }
 
-void append(store::WriteTransaction& live, CEventStream::Kind kind, const CEvent& event) {
-  const std::uint64_t number = lastNumber(live, kind) + 1;
-  const std::string key = keyOf(kind, number);
-  live.put(Table::kEvent, key, store::encodeEvent(event));
-  live.put(Table::kMeta, kLastKeys.at(kind), std::string_view(key).substr(1));
-  if (kind == CEventStream::kEvents && number > CEventStream::kCapacity) {
-    live.erase(Table::kEvent, keyOf(kind, number - CEventStream::kCapacity));
+Ring ringOf(const CEvent& event) {
+  return event.type == EVENT_DELTA || event.type == EVENT_QUALITY ? CEventStream::kChangeRing
+                                                                  : CEventStream::kEventRing;
+}
+
+void appendEvent(store::WriteTransaction& live, const CEvent& event) {
+  const Ring ring = ringOf(event);
+  const char* const prefix = kRingPrefixes.at(ring);
+  const std::uint64_t number = lastNumber(live, CEventStream::kEvents) + 1;
+  std::uint64_t count = metaNumber(live, kChangesKey);
+  if (ring == CEventStream::kChangeRing) {
+    putMetaNumber(live, kChangesKey, ++count);
+  } else {
+    count = number - count;
   }
+  if (count > CEventStream::kCapacity) {
+    const std::uint64_t oldest = firstNumber(live, prefix);
+    live.erase(Table::kEvent, keyOf(prefix, oldest));
+    putMetaNumber(live, kGoneKeys.at(ring), oldest);
+  }
+  live.put(Table::kEvent, keyOf(prefix, number), store::encodeEvent(event));
+  putMetaNumber(live, kLastKeys.at(CEventStream::kEvents), number);
+}
+
+api_status_t appendAcknowledgement(store::WriteTransaction& live, const CEvent& event) {
+  if (!store::nodeExists(live, "/Alarms/" + std::to_string(event.id))) {
+    return API_NOT_FOUND;
+  }
+  const std::uint64_t number = lastNumber(live, CEventStream::kAcknowledgements) + 1;
+  const std::uint64_t first = firstNumber(live, kAcknowledgementPrefix);
+  if (first != 0 && number - first >= CEventStream::kCapacity) {
+    return API_STORE_FULL;
+  }
+  live.put(Table::kEvent, keyOf(kAcknowledgementPrefix, number), store::encodeEvent(event));
+  putMetaNumber(live, kLastKeys.at(CEventStream::kAcknowledgements), number);
+  return API_SUCCESS;
+}
+
+// Takes the entries behind `after` of one run of keys. Returns their number, readable or not.
+std::uint64_t collect(store::Transaction& transaction, const char* prefix, Ring ring,
+                      std::uint64_t after, std::vector<CEventStream::Entry>& entries) {
+  store::Range range(transaction, Table::kEvent, prefix);
+  std::uint64_t count = 0;
+  while (range.next()) {
+    const std::uint64_t number = numberOf(range.suffix());
+    if (number <= after) {
+      continue;
+    }
+    ++count;
+    if (auto event = store::decodeEvent(range.value())) {
+      entries.push_back({number, std::move(*event), ring});
+    }
+  }
+  return count;
+}
+
+// How many of a ring are gone, when some are that were behind `after`.
+std::uint64_t goneBehind(store::Transaction& transaction, Ring ring, std::uint64_t after) {
+  const std::uint64_t changes = metaNumber(transaction, kChangesKey);
+  const std::uint64_t count = ring == CEventStream::kChangeRing
+                                  ? changes
+                                  : lastNumber(transaction, CEventStream::kEvents) - changes;
+  if (count <= CEventStream::kCapacity) {
+    return 0;
+  }
+  const bool isTold = transaction.contains(Table::kMeta, kGoneKeys.at(ring));
+  const std::uint64_t gone = isTold ? metaNumber(transaction, kGoneKeys.at(ring))
+                                    : firstNumber(transaction, kRingPrefixes.at(ring)) - 1;
+  return gone > after ? count - CEventStream::kCapacity : 0;
+}
+
+CEventStream::Missed collectEvents(store::Transaction& transaction, std::uint64_t after,
+                                   std::vector<CEventStream::Entry>& entries) {
+  CEventStream::Missed missed;
+  std::uint64_t held = collect(transaction, kRingPrefixes[CEventStream::kEventRing],
+                               CEventStream::kEventRing, after, entries);
+  const auto events = static_cast<std::ptrdiff_t>(entries.size());
+  held += collect(transaction, kRingPrefixes[CEventStream::kChangeRing], CEventStream::kChangeRing,
+                  after, entries);
+  std::inplace_merge(entries.begin(), entries.begin() + events, entries.end(),
+                     [](const auto& a, const auto& b) { return a.number < b.number; });
+  missed.all = lastNumber(transaction, CEventStream::kEvents) - after - held;
+  missed.events = std::min(missed.all, goneBehind(transaction, CEventStream::kEventRing, after));
+  missed.changes = std::min(missed.all, goneBehind(transaction, CEventStream::kChangeRing, after));
+  return missed;
 }
 
 }  // namespace
 
 api_status_t enqueueEvent(store::WriteTransaction& live, const CEvent& event) {
-  if (event.type != EVENT_ACKNOWLEDGE) {
-    append(live, CEventStream::kEvents, event);
-    return API_SUCCESS;
+  if (event.type == EVENT_ACKNOWLEDGE) {
+    return appendAcknowledgement(live, event);
   }
-  if (!store::nodeExists(live, "/Alarms/" + std::to_string(event.id))) {
-    return API_NOT_FOUND;
-  }
-  constexpr auto kKind = CEventStream::kAcknowledgements;
-  if (lastNumber(live, kKind) + 1 - firstNumber(live, kKind) >= CEventStream::kCapacity) {
-    return API_STORE_FULL;
-  }
-  append(live, kKind, event);
+  appendEvent(live, event);
   return API_SUCCESS;
 }
 
@@ -108,22 +192,27 @@ int CCds::syslog_add(const std::string& message, syslog_severity_t severity,
 }
 
 int CEventStream::read(std::uint64_t after, std::vector<Entry>& entries) {
+  Missed missed;
+  return read(after, entries, missed);
+}
+
+int CEventStream::read(std::uint64_t after, std::vector<Entry>& entries, Missed& missed) {
   entries.clear();
+  missed = {};
   if (cds_.handle() == nullptr) {
     return 1;
   }
   store::ReadTransaction transaction(cds_.handle()->live());
   if (lastNumber(transaction, kind_) > after) {
-    store::Range range(transaction, Table::kEvent, kPrefixes.at(kind_));
-    while (range.next()) {
-      const std::uint64_t number = numberOf(range.suffix());
-      if (auto event = number > after ? store::decodeEvent(range.value()) : std::nullopt) {
-        entries.push_back({number, std::move(*event)});
-      }
+    if (kind_ == kEvents) {
+      missed = collectEvents(transaction, after, entries);
+    } else {
+      collect(transaction, kAcknowledgementPrefix, kEventRing, after, entries);
     }
   }
   if (transaction.status() != 0) {
     entries.clear();
+    missed = {};
     return 1;
   }
   return 0;
@@ -140,14 +229,15 @@ int CEventStream::last(std::uint64_t& number) {
 }
 
 int CEventStream::remove(std::uint64_t upTo) {
-  if (cds_.handle() == nullptr) {
+  if (cds_.handle() == nullptr || kind_ != kAcknowledgements) {
     return 1;
   }
   const api_status_t status = cds_.handle()->write([&](store::Change& change) {
     change.removes();
-    for (std::uint64_t number = firstNumber(change.live(), kind_);
-         number <= std::min(upTo, lastNumber(change.live(), kind_)); ++number) {
-      change.live().erase(Table::kEvent, keyOf(kind_, number));
+    const std::uint64_t first = firstNumber(change.live(), kAcknowledgementPrefix);
+    for (std::uint64_t number = first;
+         first != 0 && number <= std::min(upTo, lastNumber(change.live(), kind_)); ++number) {
+      change.live().erase(Table::kEvent, keyOf(kAcknowledgementPrefix, number));
     }
   });
   return status == API_SUCCESS ? 0 : 1;

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "cds/number_text.h"
+#include "comtrade/channel_names.h"
 #include "comtrade/text.h"
 
 namespace toolkit::comtrade {
@@ -18,7 +19,8 @@ constexpr int kSecondEdition = 1999;
 constexpr int kThirdEdition = 2013;
 constexpr std::int64_t kMostSamples = std::numeric_limits<std::int32_t>::max();
 
-// The edition of a year that may be anybody's: "", "1997", "IEEE 2001", "99".
+// The edition of a year that may be anybody's: "", "1997", "IEEE 2001", "99". Only 1991 itself and
+// no year at all are the first one, which alone writes the month first.
 int editionOf(std::string_view field) {
   constexpr std::string_view kDigits = "0123456789";
   const std::size_t last = field.find_last_of(kDigits);
@@ -32,7 +34,7 @@ int editionOf(std::string_view field) {
   if (year < 100) {
     year += year < kPivot ? 2000 : 1900;
   }
-  if (year < kSecondEdition) {
+  if (year == kFirstEdition) {
     return kFirstEdition;
   }
   return year < kThirdEdition ? kSecondEdition : kThirdEdition;
@@ -124,6 +126,7 @@ class Parser {
     while (mistake_.empty() && data_.analogChannels.size() < analog) {
       parseAnalogChannel();
     }
+    makeNamesUnique(data_.analogChannels);
     while (mistake_.empty() && data_.digitalChannels.size() < digital) {
       parseDigitalChannel();
     }

@@ -85,6 +85,12 @@ struct StampStatistics {
     return last > first ? static_cast<double>(lastPlace - firstPlace) / (last - first) : 0;
   }
 
+  // Of the sample nearest to the wanted time: beyond the last one, where that is not the nearest.
+  double place() const {
+    const double beyond = (wanted - last) * rate();
+    return beyond > 0 ? static_cast<double>(lastPlace) + beyond : static_cast<double>(nearest);
+  }
+
  private:
   double distance_ = 0;
 };
@@ -122,42 +128,53 @@ Failure Record::readHeader() {
   return {};
 }
 
-// One sample may be cut short or missing at the end, of a recorder that was in a hurry. Where more
-// are missing the record is not what its configuration says, which only matters to who reads them.
 Failure Record::settleCount() {
+  CWaveConfigData& data = configuration.data;
+  std::size_t samplesInFile = 0;
   if (Failure failure = Samples(files.data, configuration).count(samplesInFile)) {
     return failure;
   }
-  const std::size_t declared = configuration.declaredSamples.value_or(samplesInFile);
-  const bool isLastMissing = declared == samplesInFile + 1;
-  configuration.data.nSamples = isLastMissing ? samplesInFile : declared;
+  data.nDeclared = configuration.declaredSamples.value_or(samplesInFile);
+  data.nSamples = std::min(data.nDeclared, samplesInFile);
   return {};
 }
 
 Failure Record::settleTimes() {
   CWaveConfigData& data = configuration.data;
   const double wanted = static_cast<double>(configuration.trigger - configuration.start) / 1e9;
-  const std::size_t samples = std::min(data.nSamples, samplesInFile);
-  double place = 0;
   if (configuration.isTimedByStamps()) {
     StampStatistics stamps;
     stamps.wanted = wanted / configuration.stampUnit;
-    Failure failure =
-        Samples(files.data, configuration).readStamps(samples, [&](std::size_t at, double stamp) {
-          stamps.take(at, stamp);
-        });
+    Failure failure = Samples(files.data, configuration)
+                          .readStamps(data.nSamples, [&](std::size_t at, double stamp) {
+                            stamps.take(at, stamp);
+                          });
     if (failure) {
       return failure;
     }
     data.samplingRate = stamps.rate() / configuration.stampUnit;
-    place = static_cast<double>(stamps.nearest);
+    triggerPlace_ = stamps.place();
   } else {
     data.samplingRate = data.rates.front().hertz;
-    place = placeAt(wanted, data.rates);
+    triggerPlace_ = placeAt(wanted, data.rates);
   }
-  const double last = data.nSamples == 0 ? 0 : static_cast<double>(data.nSamples - 1);
-  data.triggerIndex = static_cast<std::int32_t>(std::lround(std::clamp(place, 0.0, last)));
   return {};
+}
+
+// A recorder in a hurry leaves the last sample out, or its end: its record is whole.
+void Record::settleTrigger() {
+  CWaveConfigData& data = configuration.data;
+  const auto lastOf = [](std::size_t count) { return count == 0 ? 0 : count - 1; };
+  const bool isCut = data.nDeclared > data.nSamples + 1;
+  const std::size_t lastDeclared = lastOf(isCut ? data.nDeclared : data.nSamples);
+  auto index = static_cast<std::size_t>(
+      std::lround(std::clamp(triggerPlace_, 0.0, static_cast<double>(lastDeclared))));
+  if (!readHeader() && header->triggerSample && *header->triggerSample >= 0 &&
+      static_cast<std::size_t>(*header->triggerSample) <= lastDeclared) {
+    index = static_cast<std::size_t>(*header->triggerSample);
+  }
+  endsBeforeTrigger = isCut && index >= data.nSamples;
+  data.triggerIndex = static_cast<std::int32_t>(std::min(index, lastOf(data.nSamples)));
 }
 
 Failure Record::configure() {
@@ -181,10 +198,7 @@ Failure Record::configure() {
   if (Failure failure = settleTimes()) {
     return failure;
   }
-  if (!readHeader() && header->triggerSample && *header->triggerSample >= 0 &&
-      static_cast<std::size_t>(*header->triggerSample) < configuration.data.nSamples) {
-    configuration.data.triggerIndex = static_cast<std::int32_t>(*header->triggerSample);
-  }
+  settleTrigger();
   configured_ = true;
   return {};
 }

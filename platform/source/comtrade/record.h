@@ -29,16 +29,18 @@ class Record {
   Failure readHeader();
 
   RecordFiles files;
-  Configuration configuration;   // valid after configure()
-  std::optional<Header> header;  // there after readHeader()
-  std::size_t samplesInFile = 0;
+  Configuration configuration;     // valid after configure()
+  std::optional<Header> header;    // there after readHeader()
+  bool endsBeforeTrigger = false;  // of the samples that the configuration declares
   std::string error;
 
  private:
   Failure settleCount();
   Failure settleTimes();
+  void settleTrigger();
 
   bool configured_ = false;
+  double triggerPlace_ = 0;  // among the samples, by the times
 };
 
 }  // namespace toolkit::comtrade

@@ -8,6 +8,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "comtrade/chinese.h"
+
 namespace toolkit::comtrade {
 
 namespace {
@@ -46,6 +48,9 @@ std::string toUtf8(std::string text) {
   }
   if (isUtf8(text)) {
     return text;
+  }
+  if (std::optional<std::string> chinese = fromChinese(text)) {
+    return std::move(*chinese);
   }
   // Windows-1252 is Latin-1 with characters for the codes that Latin-1 leaves to controls.
   const char* encoding = looksCyrillic(text) ? "windows-1251" : "windows-1252";

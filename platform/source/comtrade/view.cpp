@@ -109,21 +109,16 @@ int CWaveHeaderData::fillData(CComtradeView& view) {
 
 namespace {
 
-// The places of the channels that are wanted, of those with one name the first.
+// The places of the channels that are wanted.
 std::vector<std::size_t> wantedChannels(const std::vector<CWaveAnalogChannelConfig>& channels,
                                         const std::string* wanted) {
-  std::map<std::string_view, std::size_t> places;
+  std::vector<std::size_t> places;
   for (std::size_t i = 0; i < channels.size(); ++i) {
     if (wanted == nullptr || channels[i].name == *wanted) {
-      places.emplace(channels[i].name, i);
+      places.push_back(i);
     }
   }
-  std::vector<std::size_t> result;
-  result.reserve(places.size());
-  for (const auto& [name, place] : places) {
-    result.push_back(place);
-  }
-  return result;
+  return places;
 }
 
 Failure checkSize(const comtrade::Record& record, std::size_t channels) {
@@ -133,10 +128,11 @@ Failure checkSize(const comtrade::Record& record, std::size_t channels) {
                                 " samples, more than the " +
                                 std::to_string(CComtradeView::kMaxSamples) + " allowed"};
   }
-  if (record.samplesInFile < samples) {
-    return {WAVE_DAMAGED, record.files.data.path() + ": has " +
-                              std::to_string(record.samplesInFile) + " samples and not " +
-                              std::to_string(samples)};
+  if (record.endsBeforeTrigger) {
+    return {WAVE_DAMAGED, record.files.data.path() + ": has " + std::to_string(samples) +
+                              " samples and not " +
+                              std::to_string(record.configuration.data.nDeclared) +
+                              ", and ends before the trigger"};
   }
   if (channels > 0 && samples > CComtradeView::kMaxValues / channels) {
     return {WAVE_TOO_LARGE, record.files.data.path() + ": " + std::to_string(samples) +

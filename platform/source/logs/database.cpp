@@ -1,9 +1,13 @@
 #include "logs/database.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <filesystem>
+
+#include "store/database_file.h"
+#include "unique_fd.h"
 
 namespace toolkit::logs {
 
@@ -80,6 +84,27 @@ void verifyAll(SQLite::Database& database) {
   }
 }
 
+// Lets the group write a log whatever the umask is. SQLite gives the two other files the mode of
+// the database when it makes them; what an earlier program made is mended where this user may. What
+// fails here, SQLite finds out.
+void shareWithGroup(const std::string& path, bool create) {
+  constexpr mode_t kMode = store::GroupFileMode::kMode;
+  if (create) {
+    // A file that exists is not opened: closing it would end the locks of this process's readers.
+    const UniqueFd made(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kMode));
+    if (made) {
+      fchmod(made.get(), kMode);
+    }
+  }
+  for (const char* suffix : {"", "-wal", "-shm"}) {
+    const std::string file = path + suffix;
+    struct stat status {};
+    if (stat(file.c_str(), &status) == 0 && (status.st_mode & kMode) != kMode) {
+      chmod(file.c_str(), (status.st_mode & 07777) | kMode);
+    }
+  }
+}
+
 }  // namespace
 
 log_result_t Database::open(const std::string& path, const Access& access, const Sizes& sizes) {
@@ -94,6 +119,9 @@ log_result_t Database::open(const std::string& path, const Access& access, const
 
 log_result_t Database::openFile() {
   checked_ = false;
+  if (access_.write) {
+    shareWithGroup(path_, access_.create);
+  }
   const log_result_t opened = attempt([&] {
     database_ = std::make_unique<SQLite::Database>(path_, flagsOf(access_), access_.waitMs);
     fileId_ = fileId();

@@ -69,12 +69,18 @@ void trim(SQLite::Database& database, std::int64_t capacity, std::int64_t added)
   remove.exec();
 }
 
-void setMark(SQLite::Database& database, const CLog::Mark& mark) {
-  database.exec("DELETE FROM mark");
-  SQLite::Statement insert(database, "INSERT INTO mark VALUES (?, ?)");
-  insert.bind(1, static_cast<std::int64_t>(mark.number));
-  insert.bind(2, static_cast<std::int64_t>(qel_UNIXtoQELtime64(&mark.time)));
-  insert.exec();
+// The row of a ring's mark. A log from before there was a second ring has the first row only, which
+// marks what is in the first ring to this day.
+std::int64_t markRow(std::size_t ring) {
+  return static_cast<std::int64_t>(ring) + 1;
+}
+
+void setMark(SQLite::Database& database, std::size_t ring, const CLog::Mark& mark) {
+  SQLite::Statement replace(database, "REPLACE INTO mark (rowid, number, time) VALUES (?, ?, ?)");
+  replace.bind(1, markRow(ring));
+  replace.bind(2, static_cast<std::int64_t>(mark.number));
+  replace.bind(3, static_cast<std::int64_t>(qel_UNIXtoQELtime64(&mark.time)));
+  replace.exec();
 }
 
 }  // namespace
@@ -138,7 +144,11 @@ int CLog::retrieve(std::vector<CEvent>& events, const std::string& pathFilter, c
   return result;
 }
 
-int CLog::append(const std::vector<CEvent>& events, const Mark* mark) {
+int CLog::append(const std::vector<CEvent>& events) {
+  return append(events, Marks());
+}
+
+int CLog::append(const std::vector<CEvent>& events, const Marks& marks) {
   return state_->database.write([&](SQLite::Database& database) {
     SQLite::Statement insert(database, logs::insertEvent());
     for (const CEvent& event : events) {
@@ -149,19 +159,25 @@ int CLog::append(const std::vector<CEvent>& events, const Mark* mark) {
     if (state_->capacity > 0) {
       trim(database, state_->capacity, static_cast<std::int64_t>(events.size()));
     }
-    if (mark != nullptr) {
-      setMark(database, *mark);
+    for (std::size_t ring = 0; ring < marks.size(); ++ring) {
+      if (marks.at(ring).number != 0) {
+        setMark(database, ring, marks.at(ring));
+      }
     }
   });
 }
 
-int CLog::get_mark(Mark& mark) {
-  mark = {};
+int CLog::get_marks(Marks& marks) {
+  marks = {};
   return state_->database.read([&](SQLite::Database& database) {
-    SQLite::Statement select(database, "SELECT number, time FROM mark");
-    if (select.executeStep()) {
-      mark.number = static_cast<std::uint64_t>(select.getColumn(0).getInt64());
-      qel_QELtoUNIXtime64(select.getColumn(1).getInt64(), &mark.time);
+    SQLite::Statement select(database, "SELECT number, time FROM mark WHERE rowid = ?");
+    for (std::size_t ring = 0; ring < marks.size(); ++ring) {
+      select.bind(1, markRow(ring));
+      if (select.executeStep()) {
+        marks.at(ring).number = static_cast<std::uint64_t>(select.getColumn(0).getInt64());
+        qel_QELtoUNIXtime64(select.getColumn(1).getInt64(), &marks.at(ring).time);
+      }
+      select.reset();
     }
   });
 }

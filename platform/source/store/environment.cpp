@@ -9,6 +9,7 @@
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <string_view>
 #include <utility>
@@ -141,7 +142,10 @@ int Environment::openFile(Handle& handle) const {
 }
 
 std::string Environment::missing() const {
-  return "no data store at " + file_ + ": import a model with 'devctl store import' first";
+  return "no data store in the folder " + std::filesystem::path(file_).parent_path().string() +
+         ": " + file_ +
+         " is missing or empty; import a model with 'devctl store import', or make an empty store "
+         "with 'devctl store init'";
 }
 
 std::string Environment::openFailure(int code) const {
