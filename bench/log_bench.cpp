@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "global_data.h"
+#include "front/global_data.h"
 #include "reply.h"
 #include "scratch.h"
 #include "toolkit/admin.h"

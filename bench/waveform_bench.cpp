@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "global_data.h"
+#include "front/global_data.h"
 #include "reply.h"
 #include "scratch.h"
 

@@ -1,10 +1,10 @@
 // Fuzzes the option string of a request, with and without locales.
 #include <cstdlib>
 
-#include "locales.h"
-#include "service_options.h"
 #include "support.h"
 #include "toolkit/admin.h"
+#include "values/locales.h"
+#include "values/service_options.h"
 
 namespace {
 

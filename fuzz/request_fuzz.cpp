@@ -9,14 +9,14 @@
 #include <string_view>
 #include <vector>
 
-#include "engine.h"
-#include "locales.h"
+#include "front/engine.h"
+#include "front/request_loop.h"
 #include "model_file.h"
-#include "request_loop.h"
 #include "support.h"
 #include "toolkit/event_stream.h"
 #include "toolkit/log.h"
 #include "toolkit/trend.h"
+#include "values/locales.h"
 
 namespace {
 

@@ -5,12 +5,12 @@
 #include <memory>
 
 #include "backTrace.h"
-#include "command_line.h"
-#include "engine.h"
-#include "global_data.h"
-#include "locales.h"
-#include "process.h"
-#include "request_loop.h"
+#include "front/command_line.h"
+#include "front/engine.h"
+#include "front/global_data.h"
+#include "front/process.h"
+#include "front/request_loop.h"
+#include "values/locales.h"
 
 namespace {
 

@@ -6,13 +6,13 @@
 #include <limits>
 #include <sstream>
 
-#include "engine.h"
-#include "error_strings.h"
-#include "global_data.h"
-#include "service_options.h"
+#include "front/engine.h"
+#include "front/global_data.h"
 #include "soap_records.h"
 #include "toolkit/commands.h"
-#include "writing.h"
+#include "values/error_strings.h"
+#include "values/service_options.h"
+#include "values/writing.h"
 
 using namespace toolkit::ws;
 using toolkit::CElement;

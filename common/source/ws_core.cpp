@@ -6,13 +6,13 @@
 
 #include <boost/locale/info.hpp>
 
-#include "batch_writing.h"
-#include "error_strings.h"
-#include "global_data.h"
-#include "reading.h"
-#include "service_options.h"
+#include "front/global_data.h"
 #include "soap_records.h"
-#include "writing.h"
+#include "values/batch_writing.h"
+#include "values/error_strings.h"
+#include "values/reading.h"
+#include "values/service_options.h"
+#include "values/writing.h"
 
 using namespace toolkit::ws;
 

@@ -6,15 +6,15 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "error_strings.h"
-#include "global_data.h"
-#include "reading.h"
-#include "service_options.h"
+#include "front/global_data.h"
 #include "soap_records.h"
-#include "subscription_nodes.h"
+#include "subscriptions/subscription_nodes.h"
 #include "toolkit/event.h"
 #include "toolkit/time.h"
-#include "writing.h"
+#include "values/error_strings.h"
+#include "values/reading.h"
+#include "values/service_options.h"
+#include "values/writing.h"
 
 using namespace toolkit::ws;
 

@@ -9,15 +9,14 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "batch_writing.h"
-#include "error_strings.h"
-#include "global_data.h"
-#include "node_maintenance.h"
-#include "reading.h"
-#include "service_options.h"
+#include "front/global_data.h"
 #include "soap_records.h"
-#include "subscription_nodes.h"
-#include "writing.h"
+#include "subscriptions/subscription_nodes.h"
+#include "values/batch_writing.h"
+#include "values/error_strings.h"
+#include "values/reading.h"
+#include "values/service_options.h"
+#include "values/writing.h"
 
 using namespace toolkit::ws;
 using toolkit::CPath;
@@ -70,6 +69,20 @@ bool removeAt(_global_data_t* glptr, const std::string& basePath, const CPath& p
   return result == 0 && status == API_SUCCESS;
 }
 
+// Makes the node, and the missing ones above it; one ":" or "/" at the end is dropped. 0 also when
+// the node was there already; else the store's failure, and API_FAILED for a bad path. Asks for no
+// right: its caller has.
+int pcd_AddNode(struct soap* ctx, const std::string& path) {
+  global_data_t* glptr = globalData(ctx);
+  const std::string node = withoutEnd(path);
+  if (glptr->cdsApi.node_exists(node)) {
+    return 0;
+  }
+  api_status_t status = API_NONE;
+  const int result = glptr->cdsApi.add_node(node, status, writeSource());
+  return result == 0 && status != API_SUCCESS ? API_FAILED : result;
+}
+
 // Only returns when no restart could be begun.
 void reboot(const global_data_t& global) {
   char name[] = "/sbin/reboot";
@@ -81,17 +94,6 @@ void reboot(const global_data_t& global) {
 }
 
 }  // namespace
-
-int pcd_AddNode(struct soap* ctx, const std::string& path) {
-  global_data_t* glptr = globalData(ctx);
-  const std::string node = withoutEnd(path);
-  if (glptr->cdsApi.node_exists(node)) {
-    return 0;
-  }
-  api_status_t status = API_NONE;
-  const int result = glptr->cdsApi.add_node(node, status, writeSource());
-  return result == 0 && status != API_SUCCESS ? API_FAILED : result;
-}
 
 int __nst1__CreateNode(struct soap* ctx, _nst1__CreateNode* request,
                        _nst1__CreateNodeResponse* response) {

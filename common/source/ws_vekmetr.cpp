@@ -3,13 +3,13 @@
 // belongs to the SOAP context.
 #include <cstdlib>
 
-#include "attribute_search.h"
-#include "error_strings.h"
-#include "global_data.h"
-#include "reading.h"
-#include "service_options.h"
+#include "front/global_data.h"
+#include "search/attribute_search.h"
 #include "soap_records.h"
 #include "toolkit/time.h"
+#include "values/error_strings.h"
+#include "values/reading.h"
+#include "values/service_options.h"
 
 using namespace toolkit::ws;
 

@@ -5,14 +5,14 @@
 #include <set>
 #include <unordered_set>
 
-#include "active_alarms.h"
-#include "error_strings.h"
-#include "event_records.h"
-#include "global_data.h"
-#include "log_retrieval.h"
-#include "service_options.h"
+#include "front/global_data.h"
+#include "logs/active_alarms.h"
+#include "logs/event_records.h"
+#include "logs/log_retrieval.h"
 #include "soap_records.h"
 #include "toolkit/path.h"
+#include "values/error_strings.h"
+#include "values/service_options.h"
 
 using namespace toolkit::ws;
 

@@ -3,13 +3,13 @@
 #include <cassert>
 #include <limits>
 
-#include "error_strings.h"
-#include "global_data.h"
-#include "log_retrieval.h"
-#include "service_options.h"
+#include "front/global_data.h"
+#include "logs/log_retrieval.h"
 #include "soap_records.h"
 #include "toolkit/time.h"
 #include "toolkit/trend.h"
+#include "values/error_strings.h"
+#include "values/service_options.h"
 
 using namespace toolkit::ws;
 namespace trend = toolkit::trend;

@@ -2,12 +2,12 @@
 // is kept from one request to the next.
 #include <cassert>
 
-#include "error_strings.h"
-#include "global_data.h"
-#include "service_options.h"
+#include "front/global_data.h"
 #include "soap_records.h"
 #include "toolkit/comtrade.h"
 #include "toolkit/time.h"
+#include "values/error_strings.h"
+#include "values/service_options.h"
 
 using namespace toolkit::ws;
 using toolkit::CComtradeView;

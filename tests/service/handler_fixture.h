@@ -2,7 +2,7 @@
 #pragma once
 
 #include "TarnixH.h"
-#include "global_data.h"
+#include "front/global_data.h"
 #include "store_fixture.h"
 
 class HandlerTest : public StoreTest {

@@ -1,0 +1,98 @@
+#include "front/process.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+
+#include "front/global_data.h"
+
+bool daemonMode = true;
+
+namespace {
+
+constexpr int kWatchdogSeconds = 90;
+constexpr int kWatchdogAction = 1;
+constexpr std::array<int, 4> kExitSignals = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
+
+void exitSignalHandler(int sig) {
+  for (const int exitSignal : kExitSignals) {
+    if (sig == exitSignal) {
+      __signal_exit = 1;
+    }
+  }
+}
+
+void installForExitSignals(void (*handler)(int)) {
+  struct sigaction action = {};
+  action.sa_handler = handler;
+  sigemptyset(&action.sa_mask);
+  for (const int sig : kExitSignals) {
+    sigaction(sig, &action, nullptr);
+  }
+}
+
+bool childSucceeded() {
+  int status = 0;
+  return wait(&status) != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// Opens /dev/null as descriptors 0, 1 and 2.
+bool detachStandardStreams() {
+  close(STDIN_FILENO);
+  close(STDOUT_FILENO);
+  close(STDERR_FILENO);
+  return open("/dev/null", O_RDWR) == STDIN_FILENO && dup(STDIN_FILENO) == STDOUT_FILENO &&
+         dup(STDIN_FILENO) == STDERR_FILENO;
+}
+
+}  // namespace
+
+void registerWithWatchdog(toolkit::CCds& cds, api_status_t& status) {
+  cds.watchdog_register(status, "dravixd", kWatchdogSeconds, kWatchdogAction);
+}
+
+void register_handlers() {
+  installForExitSignals(exitSignalHandler);
+}
+
+void deregister_handlers() {
+  installForExitSignals(SIG_DFL);
+}
+
+int daemon_process() {
+  const pid_t child = fork();
+  if (child == -1) {
+    return -1;
+  }
+  if (child > 0) {
+    if (!childSucceeded()) {
+      return -1;
+    }
+    _exit(0);
+  }
+  setsid();
+  const pid_t grandchild = fork();
+  if (grandchild != 0) {
+    _exit(grandchild == -1 ? 1 : 0);
+  }
+  if (chdir("/") == -1 || !detachStandardStreams()) {
+    return -1;
+  }
+  umask(022);
+  return 0;
+}
+
+void reserveStandardDescriptors() {
+  int descriptor = 0;
+  while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+    descriptor = open("/dev/null", O_RDWR);
+  }
+  if (descriptor > STDERR_FILENO) {
+    close(descriptor);
+  }
+}

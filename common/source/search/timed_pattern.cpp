@@ -1,0 +1,63 @@
+#include "search/timed_pattern.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include <boost/iterator/iterator_adaptor.hpp>
+
+namespace {
+
+std::size_t charactersOf(const std::string& utf8) {
+  constexpr unsigned kMask = 0xC0;
+  constexpr unsigned kContinuation = 0x80;
+  return static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), [](char byte) {
+    return (static_cast<unsigned char>(byte) & kMask) != kContinuation;
+  }));
+}
+
+}  // namespace
+
+// A place in a text that keeps the time while the regular expression is matched: the engine bounds
+// the number of states that it tries, but not what a state may cost (a long back-reference).
+class TimedPattern::Place
+    : public boost::iterator_adaptor<TimedPattern::Place, const char*, boost::use_default,
+                                     std::random_access_iterator_tag> {
+ public:
+  Place() = default;
+  Place(const char* place, TimedPattern& pattern) : iterator_adaptor_(place), pattern_(&pattern) {}
+
+ private:
+  friend class boost::iterator_core_access;
+  const char& dereference() const {
+    pattern_->step();
+    return *base();
+  }
+
+  TimedPattern* pattern_ = nullptr;
+};
+
+TimedPattern::TimedPattern(std::string pattern, Clock clock)
+    : pattern_(std::move(pattern)), clock_(clock), end_(clock() + limits::kMaxSearch) {
+  if (charactersOf(pattern_) > limits::kMaxPattern) {
+    throw std::length_error("The pattern is longer than " + std::to_string(limits::kMaxPattern) +
+                            " characters");
+  }
+}
+
+void TimedPattern::checkTime() const {
+  if (clock_() >= end_) {
+    throw SearchEnded("The search was ended after " + std::to_string(limits::kMaxSearch.count()) +
+                      " s");
+  }
+}
+
+bool TimedPattern::isIn(const std::string& text) {
+  if (pattern_.empty()) {
+    return true;
+  }
+  if (!regex_) {
+    regex_.emplace(pattern_);
+  }
+  const char* const begin = text.data();
+  return boost::regex_search(Place(begin, *this), Place(begin + text.size(), *this), *regex_);
+}

@@ -1,0 +1,51 @@
+// A client's regular expression, with bounds on what it may cost.
+//
+// Perl syntax; the expression may match anywhere in a text, and the empty one is in every text. It
+// works on the bytes of UTF-8: "." and a class such as "[é]" match one byte and not one character.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include <boost/regex.hpp>
+
+#include "front/request_limits.h"
+
+struct SearchEnded : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+class TimedPattern {
+ public:
+  using Clock = std::chrono::steady_clock::time_point (*)();
+
+  // The time runs from now. Throws std::length_error for a pattern that is longer than
+  // limits::kMaxPattern.
+  explicit TimedPattern(std::string pattern, Clock clock = std::chrono::steady_clock::now);
+
+  // Throws SearchEnded when limits::kMaxSearch is over, also in the middle of a text, and another
+  // std::exception each time for a bad pattern or one that takes too many steps on the text.
+  bool isIn(const std::string& text);
+  // Throws SearchEnded.
+  void checkTime() const;
+
+ private:
+  class Place;
+
+  // To be called for every character looked at: checks the time now and then.
+  void step() {
+    if (++steps_ % kStepsPerCheck == 0) {
+      checkTime();
+    }
+  }
+
+  static constexpr unsigned kStepsPerCheck = 65536;
+
+  std::string pattern_;
+  Clock clock_;
+  std::chrono::steady_clock::time_point end_;
+  unsigned steps_ = 0;
+  std::optional<boost::regex> regex_;
+};

@@ -1,0 +1,42 @@
+// The tree of one subscription in the store, which the publisher reads; docs/subscriptions.md draws
+// it.
+#pragma once
+
+#include <string>
+
+#include "front/global_data.h"
+#include "toolkit/sw_info.h"
+
+inline constexpr const char* kSubscriptionsPath =
+    "/Software/Data Servers/WS-Publisher/Subscriptions";
+// Counts up with every subscription that is made or cancelled.
+inline constexpr const char* kSubscriptionCounter =
+    "/Software/Data Servers/WS-Publisher/SubUpdateCount";
+
+// Templates of a subscription's nodes and of one real-time node's, each list ended by null.
+extern const toolkit::tagnval* const SwSubscriptionNodes[];
+extern const toolkit::tagnval* const SwSubscrptnRTNodes[];
+
+// Writes the templates of a list below `path`, up to the first failure: 0, or its code; -1 after an
+// exception, which is logged.
+int LoadNodeLeaves(_global_data_t* glptr, const std::string& path,
+                   const toolkit::tagnval* const* records);
+
+// Adds them to a batch instead.
+void addNodeLeaves(const std::string& path, const toolkit::tagnval* const* records,
+                   toolkit::CLeafBatch& batch);
+
+// Path of the subscription with this id.
+void GetSubscrptBasePath(const std::string* subscriptionId, std::string& out);
+
+// An id is one component of a path: what is below another subscription is none. The rest of the
+// paths' grammar is the store's to refuse.
+bool isSubscriptionId(const std::string& id);
+
+// Name of a point's node in a subscription. A path outside the grammar has one too, which begins
+// with
+// "?|" and is nobody's else. Empty for the root and for no path.
+std::string pointNodeName(const std::string& path);
+
+// Whether a subscription with this id stands in the store.
+bool subscriptionExists(_global_data_t* glptr, const std::string* subscriptionId);

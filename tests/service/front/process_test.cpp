@@ -1,0 +1,215 @@
+// Life of the process: start, signals, background, crash, a store that is not there.
+#include <sys/resource.h>
+
+#include <csignal>
+#include <fstream>
+#include <limits>
+#include <regex>
+
+#include "front/process.h"
+#include "front/request_loop.h"
+#include "handler_fixture.h"
+#include "service_fixture.h"
+#include "store_fixture.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kConnections =
+    "/Software/Data Servers/Connections/BACnet WebServices:Children";
+
+class Process : public ServiceTest {
+ protected:
+  Process() { import(testModel()); }
+
+  static std::string appStatus() {
+    toolkit::CCds cds;
+    return StoreTest::text(cds, "/Software/Data Servers/BACnet WebServices/AppStatus");
+  }
+  // Returns the daemon's number.
+  pid_t startDaemon() {
+    EXPECT_EQ(run({"-D", "2"}).status, 0) << "the first process ends at once";
+    awaitLog("FCGI app listening at socket /tmp/dravixd.socket [0]");
+    std::smatch match;
+    const std::string lines = log();
+    EXPECT_TRUE(std::regex_search(lines, match, std::regex("\\[(\\d+)\\].*listening"))) << lines;
+    return match.empty() ? 0 : std::stoi(match[1]);
+  }
+  static std::vector<toolkit::admin::Watchdog> watchdogs() {
+    std::vector<toolkit::admin::Watchdog> result;
+    EXPECT_EQ(toolkit::admin::watchdogs(result), "");
+    return result;
+  }
+};
+
+TEST_F(Process, TerminationSignalsEndItInOrder) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    start();
+    EXPECT_EQ(appStatus(), "4");
+    EXPECT_TRUE(watchdogs().empty()) << "-d stays out of the watchdog's sight";
+    EXPECT_EQ(stop(signal).status, 0);
+    EXPECT_EQ(appStatus(), "2");
+    EXPECT_NE(log().find("Caught term signal, exiting soap_serve loop now..."), std::string::npos);
+  }
+}
+
+TEST_F(Process, APeerThatLeavesEarlyDelaysNobody) {
+  start();
+  for (const std::string& bytes : {std::string(), std::string("\1\1\0\1", 4)}) {
+    { const SilentPeer left(socketPath(), bytes); }
+    EXPECT_EQ(value("/M1/Count"), "42");
+    { const SilentPeer left(socketPath(), bytes); }
+  }
+  EXPECT_EQ(stop(SIGTERM).status, 0) << "the signal is heard after such a peer";
+}
+
+TEST_F(Process, APeerThatStallsIsGivenUp) {
+  toolkit::admin::Model model = testModel();
+  model.leaves.push_back({"/M1/Large", "Value", toolkit::CElement(std::string(900000, 'x'))});
+  import(model);
+  start();
+  const std::string request =
+      encodedRequest({}, envelope("getValue", "<n:path>/M1/Large</n:path>"));
+  const SilentPeer writer(socketPath(), request.substr(0, request.size() - 90));
+  EXPECT_EQ(value("/M1/Count"), "42") << "after a request that does not end";
+  const SilentPeer reader(socketPath(), request);
+  EXPECT_EQ(value("/M1/Count"), "42") << "after a reply that nobody reads";
+}
+
+TEST_F(Process, AFailedAcceptEndsTheLoopInOrder) {
+  start();
+  const rlimit none = {0, 0};
+  ASSERT_EQ(prlimit(pid(), RLIMIT_NOFILE, &none, nullptr), 0);
+  fastCgiRequest(socketPath(), {}, "");
+  waitForEnd();  // a sanitizer's own exit needs descriptors too: the log tells how it ended
+  EXPECT_NE(log().find("Error in Accept(), exiting now..."), std::string::npos);
+  EXPECT_NE(log().find("Exiting dravixd"), std::string::npos);
+  EXPECT_EQ(appStatus(), "2");
+}
+
+TEST_F(Process, CrashesLeaveABacktraceAndTheSignalsNumber) {
+  for (const int signal : {SIGQUIT, SIGSEGV}) {
+    start();
+    const Outcome outcome = stop(signal);
+    EXPECT_EQ(outcome.status, signal);
+    const std::string end =
+        "###### BACK TRACE END (" + std::string(strsignal(signal)) + ") ######\n";
+    for (const std::string& text : {end, std::string("UTIL_printBacktrace")}) {
+      EXPECT_NE(outcome.err.find(text), std::string::npos) << outcome.err;
+    }
+  }
+}
+
+TEST_F(Process, GoesIntoTheBackgroundAndRegistersWithTheWatchdog) {
+  const pid_t daemon = startDaemon();
+  EXPECT_EQ(value("/M1/Count"), "42") << "the store opened before the fork works after it";
+  EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(daemon) + "/cwd"), "/");
+  ASSERT_EQ(watchdogs().size(), 1U);
+  EXPECT_EQ(watchdogs().front().name, "dravixd");
+  EXPECT_EQ(watchdogs().front().periodSeconds, 90);
+  kill(daemon, SIGTERM);
+  awaitLog("Exiting dravixd");
+  EXPECT_TRUE(watchdogs().empty());
+}
+
+TEST_F(Process, SocketIsOpenToTheGroupAndAStaleOneIsReplaced) {
+  start();
+  EXPECT_EQ(fs::status(socketPath()).permissions(), fs::perms(0660));
+  EXPECT_EQ(stop(SIGKILL).status, 128 + SIGKILL);
+  EXPECT_TRUE(fs::exists(socketPath())) << "left behind by the kill";
+  start();
+  EXPECT_EQ(value("/M1/Count"), "42");
+}
+
+TEST_F(Process, ASecondStartLeavesTheRunningServiceAlone) {
+  const pid_t first = startDaemon();
+  EXPECT_EQ(value("/M1/Count"), "42");
+  for (const Texts& arguments : {Texts{"-d"}, Texts{}}) {
+    const Outcome second = run(arguments);
+    EXPECT_EQ(second.status, 1);
+    EXPECT_NE(second.err.find("another process is serving at socket /tmp/dravixd.socket"),
+              std::string::npos)
+        << second.err;
+    EXPECT_EQ(appStatus(), "4");
+    EXPECT_EQ(watchdogs().size(), 1U);
+    toolkit::CCds cds;
+    EXPECT_EQ(StoreTest::text(cds, kConnections), "1") << "the client of the first one";
+  }
+  EXPECT_EQ(value("/M1/Count"), "42");
+  kill(first, SIGTERM);
+  awaitLog("Exiting dravixd");
+}
+
+TEST_F(Process, ASocketThatCannotBeHadEndsTheStartInOrder) {
+  fs::create_directory(socketPath());
+  EXPECT_EQ(run({"-d"}).status, 1);
+  EXPECT_NE(log().find("Cannot listen at socket /tmp/dravixd.socket"), std::string::npos) << log();
+  EXPECT_NE(log().find("Exiting dravixd"), std::string::npos);
+  EXPECT_EQ(appStatus(), "2");
+}
+
+TEST_F(Process, ABadCommandLineNamesTheWordAndStartsNothing) {
+  const std::pair<Texts, const char*> kCases[] = {
+      {{"-h"}, "Missing field for: -h \nUsage: dravixd [-h deltaLog]  [-a eventLog] \n"},
+      {{"-a", ""}, "Bad field:  \nUsage"},
+      {{"-m", "-1"}, "Bad field: -1 \nUsage"},
+      {{"-p", "0"}, "Bad field: 0 \nUsage"},
+      {{"-l", "x"}, "Bad field: x \nUsage"},
+      {{"-D", "2x"}, "Bad field: 2x \nUsage"},
+      {{"-m", "99999999999999999999", "-D", "2"}, "Bad field: 2 \nUsage"},
+      {{"-d", "bogus", "-x"}, "Unknown parameter: bogus \nUnknown parameter: -x \nUsage"}};
+  for (const auto& [words, out] : kCases) {
+    const Outcome outcome = run(words);
+    EXPECT_EQ(outcome.status, 1) << out;
+    EXPECT_TRUE(outcome.out.starts_with(out)) << outcome.out;
+    EXPECT_FALSE(fs::exists(socketPath()));
+  }
+  const Outcome version = run({"-v", "bogus"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_TRUE(version.out.ends_with("\n$Revision: 64713 $\n\n")) << version.out;
+  start({"-h",   "-d", "-a",  "a.db", "-s",       "s.db", "-t",     "t.db", "-m", "50x", "-p",
+         "4096", "-c", "100", "-l",   "99999999", "-w",   "/waves", "-D",   "9",  "-d"});
+  EXPECT_EQ(value("/M1/Count"), "42");
+}
+
+TEST_F(Process, AStoreThatCannotBeOpenedIsSaidAndEndsTheStart) {
+  const auto expectRefusal = [this](const char* file) {
+    fs::remove(root() / "log");
+    EXPECT_EQ(run({"-d"}).status, 1) << file;
+    EXPECT_NE(log().find("Error: CCds::init() failed"), std::string::npos) << file;
+    EXPECT_NE(log().find((root() / file).string()), std::string::npos) << log();
+  };
+  fs::remove(root() / "state/persistent.mdb");
+  expectRefusal("state/persistent.mdb");
+  import(testModel());
+  std::ofstream(root() / "run/live.mdb", std::ios::trunc) << std::string(65536, 'x');
+  expectRefusal("run/live.mdb");
+}
+
+class Timer : public HandlerTest {
+ protected:
+  Timer() {
+    import({});
+    daemonMode = true;
+    global_.nextConnCheck = std::numeric_limits<std::int32_t>::max();
+    api_status_t status = API_NONE;
+    registerWithWatchdog(global_.cdsApi, status);
+  }
+  ~Timer() override { daemonMode = false; }
+};
+
+TEST_F(Timer, AWatchdogsRowThatIsGoneIsMadeAgain) {
+  toolkit::CCds other;
+  api_status_t status = API_NONE;
+  registerWithWatchdog(other, status);
+  other.watchdog_clear(status);
+  ASSERT_EQ(status, API_SUCCESS);
+  timer_task(&global_);
+  EXPECT_TRUE(global_.cdsApi.is_open());
+  std::vector<toolkit::admin::Watchdog> rows;
+  EXPECT_EQ(toolkit::admin::watchdogs(rows), "");
+  EXPECT_EQ(rows.size(), 1U);
+}
+
+}  // namespace
