@@ -52,12 +52,18 @@ std::string qualified(const std::string& name, const Prefixes& prefixes, bool is
 void describe(const Tree& parent, const std::string& indent, const Prefixes& outer,
               std::vector<std::string>& lines) {
   for (const auto& [name, element] : parent) {
-    if (name == "<xmlattr>" || name == "<xmlcomment>") continue;
+    if (name == "<xmlattr>" || name == "<xmlcomment>") {
+      continue;
+    }
     Prefixes prefixes = outer;
     const Tree attributes = element.get_child("<xmlattr>", Tree());
     for (const auto& [key, value] : attributes) {
-      if (key == "xmlns") prefixes[""] = value.data();
-      if (key.starts_with("xmlns:")) prefixes[key.substr(6)] = value.data();
+      if (key == "xmlns") {
+        prefixes[""] = value.data();
+      }
+      if (key.starts_with("xmlns:")) {
+        prefixes[key.substr(6)] = value.data();
+      }
     }
     std::string line = indent + qualified(name, prefixes, false);
     for (const auto& [key, value] : attributes) {
@@ -125,7 +131,9 @@ class Catalogue : public ServiceTest, public testing::WithParamInterface<std::st
   std::string section(const std::string& name) const {
     const std::size_t end = file_.find("</" + name + ">");
     const std::size_t tag = file_.find("<" + name);
-    if (end == std::string::npos || tag == std::string::npos) return {};
+    if (end == std::string::npos || tag == std::string::npos) {
+      return {};
+    }
     const std::size_t begin = file_.find('>', tag) + 1;
     return file_.substr(begin, end - begin);
   }
@@ -141,7 +149,9 @@ class Catalogue : public ServiceTest, public testing::WithParamInterface<std::st
 
   // A new service on the data as they were in the beginning.
   void begin() {
-    if (pid() > 0) stop(SIGTERM);
+    if (pid() > 0) {
+      stop(SIGTERM);
+    }
     devctl({"store", "import", folder() / "model.json", "--replace"}, "/dev/null");
     start({"-d", "-D", "1", "-a", root() / "alarms.db", "-s", root() / "system.db", "-h",
            root() / "deltas.db", "-t", root() / "trends.db", "-w", root() / "waves"});
@@ -162,12 +172,11 @@ class Catalogue : public ServiceTest, public testing::WithParamInterface<std::st
 
 TEST_P(Catalogue, AnswersAsClientsKnowIt) {
   const std::string request = section("sent");
-  const auto names = operations();
-  const bool soap12 = (std::find(names.begin(), names.end(), GetParam()) - names.begin()) % 4 == 1;
-  for (int version = 0; version <= (soap12 ? 1 : 0); ++version) {
-    begin();
-    expectAnswer(request, "reply", version == 1);
-  }
+  begin();
+  expectAnswer(request, "reply");
+  begin();
+  // A fault looks different there.
+  expectAnswer(request, section("reply12").empty() ? "reply" : "reply12", true);
 
   SCOPED_TRACE("with foreign elements");
   begin();
