@@ -42,7 +42,9 @@ void serve(FCGX_Request& request, const std::string& reply, bool atOnce) {
   while (FCGX_GetStr(buffer.data(), size, request.in) == size) {
   }
   FCGX_PutStr(reply.data(), static_cast<int>(reply.size()), request.out);
-  if (atOnce) FCGX_Detach(&request);
+  if (atOnce) {
+    FCGX_Detach(&request);
+  }
   FCGX_Finish_r(&request);
 }
 
@@ -58,12 +60,16 @@ int main(int argc, char** argv) {
   stopOnTerm();
   FCGX_Init();
   const int listener = FCGX_OpenSocket(argv[1], 64);
-  if (listener < 0) return 1;
+  if (listener < 0) {
+    return 1;
+  }
   chmod(argv[1], 0666);
 
   FCGX_Request request;
   FCGX_InitRequest(&request, listener, FCGI_FAIL_ACCEPT_ON_INTR);
-  while (stop == 0 && FCGX_Accept_r(&request) == 0) serve(request, reply, atOnce);
+  while (stop == 0 && FCGX_Accept_r(&request) == 0) {
+    serve(request, reply, atOnce);
+  }
   FCGX_Free(&request, 1);
   unlink(argv[1]);
   return 0;

@@ -113,6 +113,14 @@ int decodeText(struct soap* ctx, const char* characters, std::string& text) {
   return SOAP_OK;
 }
 
+namespace {
+
+bool send(struct soap* ctx, std::string_view text) {
+  return text.empty() || soap_send_raw(ctx, text.data(), text.size()) == SOAP_OK;
+}
+
+}  // namespace
+
 SOAP_FMAC1 int SOAP_FMAC2 soap_string_out(struct soap* ctx, const char* text, int inAttribute) {
   const char* run = text;  // what was not sent yet
   const char* end = text;
@@ -126,13 +134,13 @@ SOAP_FMAC1 int SOAP_FMAC2 soap_string_out(struct soap* ctx, const char* text, in
       end += bytes;
       continue;
     }
-    if (end != run && soap_send_raw(ctx, run, static_cast<std::size_t>(end - run)) != SOAP_OK) {
+    if (!send(ctx, {run, static_cast<std::size_t>(end - run)})) {
       return ctx->error;
     }
     if (*end == '\0') {
       return SOAP_OK;
     }
-    if (soap_send_raw(ctx, other.data(), other.size()) != SOAP_OK) {
+    if (!send(ctx, other)) {
       return ctx->error;
     }
     end += bytes == 0 ? 1 : bytes;

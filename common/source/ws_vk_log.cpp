@@ -98,7 +98,7 @@ void answerAlarms(struct soap* ctx, const nsvk__logRetrieveRequest& request,
   response.numTrimmedEvents = range.trimmed;
   std::size_t index = 0;
   for (nss1__AlarmUpdate* alarm : alarms) {
-    const bool chosen = index >= range.first && index < range.behind;
+    const bool chosen = index >= range.first && index < range.end;
     (chosen ? response.alarms : others).push_back(alarm);
     ++index;
   }

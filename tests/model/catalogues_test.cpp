@@ -20,12 +20,16 @@ std::set<std::string> translatableTexts() {
       ".AlarmHighHighMsg", ".AlarmLowLowMsg", ".AlarmOnValueMsg"};
   std::set<std::string> texts = {"Circuit breaker opened", "Circuit breaker closed", sim::kStarted,
                                  sim::kStopped};
-  for (const sim::LimitKind& kind : sim::kLimitKinds) texts.insert(kind.message);
+  for (const sim::LimitKind& kind : sim::kLimitKinds) {
+    texts.insert(kind.message);
+  }
   for (const char* file : {FEEDER_MODEL, CAMPUS_MODEL}) {
     toolkit::admin::Model model;
     EXPECT_EQ(model_file::load(file, model), "");
     for (const auto& leaf : model.leaves) {
-      if (kLeaves.contains(leaf.name)) texts.insert(leaf.element.to_string());
+      if (kLeaves.contains(leaf.name)) {
+        texts.insert(leaf.element.to_string());
+      }
     }
   }
   return texts;

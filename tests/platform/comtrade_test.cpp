@@ -36,7 +36,9 @@ template <class Channels>
 std::vector<std::string> namesOf(const Channels& channels) {
   std::vector<std::string> names;
   names.reserve(channels.size());
-  for (const auto& channel : channels) names.push_back(channel.name);
+  for (const auto& channel : channels) {
+    names.push_back(channel.name);
+  }
   return names;
 }
 
@@ -61,7 +63,9 @@ std::set<std::string> recordsThatBeginWith(const std::string& prefix) {
   std::set<std::string> names;
   for (const auto& entry : fs::directory_iterator(RECORDS_FOLDER)) {
     const std::string name = entry.path().stem();
-    if (name.starts_with(prefix)) names.insert(name);
+    if (name.starts_with(prefix)) {
+      names.insert(name);
+    }
   }
   return names;
 }
@@ -90,7 +94,9 @@ TEST(Comtrade, EveryFormAndOddityGivesTheSameRecord) {
       const std::vector<float>& values =
           read.samples.channels.at(config.analogChannels[channel].name);
       ASSERT_EQ(values.size(), kSamples);
-      for (std::size_t i = 0; i < kSamples; ++i) ASSERT_EQ(values[i], sampleOf(i, channel)) << i;
+      for (std::size_t i = 0; i < kSamples; ++i) {
+        ASSERT_EQ(values[i], sampleOf(i, channel)) << i;
+      }
     }
   }
 }
@@ -177,7 +183,9 @@ TEST(Comtrade, WhatIsSpecialIsTold) {
       {"utf", [](const Read& read) { return read.config.deviceId == "Ввод"; }},
       {"no-header", [](const Read& read) { return !read.view.hasHeader(); }},
   };
-  for (const auto& [name, holds] : kCases) EXPECT_TRUE(holds(Read(name))) << name;
+  for (const auto& [name, holds] : kCases) {
+    EXPECT_TRUE(holds(Read(name))) << name;
+  }
 }
 
 TEST(Comtrade, EachChannelHasANameOfItsOwn) {
@@ -210,7 +218,9 @@ TEST(Comtrade, LongRecordsAreReadPieceByPiece) {
     const Read read(name);
     const std::vector<float>& values = read.samples.channels.at("IA");
     ASSERT_EQ(values.size(), 20'000U);
-    for (std::size_t i = 0; i < values.size(); ++i) ASSERT_EQ(values[i], sampleOf(i, 2)) << i;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      ASSERT_EQ(values[i], sampleOf(i, 2)) << i;
+    }
   }
 }
 
@@ -281,7 +291,9 @@ TEST(Comtrade, DamageIsNamed) {
       EXPECT_EQ(config.analogChannels.empty(), step == Step::kConfiguration);
       EXPECT_LE(config.triggerIndex, std::max<std::int64_t>(config.nSamples, 1) - 1);
     }
-    if (step == Step::kSamples) result = samples.fillData(view, WAVE_SCALED);
+    if (step == Step::kSamples) {
+      result = samples.fillData(view, WAVE_SCALED);
+    }
     EXPECT_NE(result, WAVE_OK);
     EXPECT_TRUE(samples.channels.empty());
     EXPECT_NE(view.last_error().find(why), std::string::npos) << view.last_error();
@@ -336,8 +348,12 @@ class ComtradeFolder : public testing::Test {
     CWaveConfigData config;
     CWaveSampleData samples;
     int result = view.initialize(path(name));
-    if (result == WAVE_OK) result = view.getConfigurationData(config);
-    if (result == WAVE_OK) result = samples.fillData(view, WAVE_SCALED);
+    if (result == WAVE_OK) {
+      result = view.getConfigurationData(config);
+    }
+    if (result == WAVE_OK) {
+      result = samples.fillData(view, WAVE_SCALED);
+    }
     EXPECT_EQ(result, why) << view.last_error();
     EXPECT_NE(view.last_error().find(sentence), std::string::npos) << view.last_error();
   }

@@ -151,7 +151,9 @@ TEST_F(Events, CountsAddUpBetweenProcesses) {
     for (int i = 0; i < kTimes; ++i) {
       cds.add_to_leaf("/Count", 1, &sum, status, "counter");
       // A durable write now and then, which goes to the other half too.
-      if (i % 100 == 0) set(cds, "/Own/" + std::to_string(getpid() * kTimes + i), {}, PCD_TRUE);
+      if (i % 100 == 0) {
+        set(cds, "/Own/" + std::to_string(getpid() * kTimes + i), {}, PCD_TRUE);
+      }
     }
     return status == API_SUCCESS && sum >= kTimes ? 0 : 1;
   };

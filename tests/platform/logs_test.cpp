@@ -43,7 +43,9 @@ class Logs : public testing::Test {
   static int fill(CLog& log) { return log.append(std::vector<CEvent>(500, eventAt(1, 1))); }
   static int fill(trend::CLog& log) {
     std::vector<trend::CPeriodProperties> periods;
-    for (std::uint32_t id = 1; id < 900; ++id) periods.push_back({id, 1});
+    for (std::uint32_t id = 1; id < 900; ++id) {
+      periods.push_back({id, 1});
+    }
     return log.set_periods(periods);
   }
   static int firstRead(CLog& log) {
@@ -85,7 +87,9 @@ TEST_F(Logs, RetrieveChoosesByPathTypeAndNumber) {
     EXPECT_EQ(log.retrieve(events, path, nullptr, nullptr, max, true, true, types), 0);
     std::vector<std::uint64_t> found;
     found.reserve(events.size());
-    for (const CEvent& event : events) found.push_back(event.id);
+    for (const CEvent& event : events) {
+      found.push_back(event.id);
+    }
     EXPECT_EQ(found, ids) << path << " " << max;
   }
 }
@@ -139,7 +143,9 @@ TEST_F(Logs, TheGroupMayWriteThemWhateverTheUmask) {
     CLog log;
     EXPECT_EQ(openWriter(log) + fill(log), 0);
     EXPECT_EQ(modes(), "660 660 660 ");
-    for (const char* suffix : {"", "-wal", "-shm"}) chmod((file() + suffix).c_str(), 0640);
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+      chmod((file() + suffix).c_str(), 0640);
+    }
     CLog another;
     EXPECT_EQ(openWriter(another) + fill(another), 0);
     EXPECT_EQ(modes(), "660 660 660 ") << "one from before";
@@ -148,7 +154,9 @@ TEST_F(Logs, TheGroupMayWriteThemWhateverTheUmask) {
 }
 
 TEST_F(Logs, AnotherUserOfTheGroupGoesOn) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can become others";
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can become others";
+  }
   constexpr gid_t kGroup = 64100;
   const std::string folder = fs::path(file()).parent_path();
   ASSERT_EQ(chown(folder.c_str(), 0, kGroup), 0);
@@ -156,14 +164,18 @@ TEST_F(Logs, AnotherUserOfTheGroupGoesOn) {
   const auto appendAs = [&](uid_t user, gid_t own) {
     ChildProcess writer([&] {
       umask(077);
-      if (setgroups(1, &kGroup) + setgid(own) + setuid(user) != 0) return 99;
+      if (setgroups(1, &kGroup) + setgid(own) + setuid(user) != 0) {
+        return 99;
+      }
       CLog log;
       const int result = openWriter(log);
       _exit(result != 0 ? result : fill(log));  // like a kill: the log is not closed
     });
     return writer.wait();
   };
-  for (const uid_t user : {64101U, 64102U, 64101U}) EXPECT_EQ(appendAs(user, user), 0) << user;
+  for (const uid_t user : {64101U, 64102U, 64101U}) {
+    EXPECT_EQ(appendAs(user, user), 0) << user;
+  }
   CLog log;
   std::vector<CEvent> events;
   ASSERT_EQ(openReader(log), 0);
@@ -269,7 +281,9 @@ class Trends : public Logs {
   using Keys = std::vector<std::pair<std::uint32_t, std::int64_t>>;
   static Keys keys(const trend::CDeviceData& data) {
     Keys result;
-    for (const auto& snapshot : data.samples) result.emplace_back(snapshot.period, snapshot.time);
+    for (const auto& snapshot : data.samples) {
+      result.emplace_back(snapshot.period, snapshot.time);
+    }
     return result;
   }
 
@@ -292,7 +306,9 @@ TEST_F(Trends, AreMergedByTimeOverThePeriods) {
 }
 
 TEST_F(Trends, AreBoundedAndEnteredWholeOrNotAtAll) {
-  for (int i = 1; i <= 9; ++i) ASSERT_EQ(log_.append({entry(2, i, {1.0 * i, 0.5})}), 0);
+  for (int i = 1; i <= 9; ++i) {
+    ASSERT_EQ(log_.append({entry(2, i, {1.0 * i, 0.5})}), 0);
+  }
   EXPECT_EQ(keys(get({{2, 0}})), (Keys{{2, 7}, {2, 8}, {2, 9}}));
   ASSERT_EQ(log_.append({entry(2, 9, {99})}), 0);
   EXPECT_EQ(keys(get({{2, 0}})), (Keys{{2, 7}, {2, 8}, {2, 9}})) << "one was replaced";

@@ -9,10 +9,14 @@ namespace {
 // Not CLI11's own check: that one hides a mistyped command behind the missing one.
 void requireCommand(CLI::App& app) {
   app.final_callback([&app] {
-    if (app.get_subcommands().empty()) throw Failure("a command is missing, see --help");
+    if (app.get_subcommands().empty()) {
+      throw Failure("a command is missing, see --help");
+    }
   });
   for (CLI::App* group : app.get_subcommands([](CLI::App*) { return true; })) {
-    if (!group->get_subcommands([](CLI::App*) { return true; }).empty()) requireCommand(*group);
+    if (!group->get_subcommands([](CLI::App*) { return true; }).empty()) {
+      requireCommand(*group);
+    }
   }
 }
 
@@ -29,7 +33,9 @@ int run(int argc, char** argv) {
     return app.exit(error) == 0 ? 0 : 1;
   }
   // A full disk behind the standard output is a failure too.
-  if (!std::cout.flush()) throw Failure("the output could not be written");
+  if (!std::cout.flush()) {
+    throw Failure("the output could not be written");
+  }
   return 0;
 }
 

@@ -52,10 +52,14 @@ std::string readValue(const json& value, const std::optional<std::string>& word,
   std::optional<data_type_t> type = DATA_NONE;
   if (word) {
     type = model_file::typeOfWord(*word);
-    if (!type) return "\"valueType\": " + inQuotes(*word) + " is no type";
+    if (!type) {
+      return "\"valueType\": " + inQuotes(*word) + " is no type";
+    }
   } else if (!value.is_null()) {
     type = model_file::defaultType(value, DATA_NONE);
-    if (!type) return "\"value\" must be a boolean, a number or a text";
+    if (!type) {
+      return "\"value\" must be a boolean, a number or a text";
+    }
   }
   const std::string error = model_file::toElement(value, *type, element);
   return error.empty() ? error : "\"value\": " + error;
@@ -86,8 +90,12 @@ std::string parse(std::string_view line, timeval now, CEvent& event) {
   fields.optional("value", value);
   fields.optional("valueType", valueType);
   fields.optional("valueTime", valueTime);
-  if (std::string error = fields.finish(); !error.empty()) return error;
-  if (std::string error = readValue(*value, valueType, event.value); !error.empty()) return error;
+  if (std::string error = fields.finish(); !error.empty()) {
+    return error;
+  }
+  if (std::string error = readValue(*value, valueType, event.value); !error.empty()) {
+    return error;
+  }
   if (!std::all_of(event.waveforms.begin(), event.waveforms.end(), isUrl)) {
     return "\"waveforms\" must be URLs: not empty, and without control characters";
   }
@@ -110,7 +118,9 @@ std::string format(const CEvent& event) {
   if (!isSame(event.value.time(), event.time)) {
     line.add("valueTime", model_file::fromTimeval(event.value.time()));
   }
-  if (!event.waveforms.empty()) line.add("waveforms", event.waveforms);
+  if (!event.waveforms.empty()) {
+    line.add("waveforms", event.waveforms);
+  }
   return line.text();
 }
 

@@ -24,9 +24,13 @@ std::vector<CEvent> readEvents(const std::string& file) {
   std::vector<CEvent> events;
   std::string line;
   for (std::size_t number = 1; std::getline(std::cin, line); ++number) {
-    if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
+    if (line.find_first_not_of(" \t\r") == std::string::npos) {
+      continue;
+    }
     const std::string error = event_json::parse(line, now, events.emplace_back());
-    if (!error.empty()) log_commands::fail(file, "line", number, error);
+    if (!error.empty()) {
+      log_commands::fail(file, "line", number, error);
+    }
   }
   log_commands::requireWholeInput(file);
   return events;
@@ -53,7 +57,9 @@ struct ListArguments {
 std::optional<timeval> bound(const ListArguments& arguments, const char* option,
                              const std::string& text) {
   timeval time{};
-  if (text.empty()) return std::nullopt;
+  if (text.empty()) {
+    return std::nullopt;
+  }
   if (const std::string error = json_text::read(text, time); !error.empty()) {
     throw Failure(arguments.file + ": " + option + " " + text + ": " + error);
   }
@@ -71,7 +77,9 @@ void list(const ListArguments& arguments) {
   const auto fetch = [&](std::optional<std::int64_t> time, unsigned limit) {
     std::optional<timeval> from = start;
     std::optional<timeval> to = end;
-    if (time) (arguments.reverse ? to : from) = unixTime(*time);
+    if (time) {
+      (arguments.reverse ? to : from) = unixTime(*time);
+    }
     std::vector<CEvent> events;
     succeed(log, log.retrieve(events, arguments.path, from ? &*from : nullptr, to ? &*to : nullptr,
                               limit, latest, arguments.reverse, arguments.types));
@@ -82,7 +90,9 @@ void list(const ListArguments& arguments) {
   if (latest == arguments.reverse) {
     log_commands::inPages(arguments.max, fetch, timeOf, print);
   } else {
-    for (const CEvent& event : fetch(std::nullopt, arguments.max)) print(event);
+    for (const CEvent& event : fetch(std::nullopt, arguments.max)) {
+      print(event);
+    }
   }
 }
 

@@ -17,8 +17,12 @@ using toolkit::CElement;
 
 std::string timeText(timeval time) {
   std::tm parts{};
-  if (time.tv_sec == 0 && time.tv_usec == 0) return "-";
-  if (gmtime_r(&time.tv_sec, &parts) == nullptr) return CElement(time).to_string();
+  if (time.tv_sec == 0 && time.tv_usec == 0) {
+    return "-";
+  }
+  if (gmtime_r(&time.tv_sec, &parts) == nullptr) {
+    return CElement(time).to_string();
+  }
   std::array<char, 64> date{};
   std::array<char, 16> fraction{};
   std::strftime(date.data(), date.size(), "%Y-%m-%dT%H:%M:%S", &parts);
@@ -49,7 +53,9 @@ std::string line(const toolkit::CPath& path, const CElement& element, element_pr
   const char* type = pcd_enum_to_str(element.type());
   std::string text = value(element);
   for (char& byte : text) {
-    if (static_cast<unsigned char>(byte) < ' ') byte = '?';
+    if (static_cast<unsigned char>(byte) < ' ') {
+      byte = '?';
+    }
   }
   return path.str() + '\t' + (type != nullptr ? type : "None") + '\t' + text + '\t' +
          timeText(element.time()) + '\t' + model_file::sourceWord(source);
@@ -62,7 +68,9 @@ bool parse(const std::string& text, data_type_t type, CElement& element) {
   }
   if (type == DATA_BOOLEAN) {
     const bool yes = strcasecmp(text.c_str(), "true") == 0;
-    if (!yes && strcasecmp(text.c_str(), "false") != 0) return false;
+    if (!yes && strcasecmp(text.c_str(), "false") != 0) {
+      return false;
+    }
     element = CElement(yes);
     return true;
   }

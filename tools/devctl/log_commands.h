@@ -14,7 +14,9 @@ namespace log_commands {
 
 template <typename Log>
 void succeed(const Log& log, int result) {
-  if (result != 0) throw Failure(log.last_error());
+  if (result != 0) {
+    throw Failure(log.last_error());
+  }
 }
 
 // Place `number` (from 1) of the input is wrong.
@@ -25,7 +27,19 @@ void succeed(const Log& log, int result) {
 
 // To be called when there is no more input.
 inline void requireWholeInput(const std::string& file) {
-  if (std::ferror(stdin) != 0) throw Failure(file + ": the standard input cannot be read");
+  if (std::ferror(stdin) != 0) {
+    throw Failure(file + ": the standard input cannot be read");
+  }
+}
+
+// Removes the rows at the end that have the time of the last one, and returns it.
+template <typename Rows, typename TimeOf>
+std::int64_t removeLastTime(Rows& rows, const TimeOf& timeOf) {
+  const std::int64_t last = timeOf(rows.back());
+  while (!rows.empty() && timeOf(rows.back()) == last) {
+    rows.pop_back();
+  }
+  return last;
 }
 
 // Takes the first `most` rows that fetch(time, limit) gives, in an order of time, to `take`: a page
@@ -44,12 +58,13 @@ void inPages(std::uint64_t most, const Fetch& fetch, const TimeOf& timeOf, const
     auto rows = fetch(time, static_cast<unsigned>(limit));
     more = rows.size() == limit && limit < most;
     if (more) {
-      const std::int64_t last = timeOf(rows.back());
-      while (!rows.empty() && timeOf(rows.back()) == last) rows.pop_back();
+      const std::int64_t last = removeLastTime(rows, timeOf);
       page = rows.empty() ? page * 2 : kPage;
       time = rows.empty() ? time : last;
     }
-    for (const auto& row : rows) take(row);
+    for (const auto& row : rows) {
+      take(row);
+    }
     most -= rows.size();
   }
 }

@@ -11,7 +11,9 @@ using toolkit::admin::Watchdog;
 
 void print(const std::vector<Watchdog>& rows) {
   std::size_t width = 4;
-  for (const Watchdog& row : rows) width = std::max(width, row.name.size());
+  for (const Watchdog& row : rows) {
+    width = std::max(width, row.name.size());
+  }
   const int column = static_cast<int>(width);
   std::cout << std::left << std::setw(column) << "name"
             << "  period  silent\n";
@@ -30,7 +32,9 @@ void status() {
   print(rows);
   const auto late =
       std::find_if(rows.begin(), rows.end(), [](const auto& r) { return r.overdue(); });
-  if (late != rows.end()) throw Failure(late->name + " is overdue");
+  if (late != rows.end()) {
+    throw Failure(late->name + " is overdue");
+  }
 }
 
 }  // namespace

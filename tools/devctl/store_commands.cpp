@@ -43,22 +43,30 @@ const char* reason(api_status_t status) {
 }
 
 void check(const std::string& path, const CCds& store, int result, api_status_t status) {
-  if (result == 0 && status == API_SUCCESS) return;
+  if (result == 0 && status == API_SUCCESS) {
+    return;
+  }
   fail(path,
        status == API_FAILED && !store.last_error().empty() ? store.last_error() : reason(status));
 }
 
 void check(const std::string& error) {
-  if (!error.empty()) throw Failure(error);
+  if (!error.empty()) {
+    throw Failure(error);
+  }
 }
 
 void open(CCds& store) {
-  if (store.init() != 0) throw Failure(store.last_error());
+  if (store.init() != 0) {
+    throw Failure(store.last_error());
+  }
 }
 
 CPath parsePath(const std::string& text) {
   CPath path(text);
-  if (path.normalize() != 0) fail(text, "not a path of the data store");
+  if (path.normalize() != 0) {
+    fail(text, "not a path of the data store");
+  }
   return path;
 }
 
@@ -76,7 +84,9 @@ void importFile(const std::string& file, bool replace) {
   const timeval stamp = now();
   for (auto& leaf : model.leaves) {
     const timeval time = leaf.element.time();
-    if (time.tv_sec == 0 && time.tv_usec == 0) leaf.element.set_time(stamp);
+    if (time.tv_sec == 0 && time.tv_usec == 0) {
+      leaf.element.set_time(stamp);
+    }
   }
   if (const std::string error = admin::importModel(model, replace); !error.empty()) {
     fail(file, error);
@@ -109,7 +119,9 @@ std::optional<CElement> fetch(CCds& store, const CPath& path) {
   api_status_t status = API_NONE;
   CElement element;
   element_property_t source = ELEMENT_NORMAL;
-  if (store.get_leaf(path, status, element, source) != 0 || status != API_SUCCESS) return {};
+  if (store.get_leaf(path, status, element, source) != 0 || status != API_SUCCESS) {
+    return {};
+  }
   return element;
 }
 
@@ -119,7 +131,9 @@ data_type_t typeFor(CCds& store, const CPath& path) {
   if (const auto present = fetch(store, path); present && present->type() != DATA_NONE) {
     return present->type();
   }
-  if (!leaf_types::followsValue(path.getLeafName())) return DATA_STRING;
+  if (!leaf_types::followsValue(path.getLeafName())) {
+    return DATA_STRING;
+  }
   const auto word = fetch(store, path.getNewPath("ValueType"));
   return word ? leaf_types::ofValueType(word->to_string()).value_or(DATA_STRING) : DATA_STRING;
 }
@@ -134,7 +148,9 @@ std::optional<CElement> stateOf(CCds& store, const CPath& path, const std::strin
   if (type == DATA_BOOLEAN) {
     bool state = false;
     multistate.GetBoolPossibleValues(node, false, labels);
-    if (multistate.GetBoolFromString(labels, label, state) == 0) return CElement(state);
+    if (multistate.GetBoolFromString(labels, label, state) == 0) {
+      return CElement(state);
+    }
   } else if (type == DATA_ENUMERATED || type == DATA_INTEGER) {
     int state = 0;
     if (multistate.IsMultistate(node, true, labels) &&
@@ -147,7 +163,9 @@ std::optional<CElement> stateOf(CCds& store, const CPath& path, const std::strin
 
 CElement elementFor(CCds& store, const CPath& path, const std::string& text, data_type_t type) {
   CElement element;
-  if (leaf_text::parse(text, type, element)) return element;
+  if (leaf_text::parse(text, type, element)) {
+    return element;
+  }
   const bool sharesLabels = leaf_types::followsValue(path.getLeafName());
   if (const auto state = sharesLabels ? stateOf(store, path, text, type) : std::nullopt) {
     return *state;
@@ -171,7 +189,9 @@ void set(const SetArguments& arguments) {
     type = typeFor(store, path);
   } else {
     const auto known = leaf_types::ofValueType(arguments.type);
-    if (!known) fail(arguments.path, "\"" + arguments.type + "\" is no type");
+    if (!known) {
+      fail(arguments.path, "\"" + arguments.type + "\" is no type");
+    }
     type = *known;
   }
   CElement element = elementFor(store, path, arguments.value, type);
@@ -188,10 +208,18 @@ void list(const std::string& text) {
   const CPath path = parsePath(text);
   std::vector<std::string> names;
   const bool failed = path.getAttributeList("Children", store, names) != 0;
-  if (failed) fail(text, store.node_exists(path.getNodePath()) ? "the store failed" : "not found");
-  for (const std::string& name : names) std::cout << name << "/\n";
-  if (path.getAttributeList("Attributes", store, names) != 0) fail(text, "the store failed");
-  for (const std::string& name : names) std::cout << ':' << name << '\n';
+  if (failed) {
+    fail(text, store.node_exists(path.getNodePath()) ? "the store failed" : "not found");
+  }
+  for (const std::string& name : names) {
+    std::cout << name << "/\n";
+  }
+  if (path.getAttributeList("Attributes", store, names) != 0) {
+    fail(text, "the store failed");
+  }
+  for (const std::string& name : names) {
+    std::cout << ':' << name << '\n';
+  }
 }
 
 void remove(const std::string& text) {

@@ -37,13 +37,19 @@ std::string nameOf(const CEntry& entry) {
 template <typename Row>
 std::string readRows(const json::array_t* list, const char* what,
                      std::string (*readRow)(const json&, Row&), std::vector<Row>& rows) {
-  if (list == nullptr) return {};
+  if (list == nullptr) {
+    return {};
+  }
   std::set<std::string> names;
   for (const json& value : *list) {
     Row& row = rows.emplace_back();
     std::string error = readRow(value, row);
-    if (error.empty() && !names.insert(nameOf(row)).second) error = nameOf(row) + " is given twice";
-    if (!error.empty()) return what + (" " + std::to_string(rows.size())) + ": " + error;
+    if (error.empty() && !names.insert(nameOf(row)).second) {
+      error = nameOf(row) + " is given twice";
+    }
+    if (!error.empty()) {
+      return what + (" " + std::to_string(rows.size())) + ": " + error;
+    }
   }
   return {};
 }
@@ -64,8 +70,12 @@ std::string readParam(const json& row, CParamProperties& param) {
   fields.optional("max", param.hasMax);
   fields.optional("avg", param.hasAvg);
   fields.optional("actual", param.hasActual);
-  if (std::string error = fields.finish(); !error.empty()) return error;
-  if (type < SAMPLE_NORMAL || type > SAMPLE_LISTEND) return "\"type\" must be 0, 1 or 2";
+  if (std::string error = fields.finish(); !error.empty()) {
+    return error;
+  }
+  if (type < SAMPLE_NORMAL || type > SAMPLE_LISTEND) {
+    return "\"type\" must be 0, 1 or 2";
+  }
   param.type = static_cast<sample_type_t>(type);
   return {};
 }
@@ -75,17 +85,23 @@ std::string readDevice(const json& row, CDeviceParams& device) {
   Fields fields(row);
   fields.required("path", device.device.path);
   fields.optional("params", params);
-  if (std::string error = fields.finish(); !error.empty()) return error;
+  if (std::string error = fields.finish(); !error.empty()) {
+    return error;
+  }
   return readRows(params, "parameter", readParam, device.params);
 }
 
 std::string readSample(const json& row, CSample& sample) {
   constexpr std::size_t kValues = 4;
-  if (!row.is_array() || row.size() != kValues) return "must be [min, max, avg, actual]";
+  if (!row.is_array() || row.size() != kValues) {
+    return "must be [min, max, avg, actual]";
+  }
   std::size_t column = 0;
   for (COptVal* value : {&sample.min, &sample.max, &sample.avg, &sample.actual}) {
     const json& number = row[column++];
-    if (number.is_null()) continue;
+    if (number.is_null()) {
+      continue;
+    }
     CElement element;
     if (!model_file::toElement(number, DATA_REAL, element).empty()) {
       return "each value must be a number or null";
@@ -104,14 +120,20 @@ std::string readEntry(const json& row, CEntry& entry) {
   fields.required("time", snapshot.time);
   fields.required("valid", snapshot.percent_valid);
   fields.required("data", data);
-  if (std::string error = fields.finish(); !error.empty()) return error;
-  if (snapshot.time < 0) return "\"time\" must not be before 1970";
+  if (std::string error = fields.finish(); !error.empty()) {
+    return error;
+  }
+  if (snapshot.time < 0) {
+    return "\"time\" must not be before 1970";
+  }
   if (!(snapshot.percent_valid >= 0 && snapshot.percent_valid <= 100)) {
     return "\"valid\" must be 0 to 100";
   }
   for (const json& sample : *data) {
     const std::string error = readSample(sample, snapshot.data.emplace_back());
-    if (!error.empty()) return "data " + std::to_string(snapshot.data.size()) + ": " + error;
+    if (!error.empty()) {
+      return "data " + std::to_string(snapshot.data.size()) + ": " + error;
+    }
   }
   return {};
 }
@@ -125,9 +147,15 @@ std::string readTrends(const json& document, Trends& trends) {
   fields.optional("devices", devices);
   fields.optional("snapshots", snapshots);
   std::string error = fields.finish();
-  if (error.empty()) error = readRows(periods, "period", readPeriod, trends.periods);
-  if (error.empty()) error = readRows(devices, "device", readDevice, trends.devices);
-  if (error.empty()) error = readRows(snapshots, "snapshot", readEntry, trends.entries);
+  if (error.empty()) {
+    error = readRows(periods, "period", readPeriod, trends.periods);
+  }
+  if (error.empty()) {
+    error = readRows(devices, "device", readDevice, trends.devices);
+  }
+  if (error.empty()) {
+    error = readRows(snapshots, "snapshot", readEntry, trends.entries);
+  }
   return error;
 }
 
@@ -141,7 +169,9 @@ std::string parse(std::string_view text, Trends& trends) {
   trends = {};
   json document;
   std::string error = json_text::parse(text, document);
-  if (!error.empty()) return error;
+  if (!error.empty()) {
+    return error;
+  }
   error = readTrends(document, trends);
   return document.is_object() ? error : "trends are an object with lists";
 }

@@ -52,14 +52,18 @@ struct Known {
 };
 
 void Known::add(const std::vector<CPeriodProperties>& more) {
-  for (const CPeriodProperties& period : more) periods.insert(period.period);
+  for (const CPeriodProperties& period : more) {
+    periods.insert(period.period);
+  }
 }
 
 void Known::add(const std::vector<CDeviceParams>& more) {
   for (const CDeviceParams& device : more) {
     auto& present = params[device.device.path];
     auto& order = places[device.device.path];
-    if (!device.params.empty()) order.clear();
+    if (!device.params.empty()) {
+      order.clear();
+    }
     for (const CParamProperties& param : device.params) {
       order.push_back(present.try_emplace(param.path, present.size()).first->second);
     }
@@ -70,7 +74,9 @@ void Known::add(const std::vector<CDeviceParams>& more) {
 std::string place(const Known& known, CEntry& entry) {
   CSnapshot& snapshot = entry.snapshot;
   const auto device = known.places.find(entry.device);
-  if (device == known.places.end()) return "there is no device " + inQuotes(entry.device);
+  if (device == known.places.end()) {
+    return "there is no device " + inQuotes(entry.device);
+  }
   if (!known.periods.contains(snapshot.period)) {
     return "there is no period " + std::to_string(snapshot.period);
   }
@@ -113,11 +119,17 @@ void append(const std::string& file) {
   known.add(trends.devices);
   for (std::size_t i = 0; i < trends.entries.size(); ++i) {
     const std::string error = place(known, trends.entries[i]);
-    if (!error.empty()) log_commands::fail(file, "snapshot", i + 1, error);
+    if (!error.empty()) {
+      log_commands::fail(file, "snapshot", i + 1, error);
+    }
   }
-  if (opened == toolkit::LOG_MISSING) succeed(log, openToWrite(log, file, true));
+  if (opened == toolkit::LOG_MISSING) {
+    succeed(log, openToWrite(log, file, true));
+  }
   succeed(log, log.set_periods(trends.periods));
-  for (const CDeviceParams& device : trends.devices) succeed(log, log.set_params(device));
+  for (const CDeviceParams& device : trends.devices) {
+    succeed(log, log.set_params(device));
+  }
   succeed(log, log.append(trends.entries));
 }
 
@@ -183,10 +195,14 @@ void list(const ListArguments& arguments) {
   }
   std::cout << "{\n";
   List periodList("periods");
-  for (const CPeriodProperties& period : periods) periodList.add(trend_json::format(period));
+  for (const CPeriodProperties& period : periods) {
+    periodList.add(trend_json::format(period));
+  }
   periodList.end(",");
   List deviceList("devices");
-  for (const CDeviceParams& device : devices) deviceList.add(trend_json::format(device));
+  for (const CDeviceParams& device : devices) {
+    deviceList.add(trend_json::format(device));
+  }
   deviceList.end(",");
   List snapshotList("snapshots");
   for (const CDeviceParams& device : devices) {

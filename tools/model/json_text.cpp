@@ -47,7 +47,9 @@ class ShapeGuard : public json::json_sax_t {
 
   bool key(string_t& key) override {
     Level& level = levels_.back();
-    if (!level.names.insert(key).second) problem_ = where() + inQuotes(key) + " is given twice";
+    if (!level.names.insert(key).second) {
+      problem_ = where() + inQuotes(key) + " is given twice";
+    }
     level.current = key;
     return problem_.empty();
   }
@@ -70,7 +72,9 @@ class ShapeGuard : public json::json_sax_t {
   };
 
   bool open() {
-    if (levels_.size() == kMaxDepth) problem_ = where() + "nested too deeply";
+    if (levels_.size() == kMaxDepth) {
+      problem_ = where() + "nested too deeply";
+    }
     levels_.emplace_back();
     return problem_.empty();
   }
@@ -84,7 +88,9 @@ class ShapeGuard : public json::json_sax_t {
   std::string where() const {
     std::string text;
     for (std::size_t i = 0; i + 1 < levels_.size(); ++i) {
-      if (!levels_[i].current.empty()) text += inQuotes(levels_[i].current) + ": ";
+      if (!levels_[i].current.empty()) {
+        text += inQuotes(levels_[i].current) + ": ";
+      }
     }
     return text;
   }
@@ -102,7 +108,9 @@ std::string inQuotes(const std::string& text) {
 
 std::string parse(std::string_view text, json& document) {
   ShapeGuard guard(text);
-  if (!json::sax_parse(text, &guard)) return guard.problem();
+  if (!json::sax_parse(text, &guard)) {
+    return guard.problem();
+  }
   document = json::parse(text);
   return {};
 }
@@ -112,19 +120,25 @@ std::string dump(const json& value) {
 }
 
 std::string read(const json& value, bool& out) {
-  if (!value.is_boolean()) return "must be true or false";
+  if (!value.is_boolean()) {
+    return "must be true or false";
+  }
   out = value.get<bool>();
   return {};
 }
 
 std::string read(const json& value, double& out) {
-  if (!value.is_number()) return "must be a number";
+  if (!value.is_number()) {
+    return "must be a number";
+  }
   out = value.get<double>();
   return {};
 }
 
 std::string read(const json& value, std::string& out) {
-  if (!value.is_string()) return "must be a text";
+  if (!value.is_string()) {
+    return "must be a text";
+  }
   out = value.get<std::string>();
   return {};
 }
@@ -148,15 +162,21 @@ std::string read(const json& value, const json*& out) {
 }
 
 std::string read(const json& value, const json::array_t*& out) {
-  if (!value.is_array()) return "must be a list";
+  if (!value.is_array()) {
+    return "must be a list";
+  }
   out = value.get_ptr<const json::array_t*>();
   return {};
 }
 
 std::string Fields::finish() const {
-  if (!error_.empty() || !object_.is_object()) return error_;
+  if (!error_.empty() || !object_.is_object()) {
+    return error_;
+  }
   for (const auto& [name, value] : object_.items()) {
-    if (!known_.contains(name)) return "unknown name " + inQuotes(name);
+    if (!known_.contains(name)) {
+      return "unknown name " + inQuotes(name);
+    }
   }
   return {};
 }

@@ -52,7 +52,9 @@ template <typename Value>
 std::string read(const nlohmann::json& value, std::optional<Value>& out) {
   Value present{};
   std::string error = read(value, present);
-  if (error.empty()) out = std::move(present);
+  if (error.empty()) {
+    out = std::move(present);
+  }
   return error;
 }
 
@@ -62,23 +64,33 @@ class Fields {
  public:
   // `object` must outlive this.
   explicit Fields(const nlohmann::json& object) : object_(object) {
-    if (!object.is_object()) error_ = "must be an object";
+    if (!object.is_object()) {
+      error_ = "must be an object";
+    }
   }
 
   template <typename Value>
   void required(const char* name, Value& out) {
-    if (!optional(name, out) && error_.empty()) error_ = inQuotes(name) + " is missing";
+    if (!optional(name, out) && error_.empty()) {
+      error_ = inQuotes(name) + " is missing";
+    }
   }
 
   // Leaves `out` alone, and is false, when there is no such member.
   template <typename Value>
   bool optional(const char* name, Value& out) {
-    if (!object_.is_object()) return false;
+    if (!object_.is_object()) {
+      return false;
+    }
     known_.insert(name);
     const auto found = object_.find(name);
-    if (found == object_.end()) return false;
+    if (found == object_.end()) {
+      return false;
+    }
     const std::string error = read(*found, out);
-    if (!error.empty() && error_.empty()) error_ = inQuotes(name) + " " + error;
+    if (!error.empty() && error_.empty()) {
+      error_ = inQuotes(name) + " " + error;
+    }
     return true;
   }
 

@@ -9,9 +9,13 @@
 namespace leaf_types {
 
 std::optional<data_type_t> ofValueType(const std::string& word) {
-  if (strcasecmp(word.c_str(), "Multistate") == 0) return DATA_INTEGER;
+  if (strcasecmp(word.c_str(), "Multistate") == 0) {
+    return DATA_INTEGER;
+  }
   const data_type_t type = pcd_human_str_to_enum(word);
-  if (type == DATA_NONE || type == DATA_SAME_AS_VALUE) return std::nullopt;
+  if (type == DATA_NONE || type == DATA_SAME_AS_VALUE) {
+    return std::nullopt;
+  }
   return type;
 }
 

@@ -30,20 +30,28 @@ bool hasTime(const ModelLeaf& leaf) {
 std::string formatLeaf(const ModelLeaf& leaf, data_type_t shared) {
   const json value = fromElement(leaf.element);
   const bool typeIsPlain = defaultType(value, shared) == leaf.element.type();
-  if (typeIsPlain && !hasTime(leaf) && leaf.source == ELEMENT_NORMAL) return dump(value);
+  if (typeIsPlain && !hasTime(leaf) && leaf.source == ELEMENT_NORMAL) {
+    return dump(value);
+  }
   std::string text = "{\"value\": " + dump(value);
   if (!typeIsPlain) {
     const char* word = pcd_enum_to_str(leaf.element.type());
     text += ", \"type\": " + dump(word != nullptr ? word : "None");
   }
-  if (hasTime(leaf)) text += ", \"time\": " + dump(fromTimeval(leaf.element.time()));
-  if (leaf.source != ELEMENT_NORMAL) text += ", \"source\": " + dump(sourceWord(leaf.source));
+  if (hasTime(leaf)) {
+    text += ", \"time\": " + dump(fromTimeval(leaf.element.time()));
+  }
+  if (leaf.source != ELEMENT_NORMAL) {
+    text += ", \"source\": " + dump(sourceWord(leaf.source));
+  }
   return text + "}";
 }
 
 data_type_t valueTypeOf(const Leaves& leaves) {
   for (const ModelLeaf* leaf : leaves) {
-    if (leaf->name != "ValueType") continue;
+    if (leaf->name != "ValueType") {
+      continue;
+    }
     return leaf_types::ofValueType(leaf->element.to_string()).value_or(DATA_NONE);
   }
   return DATA_NONE;
@@ -69,7 +77,9 @@ std::vector<std::string> nodesInOrder(const Model& model) {
   std::vector<std::string> order = model.nodes;
   std::unordered_set<std::string> seen(order.begin(), order.end());
   for (const ModelLeaf& leaf : model.leaves) {
-    if (seen.insert(leaf.node).second) order.push_back(leaf.node);
+    if (seen.insert(leaf.node).second) {
+      order.push_back(leaf.node);
+    }
   }
   return order;
 }
@@ -78,10 +88,14 @@ std::vector<std::string> nodesInOrder(const Model& model) {
 
 std::string format(const Model& model) {
   std::unordered_map<std::string, Leaves> leavesOf;
-  for (const ModelLeaf& leaf : model.leaves) leavesOf[leaf.node].push_back(&leaf);
+  for (const ModelLeaf& leaf : model.leaves) {
+    leavesOf[leaf.node].push_back(&leaf);
+  }
 
   std::string rights;
-  for (const Right& right : model.rights) appendLine(rights, 4, formatRight(right));
+  for (const Right& right : model.rights) {
+    appendLine(rights, 4, formatRight(right));
+  }
   std::string nodes;
   for (const std::string& node : nodesInOrder(model)) {
     appendLine(nodes, 4, formatNode(node, leavesOf[node]));

@@ -24,7 +24,9 @@ std::string mustBe(const char* what) {
 }
 
 std::string toInt32(const json& value, data_type_t type, CElement& element) {
-  if (!value.is_number_integer()) return mustBe("an integer");
+  if (!value.is_number_integer()) {
+    return mustBe("an integer");
+  }
   using Limits = std::numeric_limits<std::int32_t>;
   const bool huge = value.is_number_unsigned() && value.get<std::uint64_t>() > Limits::max();
   if (huge || value.get<std::int64_t>() < Limits::min()) {
@@ -35,7 +37,9 @@ std::string toInt32(const json& value, data_type_t type, CElement& element) {
 }
 
 std::string toInt64(const json& value, CElement& element) {
-  if (!value.is_number_integer()) return mustBe("an integer");
+  if (!value.is_number_integer()) {
+    return mustBe("an integer");
+  }
   if (value.is_number_unsigned() &&
       value.get<std::uint64_t>() > std::numeric_limits<std::int64_t>::max()) {
     return "the value does not fit 64 bits";
@@ -66,7 +70,9 @@ bool timeOfText(const std::string& text, timeval& time) {
   const std::size_t point = text.find('.');
   const std::string whole = text.substr(0, point);
   std::string digits = point == std::string::npos ? "" : text.substr(point + 1);
-  if (whole.empty() || whole == "-" || digits.size() > kTimeDigits) return false;
+  if (whole.empty() || whole == "-" || digits.size() > kTimeDigits) {
+    return false;
+  }
   digits.resize(kTimeDigits, '0');
   digits.insert(0, whole);
   std::int64_t micros = 0;
@@ -82,34 +88,52 @@ std::string textOfTime(std::int64_t micros) {
 }
 
 json fromReal(double value) {
-  if (std::isnan(value)) return "nan";
-  if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
+  if (std::isnan(value)) {
+    return "nan";
+  }
+  if (std::isinf(value)) {
+    return value > 0 ? "inf" : "-inf";
+  }
   return value;
 }
 
 }  // namespace
 
 std::optional<data_type_t> defaultType(const json& value, data_type_t shared) {
-  if (value.is_null() || value.is_structured()) return std::nullopt;
-  if (shared != DATA_NONE) return shared;
-  if (value.is_boolean()) return DATA_BOOLEAN;
-  if (value.is_number_float()) return DATA_REAL;
+  if (value.is_null() || value.is_structured()) {
+    return std::nullopt;
+  }
+  if (shared != DATA_NONE) {
+    return shared;
+  }
+  if (value.is_boolean()) {
+    return DATA_BOOLEAN;
+  }
+  if (value.is_number_float()) {
+    return DATA_REAL;
+  }
   return value.is_number() ? DATA_INTEGER : DATA_STRING;
 }
 
 std::optional<data_type_t> typeOfWord(const std::string& word) {
-  if (word == "None") return DATA_NONE;
+  if (word == "None") {
+    return DATA_NONE;
+  }
   return leaf_types::ofValueType(word);
 }
 
 std::string toElement(const json& value, data_type_t type, CElement& element) {
   switch (type) {
     case DATA_NONE:
-      if (!value.is_null()) return mustBe("null");
+      if (!value.is_null()) {
+        return mustBe("null");
+      }
       element = CElement();
       return {};
     case DATA_BOOLEAN:
-      if (!value.is_boolean()) return mustBe("true or false");
+      if (!value.is_boolean()) {
+        return mustBe("true or false");
+      }
       element = CElement(value.get<bool>());
       return {};
     case DATA_ENUMERATED:
@@ -121,12 +145,16 @@ std::string toElement(const json& value, data_type_t type, CElement& element) {
       return toReal(value, element);
     case DATA_TIMEVAL: {
       timeval time{};
-      if (!toTimeval(value, time)) return mustBe("seconds since 1970");
+      if (!toTimeval(value, time)) {
+        return mustBe("seconds since 1970");
+      }
       element = CElement(time);
       return {};
     }
     case DATA_STRING:
-      if (!value.is_string()) return mustBe("a text");
+      if (!value.is_string()) {
+        return mustBe("a text");
+      }
       element = CElement(value.get<std::string>());
       return {};
     case DATA_SAME_AS_VALUE:
@@ -136,10 +164,16 @@ std::string toElement(const json& value, data_type_t type, CElement& element) {
 }
 
 bool toTimeval(const json& value, timeval& time) {
-  if (value.is_string()) return timeOfText(value.get<std::string>(), time);
-  if (!value.is_number()) return false;
+  if (value.is_string()) {
+    return timeOfText(value.get<std::string>(), time);
+  }
+  if (!value.is_number()) {
+    return false;
+  }
   const double seconds = value.get<double>();
-  if (!(std::fabs(seconds) <= kFarthestTime)) return false;
+  if (!(std::fabs(seconds) <= kFarthestTime)) {
+    return false;
+  }
   const double whole = std::floor(seconds);
   const auto micros = static_cast<suseconds_t>(std::llround((seconds - whole) * kMicro));
   time.tv_sec = static_cast<time_t>(whole) + micros / 1000000;

@@ -219,14 +219,17 @@ class Listener {
   void print(const _nss1__publish& message) {
     const std::string id = shown(message.subscriptionId);
     if (message.values != nullptr) {
-      for (const auto* value : message.values->PublishedValue) {
-        print(value == nullptr ? 0 : value->Time, id, value == nullptr ? "" : line(*value));
-      }
+      printAll(message.values->PublishedValue, id);
     }
     if (message.events != nullptr) {
-      for (const auto* event : message.events->Event) {
-        print(event == nullptr ? 0 : event->Time, id, event == nullptr ? "" : line(*event));
-      }
+      printAll(message.events->Event, id);
+    }
+  }
+
+  template <class Record>
+  void printAll(const std::vector<Record*>& records, const std::string& id) {
+    for (const Record* record : records) {
+      print(record == nullptr ? 0 : record->Time, id, record == nullptr ? "" : line(*record));
     }
   }
 

@@ -20,43 +20,6 @@ struct Release {
   }
 };
 
-bool isContinuation(char c) {
-  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
-}
-
-// Length of the character at the front that XML 1.0 allows, 0 for none.
-std::size_t characterLength(std::string_view text) {
-  const auto first = static_cast<unsigned char>(text.front());
-  if (first < 0x80) {
-    return first >= 0x20 || first == '\t' || first == '\n' || first == '\r' ? 1 : 0;
-  }
-  const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-  if (first < 0xC2 || first > 0xF4 || text.size() < length) {
-    return 0;
-  }
-  for (std::size_t i = 1; i < length; ++i) {
-    if (!isContinuation(text[i])) {
-      return 0;
-    }
-  }
-  const auto second = static_cast<unsigned char>(text[1]);
-  const bool isOverlong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
-  const bool isOutside = (first == 0xED && second >= 0xA0) || (first == 0xF4 && second >= 0x90) ||
-                         text.starts_with("\xEF\xBF\xBE") || text.starts_with("\xEF\xBF\xBF");
-  return isOverlong || isOutside ? 0 : length;
-}
-
-std::string xmlText(std::string_view text) {
-  std::string result;
-  result.reserve(text.size());
-  while (!text.empty()) {
-    const std::size_t length = characterLength(text);
-    result += length == 0 ? "?" : text.substr(0, length);
-    text.remove_prefix(std::max<std::size_t>(length, 1));
-  }
-  return result;
-}
-
 class Writer {
  public:
   Writer() : ctx_(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE)) {
@@ -126,7 +89,7 @@ class Writer {
  private:
   std::string* text(std::string_view content) {
     std::string* result = soap_new_std__string(ctx_.get());
-    *result = xmlText(content);
+    *result = content;
     return result;
   }
   std::string* optionalText(const std::string& content) {
@@ -157,7 +120,7 @@ class Writer {
     if (!from.waveforms.empty()) {
       out.ComtradeWaveformUrls = soap_new_nss1__ArrayOfString(ctx_.get());
       for (const std::string& url : from.waveforms) {
-        out.ComtradeWaveformUrls->string.push_back(xmlText(url));
+        out.ComtradeWaveformUrls->string.push_back(url);
       }
     }
     if (from.quality != toolkit::CEvent::kGoodQuality) {
@@ -189,7 +152,7 @@ class Writer {
 
 std::string messageOf(const std::string& subscriptionId, const Batch& batch) {
   Writer writer;
-  writer.message().subscriptionId = xmlText(subscriptionId);
+  writer.message().subscriptionId = subscriptionId;
   writer.message().sequence = batch.sequence;
   if (batch.lost > 0) {
     writer.addLoss(batch.lost);

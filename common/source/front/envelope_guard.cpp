@@ -270,6 +270,11 @@ void EnvelopeGuard::checkUtf8(unsigned char c) {
   if (c < 0xC2 || c > 0xF4) {
     return refuse(kOnlyUtf8);
   }
+  beginCharacter(c);
+}
+
+// The first byte of a character of several tells how many follow, and what the second may be.
+void EnvelopeGuard::beginCharacter(unsigned char c) {
   pending_ = c < 0xE0 ? 1 : c < 0xF0 ? 2 : 3;
   low_ = c == 0xE0 ? 0xA0 : c == 0xF0 ? 0x90 : 0x80;   // no overlong forms
   high_ = c == 0xED ? 0x9F : c == 0xF4 ? 0x8F : 0xBF;  // no surrogates, nothing above U+10FFFF

@@ -71,6 +71,7 @@ class EnvelopeGuard {
   void closeElement();
   void countAttribute();
   void checkUtf8(unsigned char c);
+  void beginCharacter(unsigned char c);
   void checkReference(unsigned char c);
 
   const char* reason_ = nullptr;

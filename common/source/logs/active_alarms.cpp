@@ -133,10 +133,30 @@ nss1__AlarmUpdate* mapAlarmDescription(global_data_t* glptr, struct soap* ctx,
 
 bool RuntimeAlarmCmp::operator()(const nss1__AlarmUpdate* a, const nss1__AlarmUpdate* b) const {
   const nss1__AlarmUpdate* before = reverse ? b : a;
-  const nss1__AlarmUpdate* behind = reverse ? a : b;
-  return before->Time == behind->Time ? before->EventId < behind->EventId
-                                      : before->Time < behind->Time;
+  const nss1__AlarmUpdate* after = reverse ? a : b;
+  return before->Time == after->Time ? before->EventId < after->EventId
+                                     : before->Time < after->Time;
 }
+
+namespace {
+
+// Takes the alarms of a time that the range cuts off its moving edge. Returns the time that is at
+// the edge then; of a range that ends up empty, that of the group that filled it.
+LONG64 trimEdge(const std::vector<LONG64>& times, bool atStart, AlarmRange& range) {
+  LONG64 edge = atStart ? times[range.end - 1] : times[range.first];
+  if (atStart) {
+    while (range.end > 0 && times[range.end - 1] == times[range.end]) {
+      edge = --range.end > 0 ? times[range.end - 1] : edge;
+    }
+    return edge;
+  }
+  while (range.first < times.size() && times[range.first] == times[range.first - 1]) {
+    edge = ++range.first < times.size() ? times[range.first] : edge;
+  }
+  return edge;
+}
+
+}  // namespace
 
 AlarmRange chooseAlarms(const std::vector<LONG64>& times, int max, bool latest, bool reverse,
                         bool trim) {
@@ -144,28 +164,18 @@ AlarmRange chooseAlarms(const std::vector<LONG64>& times, int max, bool latest, 
   if (max < 1 || times.size() <= static_cast<std::size_t>(max)) {
     return range;
   }
-  const auto most = static_cast<std::size_t>(max);
+  const auto maxCount = static_cast<std::size_t>(max);
   const bool atStart = latest == reverse;
   if (atStart) {
-    range.behind = most;
+    range.end = maxCount;
   } else {
-    range.first = times.size() - most;
+    range.first = times.size() - maxCount;
   }
   if (!trim) {
     return range;
   }
-  // The time at the moving edge; of a range that ends up empty, that of the group that filled it.
-  LONG64 edge = atStart ? times[range.behind - 1] : times[range.first];
-  if (atStart) {
-    while (range.behind > 0 && times[range.behind - 1] == times[range.behind]) {
-      edge = --range.behind > 0 ? times[range.behind - 1] : edge;
-    }
-  } else {
-    while (range.first < times.size() && times[range.first] == times[range.first - 1]) {
-      edge = ++range.first < times.size() ? times[range.first] : edge;
-    }
-  }
-  if (range.behind - range.first < most) {
+  const LONG64 edge = trimEdge(times, atStart, range);
+  if (range.end - range.first < maxCount) {
     range.trimmed = static_cast<int>(std::count(times.begin(), times.end(), edge));
   }
   return range;

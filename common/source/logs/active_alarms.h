@@ -21,10 +21,10 @@ struct RuntimeAlarmCmp {
   bool operator()(const nss1__AlarmUpdate* a, const nss1__AlarmUpdate* b) const;
 };
 
-// Part of the alarms in their order, by index: [first, behind).
+// Part of the alarms in their order, by index: [first, end).
 struct AlarmRange {
   std::size_t first = 0;
-  std::size_t behind = 0;
+  std::size_t end = 0;
   int trimmed = 0;  // alarms of the time at the edge that was moved
 };
 

@@ -38,6 +38,26 @@ struct Entry {
   std::string record;
 };
 
+// The entries of the paths that may be written to; `statuses` tells of each path.
+std::vector<Entry> entriesOf(const std::vector<CPath>& paths, const std::vector<CElement>& elements,
+                             const std::vector<pcd_tribool_t>& persist, const std::string& source,
+                             std::vector<api_status_t>& statuses) {
+  std::vector<Entry> entries;
+  entries.reserve(paths.size());
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    const auto path = asWritable(paths[i]);
+    statuses[i] = path ? API_SUCCESS : API_BAD_PATH;
+    if (path) {
+      const bool persistent = persist[i] == PCD_TRUE;
+      entries.push_back(
+          {path->getNodePath(), path->getLeafName(), &elements[i], persistent,
+           store::encodeLeaf(elements[i], persistent ? ELEMENT_PERSISTENT : ELEMENT_NORMAL,
+                             source)});
+    }
+  }
+  return entries;
+}
+
 void writeAll(store::Change& change, const std::vector<Entry>& entries) {
   for (const Entry& entry : entries) {
     store::putLeaf(change.live(), entry.node, entry.leaf, *entry.element, entry.record);
@@ -76,19 +96,7 @@ int CCds::set_leaves(const std::vector<CPath>& paths, const std::vector<CElement
     statuses.assign(paths.size(), API_READ_ONLY);
     return 0;
   }
-  std::vector<Entry> entries;
-  entries.reserve(paths.size());
-  for (std::size_t i = 0; i < paths.size(); ++i) {
-    const auto path = asWritable(paths[i]);
-    statuses[i] = path ? API_SUCCESS : API_BAD_PATH;
-    if (path) {
-      const bool persistent = persist[i] == PCD_TRUE;
-      entries.push_back(
-          {path->getNodePath(), path->getLeafName(), &elements[i], persistent,
-           store::encodeLeaf(elements[i], persistent ? ELEMENT_PERSISTENT : ELEMENT_NORMAL,
-                             source)});
-    }
-  }
+  const std::vector<Entry> entries = entriesOf(paths, elements, persist, source, statuses);
   if (entries.empty() && events.empty()) {
     return 0;
   }

@@ -18,6 +18,16 @@ bool takeRun(std::string_view& text, char c, std::string& path) {
   return length % 2 != 0;
 }
 
+// Takes a run of "." or "!", and the separator that it stands for.
+void takeSeparator(std::string_view& text, char c, std::string& path) {
+  if (!takeRun(text, c, path)) {
+    return;
+  }
+  const bool beforeDot = c == '!' && runLength(text, '.') % 2 != 0;
+  path += c == '.' || beforeDot ? '/' : ':';
+  text.remove_prefix(beforeDot ? 1 : 0);
+}
+
 }  // namespace
 
 std::string nodeNameOf(std::string_view path) {
@@ -41,16 +51,8 @@ std::string pathOf(std::string_view nodeName) {
   std::string path = "/";
   while (!nodeName.empty()) {
     const char c = nodeName.front();
-    if (c == '.') {
-      if (takeRun(nodeName, c, path)) {
-        path += '/';
-      }
-    } else if (c == '!') {
-      if (takeRun(nodeName, c, path)) {
-        const bool beforeDot = runLength(nodeName, '.') % 2 != 0;
-        path += beforeDot ? '/' : ':';
-        nodeName.remove_prefix(beforeDot ? 1 : 0);
-      }
+    if (c == '.' || c == '!') {
+      takeSeparator(nodeName, c, path);
     } else {
       path += c;
       nodeName.remove_prefix(1);

@@ -51,13 +51,6 @@ struct Float32 {
   }
 };
 
-// a * x + b of a channel.
-struct Scale {
-  double a = 1;
-  double b = 0;
-  float operator()(double x) const { return static_cast<float>(a * x + b); }
-};
-
 // One channel of a block of rows. `at` is the channel's place in the first row.
 template <class Form>
 void takeColumn(const char* at, std::size_t rowSize, Scale scale, float* out, float* end) {
@@ -182,36 +175,48 @@ Failure Samples::count(std::size_t& samples) const {
 
 Failure Samples::readColumns(std::size_t samples, const std::vector<std::size_t>& channels,
                              std::vector<std::vector<float>>& columns, bool scaled) const {
-  const auto& configured = configuration_.data.analogChannels;
   columns.assign(channels.size(), std::vector<float>(samples));
-  const auto scaleOf = [&](std::size_t channel) {
-    return scaled ? Scale{configured[channel].a, configured[channel].b} : Scale();
-  };
-  if (configuration_.dataType != DataType::kAscii) {
-    const TakeColumn take = columnTaker(configuration_.dataType);
-    return forEachBlock(samples, [&](const char* bytes, std::size_t place, std::size_t rows) {
-      for (std::size_t i = 0; i < channels.size(); ++i) {
-        float* out = columns[i].data() + place;
-        take(bytes + kChannelsOffset + channels[i] * valueSize(configuration_.dataType), rowSize(),
-             scaleOf(channels[i]), out, out + rows);
-      }
-    });
+  std::vector<Scale> scales;
+  for (const std::size_t channel : channels) {
+    const CWaveAnalogChannelConfig& configured = configuration_.data.analogChannels[channel];
+    scales.push_back(scaled ? Scale{configured.a, configured.b} : Scale());
   }
+  return configuration_.dataType == DataType::kAscii
+             ? readLines(samples, channels, scales, columns)
+             : readBlocks(samples, channels, scales, columns);
+}
+
+Failure Samples::readBlocks(std::size_t samples, const std::vector<std::size_t>& channels,
+                            const std::vector<Scale>& scales,
+                            std::vector<std::vector<float>>& columns) const {
+  const TakeColumn take = columnTaker(configuration_.dataType);
+  return forEachBlock(samples, [&](const char* bytes, std::size_t index, std::size_t rows) {
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+      float* out = columns[i].data() + index;
+      take(bytes + kChannelsOffset + channels[i] * valueSize(configuration_.dataType), rowSize(),
+           scales[i], out, out + rows);
+    }
+  });
+}
+
+Failure Samples::readLines(std::size_t samples, const std::vector<std::size_t>& channels,
+                           const std::vector<Scale>& scales,
+                           std::vector<std::vector<float>>& columns) const {
   std::size_t lines = 0;
-  Failure failure = forEachLine(samples, [&](std::string_view line, std::size_t place) -> Failure {
+  Failure failure = forEachLine(samples, [&](std::string_view line, std::size_t index) -> Failure {
     ++lines;
     if (!isWhole(line)) {
       return {WAVE_DAMAGED, "has not as many fields as there are channels"};
     }
     for (std::size_t i = 0; i < channels.size(); ++i) {
-      const CWaveAnalogChannelConfig& channel = configured[channels[i]];
+      const CWaveAnalogChannelConfig& channel = configuration_.data.analogChannels[channels[i]];
       const std::string_view field = fieldAt(line, 2 + channels[i]);
       const std::optional<double> value = field.empty() ? kMissing : numberOf(field);
       if (!value) {
         return {WAVE_DAMAGED, "of channel " + channel.name + " is no number"};
       }
       const bool isMissing = isMissingCode(*value, configuration_.data.revision, channel.maximum);
-      columns[i][place] = scaleOf(channels[i])(isMissing ? kMissing : *value);
+      columns[i][index] = scales[i](isMissing ? kMissing : *value);
     }
     return {};
   });

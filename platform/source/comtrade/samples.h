@@ -10,6 +10,13 @@
 
 namespace toolkit::comtrade {
 
+// a * x + b of a channel.
+struct Scale {
+  double a = 1;
+  double b = 0;
+  float operator()(double x) const { return static_cast<float>(a * x + b); }
+};
+
 class Samples {
  public:
   // Both must outlive this object.
@@ -29,6 +36,12 @@ class Samples {
   Failure readStamps(std::size_t samples, const TakeStamp& take) const;
 
  private:
+  Failure readBlocks(std::size_t samples, const std::vector<std::size_t>& channels,
+                     const std::vector<Scale>& scales,
+                     std::vector<std::vector<float>>& columns) const;
+  Failure readLines(std::size_t samples, const std::vector<std::size_t>& channels,
+                    const std::vector<Scale>& scales,
+                    std::vector<std::vector<float>>& columns) const;
   std::size_t rowSize() const;
   template <class TakeRow>
   Failure forEachBlock(std::size_t samples, TakeRow take) const;

@@ -100,7 +100,9 @@ TEST_F(Commands, OfKindsThatTheDeviceListsAreTaken) {
       {"/Bare", &line_, 1, none},
   };
   for (const auto& [device, cmd, version, expected] : kCases) {
-    if (cmd != nullptr) cmd->cmdVersion = version;
+    if (cmd != nullptr) {
+      cmd->cmdVersion = version;
+    }
     EXPECT_EQ(send(device, cmd), expected) << device << " version " << version;
     EXPECT_EQ(sent_.cmdHandle != 0, expected.empty()) << device;
   }

@@ -94,7 +94,9 @@ TEST_F(Maintenance, RemovesWhatIsNamedAndNothingElse) {
                                                         {"/M1/Va:", badPath},
                                                         {"/M1/Va/Value", failed},
                                                         {"/Nothing", failed}};
-  for (const auto& [path, expected] : kCases) EXPECT_EQ(remove(path), expected) << path;
+  for (const auto& [path, expected] : kCases) {
+    EXPECT_EQ(remove(path), expected) << path;
+  }
   EXPECT_EQ(maintain("RemoveNode", "<n:basePath>/M1</n:basePath>", "operator").status(), 401);
   EXPECT_EQ(value("/M1/Va"), "230.123");
   EXPECT_EQ(value("/M1/List:PossibleValues[0]"), "a");
@@ -173,7 +175,9 @@ TEST_F(Reset, TriesAgainWithForce) {
   calls.clear();
   global_.execute = [](const char* path, char* const arguments[]) {
     calls += path;
-    for (; *arguments != nullptr; ++arguments) calls += std::string(" ") + *arguments;
+    for (; *arguments != nullptr; ++arguments) {
+      calls += std::string(" ") + *arguments;
+    }
     calls += '\n';
     errno = EPERM;
     return -1;

@@ -124,13 +124,17 @@ TEST_F(EventLogs, AnEventBecomesARecordByItsTypePathAndValue) {
        "EventId=0 SequenceIndex=0 EventType=StructureChanged SourcePath=/ Time=5000000 "
        "Description=Spannung zu hoch"}};
   std::vector<CEvent> logged = {configuration("", false), eventAt(0, "/Software/x")};
-  for (const auto& entry : kCases) logged.push_back(std::get<0>(entry));
+  for (const auto& entry : kCases) {
+    logged.push_back(std::get<0>(entry));
+  }
   append("alarms.db", logged);
   startWithLogs();
   const std::string reply = events("LgRqTypAlarmEvents", "<options>locale=de_DE</options>");
   const Texts found = records(reply, "events");
   ASSERT_EQ(found.size(), std::size(kCases)) << reply;
-  for (std::size_t i = 0; i < found.size(); ++i) EXPECT_EQ(found[i], std::get<1>(kCases[i]));
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    EXPECT_EQ(found[i], std::get<1>(kCases[i]));
+  }
   EXPECT_EQ(elements(reply, "numTrimmedEvents"), Texts{"2"});
   EXPECT_EQ(elements(reply, "result"), Texts{""});
   EXPECT_NE(reply.find("<events xsi:type=\"nss1:AlarmUpdate\">"), std::string::npos);
@@ -203,14 +207,18 @@ TEST_F(EventLogs, ARequestIsBoundedByTheShareOfItsLog) {
 // Batches of one to three events of one time each, as fast as they go.
 int writeBatches(const std::string& file, int batches) {
   CLog log;
-  if (log.init(file, 0, true, false, true, true, 0, 0, 0) != 0) return 1;
+  if (log.init(file, 0, true, false, true, true, 0, 0, 0) != 0) {
+    return 1;
+  }
   std::uint64_t id = 0;
   for (int batch = 1; batch <= batches; ++batch) {
     std::vector<CEvent> events;
     for (int i = 0; i <= batch % 3; ++i) {
       events.push_back(eventAt(batch, "/M1/A", CElement(static_cast<std::int32_t>(++id))));
     }
-    if (log.append(events) != 0) return 2;
+    if (log.append(events) != 0) {
+      return 2;
+    }
   }
   return 0;
 }
@@ -229,12 +237,16 @@ TEST_F(EventLogs, PagingBesideAWriterMissesNothing) {
         next + "</startTime>");
     const Texts page = elements(reply, "Value");
     values.insert(values.end(), page.begin(), page.end());
-    if (!page.empty()) next = std::to_string(std::stoll(elements(reply, "Time").back()) + 1);
+    if (!page.empty()) {
+      next = std::to_string(std::stoll(elements(reply, "Time").back()) + 1);
+    }
     return next == std::to_string(kBatches * 1000000LL + 1);
   });
   EXPECT_EQ(writer.wait(), 0);
   ASSERT_TRUE(whole) << next;
-  for (std::size_t i = 0; i < values.size(); ++i) ASSERT_EQ(values[i], std::to_string(i + 1));
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    ASSERT_EQ(values[i], std::to_string(i + 1));
+  }
   EXPECT_EQ(values.size(), 2U * kBatches);
 }
 

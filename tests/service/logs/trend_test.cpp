@@ -105,7 +105,9 @@ TEST_F(TrendLogs, GiveSnapshotsByPeriodTimeAndNumber) {
       {"actual", {"-1"}},       {"minValid", {"false"}},
       {"maxValid", {"false"}},  {"avgValid", {"true"}},
       {"actualValid", {"true"}}};
-  for (const auto& [name, expected] : kFields) EXPECT_EQ(elements(one, name), expected) << name;
+  for (const auto& [name, expected] : kFields) {
+    EXPECT_EQ(elements(one, name), expected) << name;
+  }
 
   const char* const noPeriod = "? 21 No History : No Trend periods data matching the request.";
   const std::tuple<std::string, const char*> kRefusals[] = {
@@ -133,7 +135,9 @@ void hold(const std::string& file) {
 
 void countPause(std::chrono::microseconds time) {
   EXPECT_EQ(time, std::chrono::seconds(1));
-  if (++pauses == pausesUntilFree) holder.reset();
+  if (++pauses == pausesUntilFree) {
+    holder.reset();
+  }
 }
 
 class BusyLogs : public HandlerTest {
@@ -165,7 +169,9 @@ int reads;
 
 int holdFourthRead(unsigned /*kind*/, void* /*context*/, void* statement, void* /*text*/) {
   const std::string text = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
-  if (text.starts_with("BEGIN DEFERRED") && ++reads == 4) hold(trendsToHold);
+  if (text.starts_with("BEGIN DEFERRED") && ++reads == 4) {
+    hold(trendsToHold);
+  }
   return 0;
 }
 
@@ -184,7 +190,9 @@ TEST_F(BusyLogs, OnlyTheFirstThreeTriesCount) {
     pauses = reads = 0;
     pausesUntilFree = until;
     trendsToHold = global_.trendLogPath;
-    if (until != 0) sqlite3_auto_extension(reinterpret_cast<void (*)()>(watch));
+    if (until != 0) {
+      sqlite3_auto_extension(reinterpret_cast<void (*)()>(watch));
+    }
     nsvk__getTrendDataResponse trends;
     nsvk__getTrendData(ctx_, &request, trends);
     EXPECT_EQ(trends.data.samples.size(), until < 0 ? 0U : 4U) << until;
@@ -195,7 +203,9 @@ TEST_F(BusyLogs, OnlyTheFirstThreeTriesCount) {
     holder.reset();
 
     pauses = 0;
-    if (until != 0) hold(global_.deltaLog);
+    if (until != 0) {
+      hold(global_.deltaLog);
+    }
     nsvk__getDeltaLogResponse response;
     nsvk__getDeltaLog(ctx_, nullptr, response);
     holder.reset();

@@ -18,7 +18,9 @@ class Waveforms : public ServiceTest {
     fs::copy_file(fs::path(RECORDS_FOLDER) / from, folder() / to);
   }
   void copySet(const std::string& from, const std::string& to) const {
-    for (const char* extension : {".cfg", ".dat", ".hdr"}) copy(from + extension, to + extension);
+    for (const char* extension : {".cfg", ".dat", ".hdr"}) {
+      copy(from + extension, to + extension);
+    }
   }
   void startWithFolder() { start({"-d", "-D", "9", "-w", folder()}); }
   std::string config(const std::string& url) const {
