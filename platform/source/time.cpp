@@ -45,6 +45,12 @@ std::int64_t qel_UTCtime64() {
   return now.tv_sec * kMicroseconds + now.tv_nsec / 1000;
 }
 
+timeval qel_now() {
+  timeval now = {};
+  qel_QELtoUNIXtime64(qel_UTCtime64(), &now);
+  return now;
+}
+
 std::int64_t qel_Localtime64(std::int64_t utc) {
   timeval time = {};
   qel_QELtoUNIXtime64(utc, &time);

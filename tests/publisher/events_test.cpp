@@ -20,7 +20,7 @@ CEvent event(int type, const std::string& path, const std::string& message, int 
   event.path = path;
   event.message = message;
   event.quality = static_cast<std::uint16_t>(quality);
-  qel_QELtoUNIXtime64(qel_UTCtime64(), &event.time);
+  event.time = qel_now();
   return event;
 }
 

@@ -115,26 +115,16 @@ void get(const std::vector<std::string>& texts) {
   }
 }
 
-std::optional<CElement> fetch(CCds& store, const CPath& path) {
-  api_status_t status = API_NONE;
-  CElement element;
-  element_property_t source = ELEMENT_NORMAL;
-  if (store.get_leaf(path, status, element, source) != 0 || status != API_SUCCESS) {
-    return {};
-  }
-  return element;
-}
-
 // A leaf keeps its type; a new one follows the node's ValueType where it should, and is else a
 // text.
 data_type_t typeFor(CCds& store, const CPath& path) {
-  if (const auto present = fetch(store, path); present && present->type() != DATA_NONE) {
+  if (const auto present = store.find_leaf(path); present && present->type() != DATA_NONE) {
     return present->type();
   }
   if (!leaf_types::followsValue(path.getLeafName())) {
     return DATA_STRING;
   }
-  const auto word = fetch(store, path.getNewPath("ValueType"));
+  const auto word = store.find_leaf(path.getNewPath("ValueType"));
   return word ? leaf_types::ofValueType(word->to_string()).value_or(DATA_STRING) : DATA_STRING;
 }
 

@@ -143,10 +143,8 @@ void SubscriptionTree::noteLastEvent(const std::string& id, const Terms& terms,
       !(leaves[0] == terms.replyUri) || leaves[1].type() == DATA_NONE) {
     return;
   }
-  timeval now = {};
-  qel_QELtoUNIXtime64(qel_UTCtime64(), &now);
   CElement element(static_cast<std::int64_t>(number));
-  element.set_time(now);
+  element.set_time(qel_now());
   api_status_t status = API_NONE;
   cds_.set_leaf(base + "/LastEvent", element, status, PCD_FALSE, kSource);
 }

@@ -62,15 +62,12 @@ bool readLeaves(global_data_t* glptr, const std::string& alarmPath,
 // A leaf of the alarm's source point; false, and `element` stays, where it has none.
 bool readSourceLeaf(global_data_t* glptr, const CPath& source, const char* leaf,
                     CElement& element) {
-  CElement found;
-  api_status_t status = API_NONE;
-  element_property_t property = ELEMENT_NORMAL;
-  if (!source.is_normalized() ||
-      glptr->cdsApi.get_leaf(source.getNewPath(leaf), status, found, property) != 0 ||
-      status != API_SUCCESS || found.type() == DATA_NONE) {
+  auto found =
+      source.is_normalized() ? glptr->cdsApi.find_leaf(source.getNewPath(leaf)) : std::nullopt;
+  if (!found || found->type() == DATA_NONE) {
     return false;
   }
-  element = found;
+  element = std::move(*found);
   return true;
 }
 

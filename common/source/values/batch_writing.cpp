@@ -22,14 +22,9 @@ using Batch = CWritableBatch;
 
 // Text of a leaf in the store; false when it cannot be read.
 bool fetchText(toolkit::CCds& cds, const toolkit::CPath& path, std::string& text) {
-  api_status_t status = API_NONE;
-  toolkit::CElement element;
-  element_property_t source = ELEMENT_NORMAL;
-  if (cds.get_leaf(path, status, element, source) != 0 || status != API_SUCCESS) {
-    return false;
-  }
-  text = element.to_string();
-  return true;
+  const auto element = cds.find_leaf(path);
+  text = element ? element->to_string() : text;
+  return element.has_value();
 }
 
 bool isRefused(const CWritableLeaf& leaf) {

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <optional>
 
 #include "toolkit/event.h"
 #include "toolkit/multistate.h"
@@ -41,12 +42,10 @@ std::string environment(const char* name) {
   return value == nullptr ? std::string() : value;
 }
 
-// True when the leaf was read and holds a value.
-bool fetch(_global_data_t* glptr, const toolkit::CPath& path, toolkit::CElement& element) {
-  api_status_t status = API_NONE;
-  element_property_t source = ELEMENT_NORMAL;
-  return glptr->cdsApi.get_leaf(path, status, element, source) == 0 && status == API_SUCCESS &&
-         element.type() != DATA_NONE;
+// What the leaf holds, if anything.
+std::optional<toolkit::CElement> fetch(_global_data_t* glptr, const toolkit::CPath& path) {
+  auto element = glptr->cdsApi.find_leaf(path);
+  return element && element->type() != DATA_NONE ? element : std::nullopt;
 }
 
 int refuseMissing(const toolkit::CPath& path, api_status_t status, std::string& reply,
@@ -75,8 +74,8 @@ int checkWritable(_global_data_t* glptr, const toolkit::CPath& path, int attribu
                : refuseAttribute(3, "Attribute " + path.getPathAttribute() + " is not Writable",
                                  reply, opts);
   }
-  toolkit::CElement writable;
-  if (fetch(glptr, path.getNewPath("Writable"), writable) && writable.to_bool()) {
+  const auto writable = fetch(glptr, path.getNewPath("Writable"));
+  if (writable && writable->to_bool()) {
     return 0;
   }
   __psyslog->info(1, "Value is not Writable for %s", path.str().c_str());
@@ -110,8 +109,8 @@ int checkTestMode(const toolkit::CPath& path, int attribute, const std::string& 
 data_type_t typeOfNewLeaf(_global_data_t* glptr, const toolkit::CPath& path) {
   data_type_t type = GetDataTypeFromName(path.getPathAttribute());
   if (type == DATA_SAME_AS_VALUE) {
-    toolkit::CElement value;
-    type = fetch(glptr, path.getNewPath("Value"), value) ? value.type() : DATA_STRING;
+    const auto value = fetch(glptr, path.getNewPath("Value"));
+    type = value ? value->type() : DATA_STRING;
   }
   return type == DATA_NONE ? DATA_STRING : type;
 }

@@ -22,6 +22,7 @@
 #include <cassert>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -68,6 +69,8 @@ class CCds {
   // looked at: the leaf is read. An array element path gives that element as a String.
   int get_leaf(const CPath& path, api_status_t& status, CElement& element,
                element_property_t& source);
+  // The same for those who need the element alone: nothing unless get_leaf gives API_SUCCESS.
+  std::optional<CElement> find_leaf(const CPath& path);
   // One transaction; the outputs have one entry a path, in order.
   int get_leaves(const std::vector<CPath>& paths, std::vector<api_status_t>& statuses,
                  std::vector<CElement>& elements, std::vector<element_property_t>& sources);

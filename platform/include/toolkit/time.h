@@ -11,6 +11,8 @@
 
 // Now, as a 64-bit time.
 std::int64_t qel_UTCtime64();
+// Now, as the time stamps of the store's leaves are.
+timeval qel_now();
 // A time, now unless given, shifted by the offset that the zone of the process (TZ) has at it.
 std::int64_t qel_Localtime64(std::int64_t utc = qel_UTCtime64());
 

@@ -109,6 +109,14 @@ int CCds::get_leaf(const CPath& path, api_status_t& status, CElement& element,
   return result == 0 ? 0 : 1;
 }
 
+std::optional<CElement> CCds::find_leaf(const CPath& path) {
+  api_status_t status = API_NONE;
+  element_property_t source = ELEMENT_NORMAL;
+  std::optional<CElement> element(std::in_place);
+  const int result = get_leaf(path, status, *element, source);
+  return result == 0 && status == API_SUCCESS ? element : std::nullopt;
+}
+
 int CCds::get_leaves(const std::vector<CPath>& paths, std::vector<api_status_t>& statuses,
                      std::vector<CElement>& elements, std::vector<element_property_t>& sources) {
   statuses.assign(paths.size(), API_FAILED);

@@ -124,9 +124,7 @@ int CCds::add_to_leaf(const CPath& path, int delta, int* sum, api_status_t& stat
     const auto value = static_cast<std::int32_t>(static_cast<std::uint32_t>(element.to_int()) +
                                                  static_cast<std::uint32_t>(delta));
     element = CElement(value);
-    timeval now = {};
-    qel_QELtoUNIXtime64(qel_UTCtime64(), &now);
-    element.set_time(now);
+    element.set_time(qel_now());
     store::putLeaf(change.live(), leaf->getNodePath(), leaf->getLeafName(), element,
                    store::encodeLeaf(element, ELEMENT_NORMAL, source));
     if (sum != nullptr) {

@@ -185,7 +185,7 @@ int CCds::syslog_add(const std::string& message, syslog_severity_t severity,
   event.severity = severity;
   event.source = source;
   event.message = message;
-  qel_QELtoUNIXtime64(qel_UTCtime64(), &event.time);
+  event.time = qel_now();
   api_status_t status = API_NONE;
   const int result = event_send(event, status);
   return result == 0 && status != API_SUCCESS ? API_FAILED : result;

@@ -4,9 +4,7 @@
 
 namespace toolkit {
 
-CLeafBatch::CLeafBatch() : stamp_{} {
-  qel_QELtoUNIXtime64(qel_UTCtime64(), &stamp_);
-}
+CLeafBatch::CLeafBatch() : stamp_(qel_now()) {}
 
 void CLeafBatch::add(CPath path, CElement element, pcd_tribool_t persist) {
   element.set_time(stamp_);

@@ -209,13 +209,11 @@ int CPath::getChildPaths(CCds& cds, std::vector<std::string>& out) const {
 int CPath::getAttributeList(const std::string& leafName, CCds& cds,
                             std::vector<std::string>& out) const {
   out.clear();
-  api_status_t status = API_NONE;
-  CElement names;
-  element_property_t source = ELEMENT_NORMAL;
-  if (cds.get_leaf(getNewPath(leafName), status, names, source) != 0 || status != API_SUCCESS) {
+  const auto names = cds.find_leaf(getNewPath(leafName));
+  if (!names) {
     return 1;
   }
-  if (const std::string text = names.to_string(); !text.empty()) {
+  if (const std::string text = names->to_string(); !text.empty()) {
     CElement::split_string(out, text, ';');
   }
   return 0;

@@ -24,9 +24,7 @@ int CCds_SwInfo::SetAppError(int error) {
 
 int CCds_SwInfo::setOwn(const char* suffix, int value) {
   CElement element(value);
-  timeval now = {};
-  qel_QELtoUNIXtime64(qel_UTCtime64(), &now);
-  element.set_time(now);
+  element.set_time(qel_now());
   api_status_t status = API_NONE;
   const int result = cds_.set_own_leaf(path_ + suffix, element, status, path_);
   return result == 0 && status == API_SUCCESS ? 0 : 1;

@@ -54,7 +54,7 @@ void CCds_Utils::CheckDeviceQuality(const std::string& nodePath, CElement* quali
   CPath path(nodePath);
   path.normalize();
   const std::string device = deviceAbove(cds_, path.getNodePath());
-  const auto found = device.empty() ? std::nullopt : leafAt(cds_, device + ":.Quality");
+  const auto found = device.empty() ? std::nullopt : cds_.find_leaf(device + ":.Quality");
   *quality = found.value_or(CElement(kGoodQuality));
 }
 
