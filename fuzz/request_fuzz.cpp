@@ -169,7 +169,7 @@ class Service {
   toolkit::admin::Model model_;
   std::unique_ptr<toolkit::CSysLog> log_;
   global_data_t global_;
-  Engine engine_;
+  SoapContext engine_;
   std::size_t restored_ = 0;
 };
 

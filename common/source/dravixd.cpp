@@ -61,7 +61,7 @@ void publishEnd(global_data_t& global) {
 
 // True when the loop ended as it was asked to.
 bool serve(global_data_t& global) {
-  Engine engine = createEngine(global);
+  SoapContext engine = createEngine(global);
   __psyslog->notice(0, "Initializing dravixd");
   publishStart(global);
   global.localesOk = initializeLocales(&global);

@@ -6,8 +6,8 @@
 #include <limits>
 #include <sstream>
 
-#include "front/engine.h"
 #include "front/global_data.h"
+#include "soap_context.h"
 #include "soap_records.h"
 #include "toolkit/commands.h"
 #include "values/error_strings.h"
@@ -137,7 +137,7 @@ class Queuing {
 
  private:
   static bool write(const nsc3__sendCmd_s& cmd, std::string& document) {
-    const Engine ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_GRAPH));
+    const SoapContext ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_GRAPH));
     std::ostringstream stream;
     ctx->os = &stream;
     cmd.soap_serialize(ctx.get());
@@ -200,7 +200,7 @@ std::string describe(const nsc3__cmdResult_s& results) {
 // False when the document is none, or the answer to another command.
 bool readDocument(struct soap* ctx, const std::string& document, int cmdHandle,
                   nsc3__getDeviceCmdResultResponse& response) {
-  const Engine reader(soap_new1(SOAP_C_UTFSTRING | SOAP_ENC_PLAIN));
+  const SoapContext reader(soap_new1(SOAP_C_UTFSTRING | SOAP_ENC_PLAIN));
   std::istringstream stream(document);
   reader->is = &stream;
   nsc3__getDeviceCmdResultResponse read;
