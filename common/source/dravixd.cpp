@@ -7,9 +7,10 @@
 #include "backTrace.h"
 #include "front/command_line.h"
 #include "front/engine.h"
+#include "front/fastcgi_server.h"
+#include "front/fastcgi_socket.h"
 #include "front/global_data.h"
 #include "front/process.h"
-#include "front/request_loop.h"
 #include "values/locales.h"
 
 namespace {

@@ -34,7 +34,7 @@ bool store(_global_data_t* glptr, const std::string& path, const CElement& eleme
   api_status_t status = API_NONE;
   CElement stamped = element;
   stamped.set_time(writeTime());
-  return glptr->cdsApi.set_leaf(CPath(path), stamped, status, persist, writeSource()) == 0 &&
+  return glptr->cdsApi.set_leaf(CPath(path), stamped, status, persist, writeSource(*glptr)) == 0 &&
          status == API_SUCCESS;
 }
 

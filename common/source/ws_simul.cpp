@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cassert>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include "front/global_data.h"
@@ -24,11 +23,6 @@ using toolkit::CPath;
 namespace {
 
 constexpr const char* kReboot = "/sbin/reboot";
-
-std::string variable(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? std::string() : value;
-}
 
 bool mayWrite(const std::string& path) {
   CPath target(path);
@@ -64,8 +58,8 @@ std::size_t placeOfValue(const std::vector<std::string>& paths) {
 bool removeAt(_global_data_t* glptr, const std::string& basePath, const CPath& path) {
   api_status_t status = API_NONE;
   const int result = basePath.find(':') != std::string::npos
-                         ? glptr->cdsApi.clear_leaf(path, status, writeSource())
-                         : glptr->cdsApi.remove_node(basePath, status, writeSource());
+                         ? glptr->cdsApi.clear_leaf(path, status, writeSource(*glptr))
+                         : glptr->cdsApi.remove_node(basePath, status, writeSource(*glptr));
   return result == 0 && status == API_SUCCESS;
 }
 
@@ -79,7 +73,7 @@ int pcd_AddNode(struct soap* ctx, const std::string& path) {
     return 0;
   }
   api_status_t status = API_NONE;
-  const int result = glptr->cdsApi.add_node(node, status, writeSource());
+  const int result = glptr->cdsApi.add_node(node, status, writeSource(*glptr));
   return result == 0 && status != API_SUCCESS ? API_FAILED : result;
 }
 
@@ -158,16 +152,16 @@ int __nst1__SetLeaves(struct soap* ctx, _nst1__SetLeaves* request,
 
 int __nst1__Reset(struct soap* ctx, _nst1__Reset* /*request*/, _nst1__ResetResponse* response) {
   global_data_t* glptr = globalData(ctx);
-  const std::string user = variable("REMOTE_USER");
+  const std::string user = glptr->caller.user.value_or("");
   CPath root("/");
   root.normalize();
   if (!root.is_reset_authorized()) {
     __psyslog->notice(1, "%s is Not authorized for Reset", user.c_str());
     return kUnauthorized;
   }
-  glptr->cdsApi.syslog_add(
-      "Network Card Reset requested via web services by " + user + " at " + variable("REMOTE_ADDR"),
-      toolkit::SEVERITY_CAUTION, writeSource(), "/");
+  glptr->cdsApi.syslog_add("Network Card Reset requested via web services by " + user + " at " +
+                               glptr->caller.address.value_or(""),
+                           toolkit::SEVERITY_CAUTION, writeSource(*glptr), "/");
   reboot(*glptr);
   response->ResetResult =
       newString(ctx, std::string("? System Reboot Failed: ") + std::strerror(errno));

@@ -264,8 +264,8 @@ Sending sendRecords(_global_data_t* glptr, Batch& batch, const _service_options_
     return sending;
   }
   const std::vector<pcd_tribool_t> persist(paths.size(), opts->persist ? PCD_TRUE : PCD_FALSE);
-  sending.succeeded =
-      glptr->cdsApi.set_leaves(paths, elements, persist, sending.statuses, writeSource()) == 0;
+  sending.succeeded = glptr->cdsApi.set_leaves(paths, elements, persist, sending.statuses,
+                                               writeSource(*glptr)) == 0;
   return sending;
 }
 

@@ -36,11 +36,6 @@ constexpr std::array<DataTypeRow, 26> DataTypeMap = {{
     {DATA_INTEGER, 31},       {DATA_NONE, -1},
 }};
 
-std::string environment(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? std::string() : value;
-}
-
 // True when the leaf was read and holds a value.
 bool fetch(_global_data_t* glptr, const toolkit::CPath& path, toolkit::CElement& element) {
   api_status_t status = API_NONE;
@@ -163,7 +158,7 @@ void convertAndWrite(_global_data_t* glptr, bool testMode, const _service_option
                      const toolkit::CPath& path, const std::string& value, data_type_t type,
                      std::string& reply) {
   const int attribute = pcd_attr_str_to_enum(path.getPathAttribute());
-  const std::string source = writeSource();
+  const std::string source = writeSource(*glptr);
   toolkit::CElement element(value);
   element.set_time(writeTime());
   if (type == DATA_NONE) {
@@ -345,7 +340,7 @@ bool pcd_fixValueType(_global_data_t* glptr, const toolkit::CPath& path, const s
   const auto type = static_cast<data_type_t>(pcd_BACnetValueTypeToCdsType(value, isMultistate));
   const pcd_tribool_t persist = source == ELEMENT_PERSISTENT ? PCD_TRUE : PCD_FALSE;
   return glptr->cdsApi.set_leaf(companion, convertedOrZero(element, type), status, persist,
-                                writeSource()) == 0 &&
+                                writeSource(*glptr)) == 0 &&
          status == API_SUCCESS;
 }
 
@@ -364,10 +359,10 @@ int pcd_BACnetValueTypeToCdsType(const std::string& name, bool& isMultistate) {
   return type == DATA_NONE ? DATA_STRING : type;
 }
 
-std::string writeSource() {
+std::string writeSource(const global_data_t& global) {
   std::string source;
-  toolkit::CEvent::format_source_string(source, "Web-Services", environment("REMOTE_USER"),
-                                        environment("REMOTE_ADDR"));
+  toolkit::CEvent::format_source_string(source, "Web-Services", global.caller.user.value_or(""),
+                                        global.caller.address.value_or(""));
   return source;
 }
 

@@ -7,7 +7,7 @@
 #include <regex>
 
 #include "front/process.h"
-#include "front/request_loop.h"
+#include "front/timer.h"
 #include "handler_fixture.h"
 #include "service_fixture.h"
 #include "store_fixture.h"
