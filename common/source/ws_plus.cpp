@@ -129,8 +129,8 @@ nsc1__RealTimeNodeSubscriptionResult* firstResult(struct soap* ctx, _service_opt
   if (good) {
     good = readPoint(ctx, opts, path, *result);
   } else {
-    __psyslog->info(1, "Error in supplied path %s", requested.c_str());
-    BnwsErrMsg(WS_PATH_SYNTAX, "CDS Error in supplied path", *result->Value, opts);
+    refuse({WS_PATH_SYNTAX, "CDS Error in supplied path", *result->Value, opts},
+           "Error in supplied path %s", requested.c_str());
   }
   if (!good) {
     __psyslog->info(1, "Register_realTimeNodes: Bad node request for %s", result->Value->c_str());

@@ -117,8 +117,8 @@ int __nst1__CreateNode(struct soap* ctx, _nst1__CreateNode* request,
     return kUnauthorized;
   }
   if (pcd_AddNode(ctx, basePath) != 0) {
-    __psyslog->info(1, "Failed to create node %s", basePath.c_str());
-    BnwsErrMsg(WS_WRITE_FAILED, "CreateNode()", reply, &opts);
+    refuse({WS_WRITE_FAILED, "CreateNode()", reply, &opts}, "Failed to create node %s",
+           basePath.c_str());
     return SOAP_OK;
   }
   const int status = pcd_setValues(ctx, true, &opts, paths, in.values, results);
@@ -180,8 +180,8 @@ int __nst1__RemoveNode(struct soap* ctx, _nst1__RemoveNode* nst1__RemoveNode,
   std::string& reply = *(nst1__RemoveNodeResponse->RemoveNodeResult = newString(ctx));
   CPath path(basePath);
   if (path.normalize() != 0) {
-    __psyslog->info(1, "Error in supplied path %s", basePath.c_str());
-    BnwsErrMsg(WS_PATH_SYNTAX, "CDS Error in supplied path", reply, &opts);
+    refuse({WS_PATH_SYNTAX, "CDS Error in supplied path", reply, &opts},
+           "Error in supplied path %s", basePath.c_str());
     return SOAP_OK;
   }
   if (!path.is_remove_authorized()) {
@@ -189,8 +189,8 @@ int __nst1__RemoveNode(struct soap* ctx, _nst1__RemoveNode* nst1__RemoveNode,
     return kUnauthorized;
   }
   if (!removeAt(globalData(ctx), basePath, path)) {
-    __psyslog->info(1, "Error removing node %s", basePath.c_str());
-    BnwsErrMsg(WS_NODE_NOT_FOUND, "CDS Error removing node", reply, &opts);
+    refuse({WS_NODE_NOT_FOUND, "CDS Error removing node", reply, &opts}, "Error removing node %s",
+           basePath.c_str());
   }
   return SOAP_OK;
 }

@@ -47,11 +47,11 @@ bool fetch(_global_data_t* glptr, const toolkit::CPath& path, toolkit::CElement&
 int refuseMissing(const toolkit::CPath& path, api_status_t status, std::string& reply,
                   const _service_options_t* opts) {
   if (status == API_NOT_FOUND) {
-    __psyslog->info(1, "Node does not exist for %s", path.str().c_str());
-    BnwsErrMsg(WS_NODE_NOT_FOUND, "Node does not exist", reply, opts);
+    refuse({WS_NODE_NOT_FOUND, "Node does not exist", reply, opts}, "Node does not exist for %s",
+           path.str().c_str());
   } else {
-    __psyslog->info(1, "CCds::get_leaf() call failed for %s", path.str().c_str());
-    BnwsErrMsg(WS_NODE_NOT_FOUND, "CDS access failed", reply, opts);
+    refuse({WS_NODE_NOT_FOUND, "CDS access failed", reply, opts},
+           "CCds::get_leaf() call failed for %s", path.str().c_str());
   }
   return 1;
 }
@@ -74,8 +74,8 @@ int checkWritable(_global_data_t* glptr, const toolkit::CPath& path, int attribu
   if (fetch(glptr, path.getNewPath("Writable"), writable) && writable.to_bool()) {
     return 0;
   }
-  __psyslog->info(1, "Value is not Writable for %s", path.str().c_str());
-  BnwsErrMsg(WS_NOT_WRITABLE, "Value is not Writable", reply, opts);
+  refuse({WS_NOT_WRITABLE, "Value is not Writable", reply, opts}, "Value is not Writable for %s",
+         path.str().c_str());
   return 2;
 }
 
@@ -127,17 +127,16 @@ bool mapLabel(_global_data_t* glptr, bool testMode, const toolkit::CPath& path, 
                .StringToMultiValue(path, type, value, element, isMultistate,
                                    testMode ? Labels::kAny : Labels::kWritable) == 0;
   if (!mapped && isMultistate) {
-    __psyslog->info(1, "Cannot find PossibleValue match to write %s to %s", value.c_str(),
-                    path.str().c_str());
-    BnwsErrMsg(WS_VALUE_FORMAT, "Cannot find PossibleValue match to write", reply, opts);
+    refuse({WS_VALUE_FORMAT, "Cannot find PossibleValue match to write", reply, opts},
+           "Cannot find PossibleValue match to write %s to %s", value.c_str(), path.str().c_str());
     return false;
   }
   return true;
 }
 
 void refuseWrite(const toolkit::CPath& path, std::string& reply, const _service_options_t* opts) {
-  __psyslog->info(1, "CCds::set_leaf() call failed for %s", path.str().c_str());
-  BnwsErrMsg(WS_WRITE_FAILED, "CDS write access failed", reply, opts);
+  refuse({WS_WRITE_FAILED, "CDS write access failed", reply, opts},
+         "CCds::set_leaf() call failed for %s", path.str().c_str());
 }
 
 void writeLeaf(_global_data_t* glptr, const toolkit::CPath& path, const toolkit::CElement& element,
@@ -267,8 +266,8 @@ int pcd_setValue(struct soap* ctx, bool testMode, const _service_options_t* opts
   }
   toolkit::CPath cdsPath(path);
   if (cdsPath.normalize() != 0) {
-    __psyslog->info(1, "Error in supplied path %s", path.c_str());
-    BnwsErrMsg(WS_PATH_SYNTAX, "CDS Error in supplied path", reply, opts);
+    refuse({WS_PATH_SYNTAX, "CDS Error in supplied path", reply, opts}, "Error in supplied path %s",
+           path.c_str());
     return 0;
   }
   if (!cdsPath.is_write_authorized()) {
