@@ -34,7 +34,7 @@ void formatNumbers(benchmark::State& state, Format format) {
 }
 
 void numberText(benchmark::State& state) {
-  const Context ctx = newContext();
+  const SoapContext ctx = newContext();
   formatNumbers(state, [&ctx](double number) { return soap_double2s(ctx.get(), number); });
 }
 BENCHMARK(numberText);
@@ -47,7 +47,7 @@ void engineFormat(benchmark::State& state) {
 BENCHMARK(engineFormat);
 
 void numberElements(benchmark::State& state) {
-  const Context ctx = newContext();
+  const SoapContext ctx = newContext();
   nsvk__getWaveDataResponse reply;
   reply.data = measurements();
   for ([[maybe_unused]] auto _ : state) {
@@ -61,7 +61,7 @@ BENCHMARK(numberElements);
 void sampleElements(benchmark::State& state) {
   constexpr std::size_t kValues = 4;
   const std::vector<double> numbers = measurements();
-  const Context ctx = newContext();
+  const SoapContext ctx = newContext();
   nsvk__getTrendDataResponse reply;
   std::vector<stSample>& samples = reply.data.samples.emplace_back().data;
   samples.resize(kNumbers / kValues);

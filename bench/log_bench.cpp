@@ -130,8 +130,8 @@ class Site {
   global_data_t global_;
 };
 
-Context newContextOfSite() {
-  Context ctx = newContext();
+SoapContext newContextOfSite() {
+  SoapContext ctx = newContext();
   ctx->user = &Site::get().global();
   return ctx;
 }
@@ -173,7 +173,7 @@ void bareEvents(benchmark::State& state) {
 BENCHMARK(bareEvents)->Arg(100)->Arg(50)->Unit(benchmark::kMillisecond);
 
 void eventHandler(benchmark::State& state) {
-  const Context ctx = newContextOfSite();
+  const SoapContext ctx = newContextOfSite();
   nsvk__logRetrieveRequest request;
   request.startTime = firstSecond(state, kEvents) * 1'000'000;
   request.nMaxToReturn = kEvents;
@@ -191,7 +191,7 @@ BENCHMARK(eventHandler)->Arg(100)->Arg(50)->Unit(benchmark::kMillisecond);
 
 // The newest events of one of the points (0), and of a path that has none (1).
 void filteredEvents(benchmark::State& state) {
-  const Context ctx = newContextOfSite();
+  const SoapContext ctx = newContextOfSite();
   nsvk__logRetrieveRequest request;
   request.path = state.range(0) == 0 ? pathOf(7) : "/Nothing";
   request.bLatestEvents = true;
@@ -231,7 +231,7 @@ void answerTrends(struct soap* ctx, nsvk__getTrendDataRequest request,
 }
 
 void trendHandler(benchmark::State& state) {
-  const Context ctx = newContextOfSite();
+  const SoapContext ctx = newContextOfSite();
   for ([[maybe_unused]] auto _ : state) {
     auto response = std::make_unique<nsvk__getTrendDataResponse>();
     answerTrends(ctx.get(), trendRequest(state), *response);
@@ -244,7 +244,7 @@ BENCHMARK(trendHandler)->Arg(100)->Arg(50)->Unit(benchmark::kMillisecond);
 
 // An item is a double; with each goes the Boolean that says whether it counts.
 void trendEncoding(benchmark::State& state) {
-  const Context ctx = newContextOfSite();
+  const SoapContext ctx = newContextOfSite();
   nsvk__getTrendDataResponse response;
   answerTrends(ctx.get(), trendRequest(state), response);
   for ([[maybe_unused]] auto _ : state) {

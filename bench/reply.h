@@ -1,22 +1,12 @@
 // Replies that are encoded and thrown away.
 #pragma once
 
-#include <memory>
-
 #include "TarnixH.h"
-
-struct ReleaseContext {
-  void operator()(struct soap* ctx) const {
-    soap_destroy(ctx);
-    soap_end(ctx);
-    soap_free(ctx);
-  }
-};
-using Context = std::unique_ptr<struct soap, ReleaseContext>;
+#include "soap_context.h"
 
 // A context as the service has it, that sends to nobody.
-inline Context newContext() {
-  Context ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE));
+inline SoapContext newContext() {
+  SoapContext ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE));
   ctx->fsend = [](struct soap*, const char*, size_t) -> int { return SOAP_OK; };
   return ctx;
 }

@@ -97,14 +97,14 @@ void readAndCopy(benchmark::State& state) {
 }
 BENCHMARK(readAndCopy)->Unit(benchmark::kMicrosecond);
 
-Context newContextOfSite() {
-  Context ctx = newContext();
+SoapContext newContextOfSite() {
+  SoapContext ctx = newContext();
   ctx->user = &Site::get().global();
   return ctx;
 }
 
 void configHandler(benchmark::State& state) {
-  const Context ctx = newContextOfSite();
+  const SoapContext ctx = newContextOfSite();
   std::string url = "/waveforms/record.cfg";
   for ([[maybe_unused]] auto _ : state) {
     nsvk__getWaveConfigResponse response;
@@ -123,7 +123,7 @@ void askData(struct soap* ctx, nsvk__getWaveDataResponse& response) {
 }
 
 void dataHandler(benchmark::State& state) {
-  const Context ctx = newContextOfSite();
+  const SoapContext ctx = newContextOfSite();
   for ([[maybe_unused]] auto _ : state) {
     nsvk__getWaveDataResponse response;
     askData(ctx.get(), response);
@@ -132,7 +132,7 @@ void dataHandler(benchmark::State& state) {
 BENCHMARK(dataHandler)->Unit(benchmark::kMicrosecond);
 
 void dataEncoding(benchmark::State& state) {
-  const Context ctx = newContextOfSite();
+  const SoapContext ctx = newContextOfSite();
   nsvk__getWaveDataResponse response;
   askData(ctx.get(), response);
   for ([[maybe_unused]] auto _ : state) {

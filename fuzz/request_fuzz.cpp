@@ -1,8 +1,6 @@
-// Fuzzes requests, from the bytes that the web server sends to those that it gets: the loop's own
-// code serves them, with streams in memory in place of a connection. " ++ " parts the requests of
-// one input; the next input finds the store, and all but the caches, as the first one did.
-#include <algorithm>
-#include <array>
+// Fuzzes requests, from the bytes that the web server sends to those that it gets: the service's
+// own envelope server serves them, in memory. " ++ " parts the requests of one input; the next
+// input finds the store, and all but the caches, as the first one did.
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -10,7 +8,7 @@
 #include <vector>
 
 #include "front/engine.h"
-#include "front/request_loop.h"
+#include "front/envelope_server.h"
 #include "model_file.h"
 #include "support.h"
 #include "toolkit/event_stream.h"
@@ -28,46 +26,6 @@ constexpr const char* kPath = "/Software/Data Servers/BACnet WebServices";
 constexpr std::string_view kSeparator = " ++ ";
 constexpr std::size_t kMaxRequests = 4;
 constexpr const char* kSecret = "k7-n0-0ne-r34ds-1t";  // store.json: the caller may not read it
-
-// One request as the FastCGI library would hand it over.
-class Connection {
- public:
-  explicit Connection(std::string_view body) : body_(body) {
-    in_.isReader = 1;
-    in_.rdNext = in_.stopUnget = reinterpret_cast<unsigned char*>(body_.data());
-    in_.wrNext = in_.stop = in_.rdNext + body_.size();
-    in_.fillBuffProc = [](FCGX_Stream* stream) { stream->isClosed = 1; };
-    out_.data = this;
-    out_.wrNext = buffer_.data();
-    out_.stop = buffer_.data() + buffer_.size();
-    out_.emptyBuffProc = [](FCGX_Stream* stream, int /*doClose*/) {
-      static_cast<Connection*>(stream->data)->flush();
-    };
-    request_.in = &in_;
-    request_.out = &out_;
-    request_.envp = parameters_.data();
-    request_.ipcFd = -1;
-  }
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
-
-  FCGX_Request* request() { return &request_; }
-  const std::string& reply() const { return reply_; }
-
- private:
-  void flush() {
-    reply_.append(buffer_.data(), out_.wrNext);
-    out_.wrNext = buffer_.data();
-  }
-
-  std::string body_;
-  std::string reply_;
-  std::array<unsigned char, 8192> buffer_ = {};
-  std::array<char*, 1> parameters_ = {};
-  FCGX_Stream in_ = {};
-  FCGX_Stream out_ = {};
-  FCGX_Request request_ = {};
-};
 
 CEvent eventAt(int seconds, int type, const char* path, double value) {
   CEvent event;
@@ -106,8 +64,6 @@ class Service {
   Service() {
     scratch_.useForStore();
     setenv("TOOLKIT_LOG", "/dev/null", 1);
-    setenv("REMOTE_USER", "operator", 1);
-    setenv("REMOTE_ADDR", "127.0.0.1", 1);
     log_ = std::make_unique<toolkit::CSysLog>("request_fuzz", 9, false, false, true);
     __psyslog = global_.syslog = log_.get();
     require(model_file::load(STORE_FILE, model_).empty());
@@ -127,19 +83,14 @@ class Service {
     require(global_.localesOk && global_.localesMap.size() == 3);
     engine_ = createEngine(global_);
     enableLocaleModes(engine_.get());
-    engine_->frecv = myrecv;
-    engine_->fsend = mysend;
+    installHooks(engine_.get());
     serve({});
     restore();
   }
 
   std::string serve(std::string_view body) {
-    Connection connection(body);
-    global_.pReq = connection.request();
-    AddUpdateConnectionMap(&global_, "127.0.0.1", "operator", false, "de, en;q=0.5");
-    soap_process(engine_.get(), false);
-    global_.pReq = nullptr;
-    return connection.reply();
+    static const Caller kOperator = {"operator", "127.0.0.1", "de, en;q=0.5", false};
+    return serveBytes(engine_.get(), kOperator, body);
   }
 
   void restore() {
@@ -169,7 +120,7 @@ class Service {
   toolkit::admin::Model model_;
   std::unique_ptr<toolkit::CSysLog> log_;
   global_data_t global_;
-  Engine engine_;
+  SoapContext engine_;
   std::size_t restored_ = 0;
 };
 

@@ -6,11 +6,12 @@
 #include <utility>
 
 #include "TarnixH.h"
+#include "engine_internals.h"
 
 namespace {
 
-// Of the context's slots for extensions, the one that no extension of the engine's takes.
-constexpr std::size_t kOperation = 3;
+using engine_internals::namespaceOf;
+
 constexpr std::string_view kEnvelope = "SOAP-ENV";
 
 // A tag's prefix and local name.
@@ -20,25 +21,9 @@ std::pair<std::string_view, std::string_view> split(std::string_view tag) {
                                          : std::pair(tag.substr(0, colon), tag.substr(colon + 1));
 }
 
-// A namespace as the table of namespaces names it; "" for none, null for one that is not in the
-// table.
-const char* namespaceOf(const struct soap* ctx, std::string_view prefix) {
-  const soap_nlist* entry = ctx->nlist;
-  while (entry != nullptr && prefix != entry->id) {
-    entry = entry->next;
-  }
-  if (entry == nullptr) {
-    return prefix.empty() ? "" : nullptr;
-  }
-  if (entry->index >= 0) {
-    return ctx->local_namespaces[entry->index].id;
-  }
-  return entry->ns != nullptr && *entry->ns == '\0' ? "" : nullptr;
-}
-
 // True for a child of the operation, in its namespace or in none, where `expected` is one.
 bool isOwnChild(const struct soap* ctx, const char* expected) {
-  const auto* const operation = static_cast<const char*>(ctx->data[kOperation]);
+  const char* const operation = engine_internals::operation(ctx);
   const auto [prefix, name] = split(ctx->tag);
   const auto [wantedPrefix, wantedName] = split(expected);
   if (name != wantedName || (!wantedPrefix.empty() && wantedPrefix != operation)) {
@@ -50,7 +35,7 @@ bool isOwnChild(const struct soap* ctx, const char* expected) {
 }
 
 int match(struct soap* ctx, const char* expected) {
-  if (expected == nullptr || ctx->data[kOperation] == nullptr) {
+  if (expected == nullptr || engine_internals::operation(ctx) == nullptr) {
     return soap_match_tag(ctx, ctx->tag, expected);
   }
   if (isOwnChild(ctx, expected)) {
@@ -63,7 +48,7 @@ int match(struct soap* ctx, const char* expected) {
 // Notes a reference of SOAP 1.1 to another element, as the engine does with those of SOAP 1.2: it
 // is then missing at the end of the message.
 void noteReference(struct soap* ctx) {
-  if (ctx->version != 1 || ctx->data[kOperation] == nullptr) {
+  if (ctx->version != 1 || engine_internals::operation(ctx) == nullptr) {
     return;
   }
   for (const struct soap_attribute* attribute = ctx->attributes; attribute != nullptr;
@@ -82,7 +67,7 @@ void noteReference(struct soap* ctx) {
 void beginOperation(struct soap* ctx) {
   const char* const found = namespaceOf(ctx, split(ctx->tag).first);
   const bool known = found != nullptr && *found != '\0' && found != kEnvelope;
-  ctx->data[kOperation] = known ? const_cast<char*>(found) : nullptr;
+  engine_internals::setOperation(ctx, known ? found : nullptr);
 }
 
 // Takes the place of the engine's own function, which compares names by the schema's namespaces

@@ -7,9 +7,10 @@
 #include "backTrace.h"
 #include "front/command_line.h"
 #include "front/engine.h"
+#include "front/fastcgi_server.h"
+#include "front/fastcgi_socket.h"
 #include "front/global_data.h"
 #include "front/process.h"
-#include "front/request_loop.h"
 #include "values/locales.h"
 
 namespace {
@@ -20,11 +21,8 @@ constexpr int kLogLevel = 1;
 
 // A device whose configuration is locked says so in the store.
 void applyReadOnlySwitch(toolkit::CCds& cds) {
-  api_status_t status = API_NONE;
-  toolkit::CElement element;
-  element_property_t source = ELEMENT_NORMAL;
-  if (cds.get_leaf("/ReadOnlyCDS", status, element, source) == 0 && status == API_SUCCESS &&
-      element.to_bool()) {
+  const auto element = cds.find_leaf("/ReadOnlyCDS");
+  if (element && element->to_bool()) {
     cds.setReadOnly();
   }
 }
@@ -61,7 +59,7 @@ void publishEnd(global_data_t& global) {
 
 // True when the loop ended as it was asked to.
 bool serve(global_data_t& global) {
-  Engine engine = createEngine(global);
+  SoapContext engine = createEngine(global);
   __psyslog->notice(0, "Initializing dravixd");
   publishStart(global);
   global.localesOk = initializeLocales(&global);

@@ -6,8 +6,8 @@
 #include <limits>
 #include <sstream>
 
-#include "front/engine.h"
 #include "front/global_data.h"
+#include "soap_context.h"
 #include "soap_records.h"
 #include "toolkit/commands.h"
 #include "values/error_strings.h"
@@ -34,7 +34,7 @@ bool store(_global_data_t* glptr, const std::string& path, const CElement& eleme
   api_status_t status = API_NONE;
   CElement stamped = element;
   stamped.set_time(writeTime());
-  return glptr->cdsApi.set_leaf(CPath(path), stamped, status, persist, writeSource()) == 0 &&
+  return glptr->cdsApi.set_leaf(CPath(path), stamped, status, persist, writeSource(*glptr)) == 0 &&
          status == API_SUCCESS;
 }
 
@@ -56,11 +56,11 @@ class Queuing {
     }
     CElement version;
     if (!fetch(glptr_, node + "/Value", version) || version.type() != DATA_INTEGER) {
-      return refuse(WS_NODE_NOT_FOUND, nullptr, "No WSDL Version found %s", device_);
+      return refuse(answer(WS_NODE_NOT_FOUND), "No WSDL Version found %s", device_.c_str());
     }
     if (version.to_int() < wanted) {
-      return refuse(WS_WRONG_VERSION, "Wrong WSDL Version requested",
-                    "Wrong WSDL Version requested %s", device_);
+      return refuse(answer(WS_WRONG_VERSION, "Wrong WSDL Version requested"),
+                    "Wrong WSDL Version requested %s", device_.c_str());
     }
     return true;
   }
@@ -103,10 +103,11 @@ class Queuing {
     if (queue.normalize() != 0 ||
         queue.getAttributeList("Children", glptr_->cdsApi, children) != 0 || children.empty() ||
         (children.size() > 1 && !fetch(glptr_, queue.str() + "/maxCount/Value", most))) {
-      return refuse(WS_NODE_NOT_FOUND, nullptr, "No Input Queue length found at %s", queue.str());
+      return refuse(answer(WS_NODE_NOT_FOUND), "No Input Queue length found at %s",
+                    queue.str().c_str());
     }
     if (children.size() > 1 && most.to_int64() < static_cast<std::int64_t>(children.size())) {
-      return refuse(WS_DEVICE_BUSY, "Input Queue already full", "%s", "Input Queue already full");
+      return refuse(answer(WS_DEVICE_BUSY, "Input Queue already full"), "Input Queue already full");
     }
     return true;
   }
@@ -116,7 +117,7 @@ class Queuing {
     const std::string counter = toolkit::kNextCommandPath;
     CElement next;
     if (!fetch(glptr_, counter + "/Value", next)) {
-      return refuse(WS_NODE_NOT_FOUND, nullptr, "No Command Counter found at %s", counter);
+      return refuse(answer(WS_NODE_NOT_FOUND), "No Command Counter found at %s", counter.c_str());
     }
     handle = next.to_int();
     const int following =
@@ -137,7 +138,7 @@ class Queuing {
 
  private:
   static bool write(const nsc3__sendCmd_s& cmd, std::string& document) {
-    const Engine ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_GRAPH));
+    const SoapContext ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_GRAPH));
     std::ostringstream stream;
     ctx->os = &stream;
     cmd.soap_serialize(ctx.get());
@@ -150,18 +151,16 @@ class Queuing {
     return true;
   }
 
-  bool refuse(WS_Errors code, const char* text, const char* line, const std::string& subject) {
-    __psyslog->info(1, line, subject.c_str());
-    BnwsErrMsg(code, text, result_, &opts_);
-    return false;
+  Refusal answer(WS_Errors code, const char* text = nullptr) const {
+    return {code, text, result_, &opts_};
   }
   bool refuseUnsupported() {
-    return refuse(WS_COMMAND_NOT_SUPPORTED, kNoSupport, "No command support for %s", device_);
+    return refuse(answer(WS_COMMAND_NOT_SUPPORTED, kNoSupport), "No command support for %s",
+                  device_.c_str());
   }
   bool refuseFailed() {
-    __psyslog->info(1, "Failed to Queue command %s to %s", description_.c_str(), device_.c_str());
-    BnwsErrMsg(WS_WRITE_FAILED, nullptr, result_, &opts_);
-    return false;
+    return refuse(answer(WS_WRITE_FAILED), "Failed to Queue command %s to %s", description_.c_str(),
+                  device_.c_str());
   }
 
   _global_data_t* glptr_;
@@ -200,7 +199,7 @@ std::string describe(const nsc3__cmdResult_s& results) {
 // False when the document is none, or the answer to another command.
 bool readDocument(struct soap* ctx, const std::string& document, int cmdHandle,
                   nsc3__getDeviceCmdResultResponse& response) {
-  const Engine reader(soap_new1(SOAP_C_UTFSTRING | SOAP_ENC_PLAIN));
+  const SoapContext reader(soap_new1(SOAP_C_UTFSTRING | SOAP_ENC_PLAIN));
   std::istringstream stream(document);
   reader->is = &stream;
   nsc3__getDeviceCmdResultResponse read;

@@ -1,7 +1,6 @@
 // Subscriptions and the acknowledgement of alarms. The service delivers nothing itself: it leaves a
 // subscription in the store for the publisher, and hands an acknowledgement to the alarm engine.
 #include <algorithm>
-#include <cstdlib>
 #include <exception>
 #include <stdexcept>
 #include <string_view>
@@ -51,7 +50,7 @@ void cut(std::string& text, std::size_t size) {
 void writeLeaf(_global_data_t* glptr, const std::string& path, toolkit::CElement element) {
   element.set_time(writeTime());
   api_status_t status = API_NONE;
-  glptr->cdsApi.set_leaf(path, element, status, PCD_FALSE, writeSource());
+  glptr->cdsApi.set_leaf(path, element, status, PCD_FALSE, writeSource(*glptr));
 }
 
 void setInteger(_global_data_t* glptr, const std::string& base, const char* suffix, int value) {
@@ -60,7 +59,7 @@ void setInteger(_global_data_t* glptr, const std::string& base, const char* suff
 
 void removeNode(_global_data_t* glptr, const std::string& path) {
   api_status_t status = API_NONE;
-  glptr->cdsApi.remove_node(path, status, writeSource());
+  glptr->cdsApi.remove_node(path, status, writeSource(*glptr));
 }
 
 // Tells the publisher to look. 0, or non-zero when the store refused.
@@ -130,8 +129,8 @@ nsc1__RealTimeNodeSubscriptionResult* firstResult(struct soap* ctx, _service_opt
   if (good) {
     good = readPoint(ctx, opts, path, *result);
   } else {
-    __psyslog->info(1, "Error in supplied path %s", requested.c_str());
-    BnwsErrMsg(WS_PATH_SYNTAX, "CDS Error in supplied path", *result->Value, opts);
+    refuse({WS_PATH_SYNTAX, "CDS Error in supplied path", *result->Value, opts},
+           "Error in supplied path %s", requested.c_str());
   }
   if (!good) {
     __psyslog->info(1, "Register_realTimeNodes: Bad node request for %s", result->Value->c_str());
@@ -146,7 +145,7 @@ nsc1__RealTimeNodeSubscriptionResult* firstResult(struct soap* ctx, _service_opt
 void finishPoints(struct soap* ctx, _service_options_t* opts, const toolkit::CLeafBatch& batch,
                   const std::vector<const std::string*>& entered, Results* results) {
   _global_data_t* glptr = globalData(ctx);
-  if (batch.write(glptr->cdsApi, writeSource()) != API_SUCCESS) {
+  if (batch.write(glptr->cdsApi, writeSource(*glptr)) != API_SUCCESS) {
     __psyslog->info(1, "Points not entered: %s", glptr->cdsApi.last_error().c_str());
     return;
   }
@@ -181,12 +180,6 @@ Results* Register_realTimeNodes(struct soap* ctx, const nsc1__ArrayOfNodeSubscri
   return results;
 }
 
-void logOptional(const char* format, const char* text) {
-  if (text != nullptr) {
-    __psyslog->info(2, format, text);
-  }
-}
-
 // Enters everything but the points. Returns the operation's status, and true in `complete` when the
 // publisher has been told.
 int writeSubscription(_global_data_t* glptr, const _nsc1__createSubscription& in,
@@ -202,7 +195,10 @@ int writeSubscription(_global_data_t* glptr, const _nsc1__createSubscription& in
     removeNode(glptr, base);
     return failure;
   }
-  logOptional("New subscription from remote address of %s", std::getenv("REMOTE_ADDR"));
+  if (glptr->caller.address) {
+    __psyslog->info(2, "New subscription from remote address of %s",
+                    glptr->caller.address->c_str());
+  }
   writeLeaf(glptr, base + "/ReplyURI/Value", toolkit::CElement(textOf(in.replyUri)));
   setInteger(glptr, base, "/LeaseDuration", in.leaseDuration);
   const toolkit::CElement sinceElement(since);
@@ -263,15 +259,14 @@ void recount(_global_data_t* glptr, const std::string& base) {
   setInteger(glptr, base, "/RTNodeCount", static_cast<int>(children.size()));
 }
 
-std::string requiredVariable(const char* name) {
-  const char* value = std::getenv(name);
-  if (value == nullptr) {
+const std::string& required(const std::optional<std::string>& part) {
+  if (!part) {
     throw std::logic_error(kNoCaller);
   }
-  return value;
+  return *part;
 }
 
-toolkit::CEvent acknowledgement(const nsc1__AckRequest& request) {
+toolkit::CEvent acknowledgement(const Caller& caller, const nsc1__AckRequest& request) {
   toolkit::CEvent event;
   event.type = toolkit::EVENT_ACKNOWLEDGE;
   event.path.assign(1, '/');
@@ -282,9 +277,8 @@ toolkit::CEvent acknowledgement(const nsc1__AckRequest& request) {
   event.ack = request.Status;
   event.variation = request.VariationLevel;
   event.note = textOf(request.Note);
-  toolkit::CEvent::format_source_string(event.source, "Web-Services",
-                                        requiredVariable("REMOTE_USER"),
-                                        requiredVariable("REMOTE_ADDR"));
+  toolkit::CEvent::format_source_string(event.source, "Web-Services", required(caller.user),
+                                        required(caller.address));
   event.time = writeTime();
   return event;
 }
@@ -304,7 +298,8 @@ std::string acknowledge(_global_data_t* glptr, const nsc1__AckRequest& request) 
   logAcknowledgement(request);
   api_status_t status = API_NONE;
   std::string reply;
-  if (glptr->cdsApi.event_send(acknowledgement(request), status) != 0 || status != API_SUCCESS) {
+  if (glptr->cdsApi.event_send(acknowledgement(glptr->caller, request), status) != 0 ||
+      status != API_SUCCESS) {
     BnwsErrMsg(WS_EVENT_NOT_SENT, "CDS event_send failed", reply);
   }
   return reply;

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cassert>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include "front/global_data.h"
@@ -24,11 +23,6 @@ using toolkit::CPath;
 namespace {
 
 constexpr const char* kReboot = "/sbin/reboot";
-
-std::string variable(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? std::string() : value;
-}
 
 bool mayWrite(const std::string& path) {
   CPath target(path);
@@ -64,8 +58,8 @@ std::size_t placeOfValue(const std::vector<std::string>& paths) {
 bool removeAt(_global_data_t* glptr, const std::string& basePath, const CPath& path) {
   api_status_t status = API_NONE;
   const int result = basePath.find(':') != std::string::npos
-                         ? glptr->cdsApi.clear_leaf(path, status, writeSource())
-                         : glptr->cdsApi.remove_node(basePath, status, writeSource());
+                         ? glptr->cdsApi.clear_leaf(path, status, writeSource(*glptr))
+                         : glptr->cdsApi.remove_node(basePath, status, writeSource(*glptr));
   return result == 0 && status == API_SUCCESS;
 }
 
@@ -79,7 +73,7 @@ int pcd_AddNode(struct soap* ctx, const std::string& path) {
     return 0;
   }
   api_status_t status = API_NONE;
-  const int result = glptr->cdsApi.add_node(node, status, writeSource());
+  const int result = glptr->cdsApi.add_node(node, status, writeSource(*glptr));
   return result == 0 && status != API_SUCCESS ? API_FAILED : result;
 }
 
@@ -123,8 +117,8 @@ int __nst1__CreateNode(struct soap* ctx, _nst1__CreateNode* request,
     return kUnauthorized;
   }
   if (pcd_AddNode(ctx, basePath) != 0) {
-    __psyslog->info(1, "Failed to create node %s", basePath.c_str());
-    BnwsErrMsg(WS_WRITE_FAILED, "CreateNode()", reply, &opts);
+    refuse({WS_WRITE_FAILED, "CreateNode()", reply, &opts}, "Failed to create node %s",
+           basePath.c_str());
     return SOAP_OK;
   }
   const int status = pcd_setValues(ctx, true, &opts, paths, in.values, results);
@@ -158,16 +152,16 @@ int __nst1__SetLeaves(struct soap* ctx, _nst1__SetLeaves* request,
 
 int __nst1__Reset(struct soap* ctx, _nst1__Reset* /*request*/, _nst1__ResetResponse* response) {
   global_data_t* glptr = globalData(ctx);
-  const std::string user = variable("REMOTE_USER");
+  const std::string user = glptr->caller.user.value_or("");
   CPath root("/");
   root.normalize();
   if (!root.is_reset_authorized()) {
     __psyslog->notice(1, "%s is Not authorized for Reset", user.c_str());
     return kUnauthorized;
   }
-  glptr->cdsApi.syslog_add(
-      "Network Card Reset requested via web services by " + user + " at " + variable("REMOTE_ADDR"),
-      toolkit::SEVERITY_CAUTION, writeSource(), "/");
+  glptr->cdsApi.syslog_add("Network Card Reset requested via web services by " + user + " at " +
+                               glptr->caller.address.value_or(""),
+                           toolkit::SEVERITY_CAUTION, writeSource(*glptr), "/");
   reboot(*glptr);
   response->ResetResult =
       newString(ctx, std::string("? System Reboot Failed: ") + std::strerror(errno));
@@ -186,8 +180,8 @@ int __nst1__RemoveNode(struct soap* ctx, _nst1__RemoveNode* nst1__RemoveNode,
   std::string& reply = *(nst1__RemoveNodeResponse->RemoveNodeResult = newString(ctx));
   CPath path(basePath);
   if (path.normalize() != 0) {
-    __psyslog->info(1, "Error in supplied path %s", basePath.c_str());
-    BnwsErrMsg(WS_PATH_SYNTAX, "CDS Error in supplied path", reply, &opts);
+    refuse({WS_PATH_SYNTAX, "CDS Error in supplied path", reply, &opts},
+           "Error in supplied path %s", basePath.c_str());
     return SOAP_OK;
   }
   if (!path.is_remove_authorized()) {
@@ -195,8 +189,8 @@ int __nst1__RemoveNode(struct soap* ctx, _nst1__RemoveNode* nst1__RemoveNode,
     return kUnauthorized;
   }
   if (!removeAt(globalData(ctx), basePath, path)) {
-    __psyslog->info(1, "Error removing node %s", basePath.c_str());
-    BnwsErrMsg(WS_NODE_NOT_FOUND, "CDS Error removing node", reply, &opts);
+    refuse({WS_NODE_NOT_FOUND, "CDS Error removing node", reply, &opts}, "Error removing node %s",
+           basePath.c_str());
   }
   return SOAP_OK;
 }

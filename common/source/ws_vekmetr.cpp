@@ -1,8 +1,6 @@
 // Device data: the tree of devices, leaves with their types, search, clock, the caller's name. Each
 // handler returns SOAP_OK unless it says otherwise, and tells what went wrong in its reply, which
 // belongs to the SOAP context.
-#include <cstdlib>
-
 #include "front/global_data.h"
 #include "search/attribute_search.h"
 #include "soap_records.h"
@@ -178,8 +176,7 @@ int nsvk__getLocalAndUtcTime(struct soap* /*ctx*/, std::string* /*options*/,
   return SOAP_OK;
 }
 
-int nsvk__whoAmI(struct soap* /*ctx*/, std::string* /*options*/, std::string& result) {
-  const char* user = std::getenv("REMOTE_USER");
-  result = user == nullptr ? "" : user;
+int nsvk__whoAmI(struct soap* ctx, std::string* /*options*/, std::string& result) {
+  result = globalData(ctx)->caller.user.value_or("");
   return SOAP_OK;
 }

@@ -5,6 +5,7 @@
 #include <set>
 #include <unordered_set>
 
+#include "engine_internals.h"
 #include "front/global_data.h"
 #include "logs/active_alarms.h"
 #include "logs/event_records.h"
@@ -33,25 +34,14 @@ int fetchEvents(global_data_t* glptr, const std::string& dbPath,
                         static_cast<unsigned>(glptr->heapLimit));
 }
 
-// Releases records with their texts. One pass over what the context holds: soap_delete() searches
-// it anew for each.
+// Releases records with their texts.
 void release(struct soap* ctx, const std::vector<nss1__AlarmUpdate*>& alarms) {
   std::unordered_set<const void*> released;
   for (const nss1__AlarmUpdate* alarm : alarms) {
     released.insert({alarm, alarm->Note, alarm->BasePriority, alarm->Quality, alarm->NumericValue,
                      alarm->Value, alarm->SourcePath, alarm->Description});
   }
-  struct soap_clist** link = &ctx->clist;
-  while (*link != nullptr) {
-    struct soap_clist* entry = *link;
-    if (released.contains(entry->ptr)) {
-      *link = entry->next;
-      entry->fdelete(ctx, entry);
-      SOAP_FREE(ctx, entry);
-    } else {
-      link = &entry->next;
-    }
-  }
+  engine_internals::release(ctx, released);
 }
 
 bool isInTime(const nsvk__logRetrieveRequest& request, LONG64 time) {

@@ -46,8 +46,8 @@ bool CheckOpenTrendLog(global_data_t* glptr, const _service_options_t& opts,
     return true;
   }
   glptr->trendLog.reset();
-  __psyslog->info(1, "Failed to open database %s", glptr->trendLogPath.c_str());
-  BnwsErrMsg(WS_NO_HISTORY, "Failed to open trend log database", errorText, &opts);
+  refuse({WS_NO_HISTORY, "Failed to open trend log database", errorText, &opts},
+         "Failed to open database %s", glptr->trendLogPath.c_str());
   return false;
 }
 
@@ -62,8 +62,8 @@ bool findDevice(global_data_t* glptr, const _service_options_t& opts, const std:
       std::find_if(devices.begin(), devices.end(),
                    [&](const trend::CDeviceProperties& d) { return d.path == devicePath; });
   if (found == devices.end()) {
-    __psyslog->info(1, "No Trend data found for device %s", devicePath.c_str());
-    BnwsErrMsg(WS_NO_HISTORY, "No Trend data found for this device.", errorText, &opts);
+    refuse({WS_NO_HISTORY, "No Trend data found for this device.", errorText, &opts},
+           "No Trend data found for device %s", devicePath.c_str());
     return false;
   }
   device = *found;
@@ -82,8 +82,8 @@ int GetDeviceParams(global_data_t* glptr, const _service_options_t& opts,
     return -1;
   }
   if (glptr->trendLog->get_params(deviceParams.device, deviceParams.params) != 0) {
-    __psyslog->info(1, "Failed to get Trend parameters for device %s", devicePath.c_str());
-    BnwsErrMsg(WS_NO_HISTORY, "Failed to get Trend parameters for this device", errorText, &opts);
+    refuse({WS_NO_HISTORY, "Failed to get Trend parameters for this device", errorText, &opts},
+           "Failed to get Trend parameters for device %s", devicePath.c_str());
     return -1;
   }
   if (pointPaths.empty()) {
@@ -209,8 +209,8 @@ int nsvk__getTrendPeriods(struct soap* ctx, std::string* options,
   }
   std::vector<trend::CPeriodProperties> periods;
   if (glptr->trendLog->get_periods(periods) != 0) {
-    __psyslog->info(1, "Failed to get Trends periods in %s", glptr->trendLogPath.c_str());
-    BnwsErrMsg(WS_NO_HISTORY, "No Trend periods data.", response.result, &opts);
+    refuse({WS_NO_HISTORY, "No Trend periods data.", response.result, &opts},
+           "Failed to get Trends periods in %s", glptr->trendLogPath.c_str());
     return SOAP_OK;
   }
   response.result = "OK";

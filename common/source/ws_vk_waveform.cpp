@@ -25,14 +25,9 @@ struct Access {
   std::string filePath;
   std::string& result;  // of the reply
 
-  // What goes to the client and, with its subject, to the log.
-  bool refuse(WS_Errors code, const char* text, const char* line, const std::string& subject) {
-    __psyslog->info(1, line, subject.c_str());
-    if (!view.last_error().empty()) {
-      __psyslog->info(2, "%s", view.last_error().c_str());
-    }
-    BnwsErrMsg(code, text, result, &opts);
-    return false;
+  // What goes to the client; what is wrong with the record goes to the log.
+  Refusal answer(WS_Errors code, const char* text) const {
+    return {code, text, result, &opts, Refusal::Line::kInfo, view.last_error()};
   }
 
   bool open(const global_data_t& global, const std::string& url) {
@@ -40,11 +35,12 @@ struct Access {
       __psyslog->info(2, "There is no waveform folder: the option -w names it");
     }
     if (CComtradeView::parseUrlToFilepath(url, global.waveFolder, filePath) != 0) {
-      return refuse(WS_ARGUMENT_INVALID, "Cannot parse URL", "Cannot parse URL %s", url);
+      return refuse(answer(WS_ARGUMENT_INVALID, "Cannot parse URL"), "Cannot parse URL %s",
+                    url.c_str());
     }
     if (view.initialize(filePath) != 0) {
-      return refuse(WS_NO_DATA, "Failed to parse COMTRADE data",
-                    "Failed to parse COMTRADE data at %s", filePath);
+      return refuse(answer(WS_NO_DATA, "Failed to parse COMTRADE data"),
+                    "Failed to parse COMTRADE data at %s", filePath.c_str());
     }
     return true;
   }
@@ -64,8 +60,8 @@ void copyNames(const Channels& channels, std::vector<std::string>& names) {
 bool fillHeader(Access& access, const std::string& url, nsvk__getWaveConfigResponse& response) {
   toolkit::CWaveHeaderData header;
   if (header.fillData(access.view) != 0) {
-    return access.refuse(WS_NO_DATA, "Failed to parse COMTRADE header",
-                         "Failed to parse COMTRADE header at %s", access.filePath);
+    return refuse(access.answer(WS_NO_DATA, "Failed to parse COMTRADE header"),
+                  "Failed to parse COMTRADE header at %s", access.filePath.c_str());
   }
   __psyslog->info(5, "COMTRADE waveform fetched from %s", url.c_str());
   response.eventDescr = header.eventDescription;
@@ -80,8 +76,8 @@ void answerConfig(Access& access, const std::string& url, nsvk__getWaveConfigRes
   }
   CWaveConfigData cfgData;
   if (access.view.getConfigurationData(cfgData) != 0) {
-    access.refuse(WS_NO_DATA, "Failed to parse COMTRADE configuration",
-                  "Failed to parse COMTRADE config at %s", access.filePath);
+    refuse(access.answer(WS_NO_DATA, "Failed to parse COMTRADE configuration"),
+           "Failed to parse COMTRADE config at %s", access.filePath.c_str());
     return;
   }
   response.result = "OK";
@@ -105,26 +101,26 @@ void logMissing(const Access& access, const CWaveConfigData& cfgData) {
 void answerData(Access& access, const std::string& channel, nsvk__getWaveDataResponse& response) {
   CWaveConfigData cfgData;
   if (access.view.getConfigurationData(cfgData) != 0) {
-    access.refuse(WS_NO_DATA, "Failed to parse COMTRADE config",
-                  "Failed to parse COMTRADE configuration at %s", access.filePath);
+    refuse(access.answer(WS_NO_DATA, "Failed to parse COMTRADE config"),
+           "Failed to parse COMTRADE configuration at %s", access.filePath.c_str());
     return;
   }
   const toolkit::CWaveAnalogChannelConfig* const analog = cfgData.analogChannel(channel);
   if (analog == nullptr) {
-    access.refuse(WS_ARGUMENT_INVALID, "No such Analog Channel", "No such Analog Channel as %s",
-                  channel);
+    refuse(access.answer(WS_ARGUMENT_INVALID, "No such Analog Channel"),
+           "No such Analog Channel as %s", channel.c_str());
     return;
   }
   toolkit::CWaveSampleData samples;
   if (samples.fillData(access.view, toolkit::WAVE_SCALED, &analog->name) != 0) {
-    access.refuse(WS_NO_DATA, "Failed to parse COMTRADE data",
-                  "Failed to get COMTRADE sample data at %s", access.filePath);
+    refuse(access.answer(WS_NO_DATA, "Failed to parse COMTRADE data"),
+           "Failed to get COMTRADE sample data at %s", access.filePath.c_str());
     return;
   }
   const auto pos = samples.channels.find(analog->name);
   if (pos == samples.channels.end()) {
-    access.refuse(WS_NO_DATA, "Failed to get COMTRADE channel data",
-                  "Failed to get COMTRADE sample data for %s", channel);
+    refuse(access.answer(WS_NO_DATA, "Failed to get COMTRADE channel data"),
+           "Failed to get COMTRADE sample data for %s", channel.c_str());
     return;
   }
   logMissing(access, cfgData);

@@ -4,9 +4,8 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
-#include <memory>
-
 #include "TarnixH.h"
+#include "soap_context.h"
 
 namespace {
 
@@ -65,7 +64,7 @@ void Receiver::behave(Manner manner) {
   if (manner == Manner::kDown) {
     return;
   }
-  auto ctx = std::make_unique<struct soap>(SOAP_C_UTFSTRING | SOAP_XML_TREE | SOAP_XML_STRICT);
+  SoapContext ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE | SOAP_XML_STRICT));
   ctx->bind_flags = SO_REUSEADDR;
   ctx->accept_timeout = -kTurn * 1000;
   ctx->recv_timeout = 1;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "TarnixH.h"
+#include "front/engine.h"
 #include "front/global_data.h"
 #include "store_fixture.h"
 
@@ -9,14 +10,11 @@ class HandlerTest : public StoreTest {
  protected:
   HandlerTest() {
     __psyslog = &log_;
-    ctx_->user = &global_;
     // Everybody may do everything here: no test may reach the machine's own reboot.
     global_.execute = [](const char* /*path*/, char* const* /*arguments*/) { return -1; };
   }
   ~HandlerTest() override {
-    soap_destroy(ctx_);
-    soap_end(ctx_);
-    soap_free(ctx_);
+    engine_.reset();
     __psyslog = nullptr;
   }
   void import(std::vector<toolkit::admin::ModelLeaf> leaves) {
@@ -29,5 +27,10 @@ class HandlerTest : public StoreTest {
 
  protected:
   _global_data_t global_;
-  struct soap* const ctx_ = soap_new();
+
+ private:
+  SoapContext engine_ = createEngine(global_);
+
+ protected:
+  struct soap* const ctx_ = engine_.get();
 };

@@ -2,22 +2,17 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 #include <sstream>
 
 #include "TarnixH.h"
+#include "engine_internals.h"
+#include "soap_context.h"
 
 namespace {
 
 class WireTypes : public testing::Test {
  protected:
-  static void release(struct soap* ctx) {
-    soap_destroy(ctx);
-    soap_end(ctx);
-    soap_free(ctx);
-  }
-  std::unique_ptr<struct soap, decltype(&release)> ctx_{soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE),
-                                                        release};
+  const SoapContext ctx_{soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE)};
 
   template <class Object>
   std::string written(Object& object, const char* tag) {
@@ -92,6 +87,18 @@ TEST_F(WireTypes, NumbersAreTheShortestTextThatReadsBack) {
     EXPECT_TRUE(back == number || std::isnan(number)) << text;
   }
   EXPECT_STREQ(soap_float2s(ctx_.get(), 0.1F), "0.1");
+}
+
+TEST_F(WireTypes, ObjectsAreReleasedByThemselves) {
+  std::string* const kept = soap_new_std__string(ctx_.get());
+  std::string* const released = soap_new_std__string(ctx_.get());
+  nss1__AlarmUpdate* const record = soap_new_nss1__AlarmUpdate(ctx_.get());
+  const std::string foreign = "of somebody else";
+  engine_internals::release(ctx_.get(), {released, record, &foreign, nullptr});
+  EXPECT_EQ(soap_unlink(ctx_.get(), released), SOAP_ERR) << "it is not the context's any more";
+  EXPECT_EQ(soap_unlink(ctx_.get(), record), SOAP_ERR);
+  ASSERT_EQ(soap_unlink(ctx_.get(), kept), SOAP_OK);
+  delete kept;
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "TarnixH.h"
+#include "soap_context.h"
 
 namespace {
 
@@ -22,15 +23,6 @@ constexpr int kSeconds = 5;           // for which a peer may be silent
 constexpr int kTransferSeconds = 30;  // for a whole message
 constexpr ULONG64 kMaxMessage = 64ULL << 20;
 constexpr LONG64 kMicroseconds = 1'000'000;
-
-struct Release {
-  void operator()(struct soap* ctx) const {
-    soap_destroy(ctx);
-    soap_end(ctx);
-    soap_free(ctx);
-  }
-};
-using Context = std::unique_ptr<struct soap, Release>;
 
 // A sender's text for a terminal: its control bytes cannot act there.
 std::string shown(const std::string& text) {
@@ -238,7 +230,7 @@ class Listener {
     left_ -= left_ > 0 ? 1 : 0;
   }
 
-  Context ctx_{soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE)};
+  SoapContext ctx_{soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE)};
   std::uint64_t left_;
   bool limited_;
 };

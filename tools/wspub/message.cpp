@@ -1,24 +1,16 @@
 #include "message.h"
 
 #include <cstdlib>
-#include <memory>
 #include <sstream>
 #include <string_view>
 
 #include "TarnixH.h"
+#include "soap_context.h"
 #include "toolkit/time.h"
 
 namespace wspub {
 
 namespace {
-
-struct Release {
-  void operator()(struct soap* ctx) const {
-    soap_destroy(ctx);
-    soap_end(ctx);
-    soap_free(ctx);
-  }
-};
 
 class Writer {
  public:
@@ -144,7 +136,7 @@ class Writer {
     return out;
   }
 
-  std::unique_ptr<struct soap, Release> ctx_;
+  SoapContext ctx_;
   _nss1__publish message_;
 };
 

@@ -40,10 +40,10 @@ std::int32_t saturated(long value) {
 }
 
 // A size in `unit` bytes, or false with a message on standard error.
-bool readSize(const char* word, const char* errorFormat, int unit, std::int32_t& size) {
+bool readSize(const char* word, const char* name, int unit, std::int32_t& size) {
   const std::int32_t value = saturated(std::strtol(word, nullptr, 10));
   if (value <= 0) {
-    std::fprintf(stderr, errorFormat, value);
+    std::fprintf(stderr, "Error: invalid %s: %d\n", name, value);
     return false;
   }
   size = saturated(static_cast<long>(value) * unit);
@@ -62,15 +62,15 @@ bool readMaxRecords(const char* word, global_data_t& global) {
 }
 
 bool readPageSize(const char* word, global_data_t& global) {
-  return readSize(word, "Error: invalid page size: %d\n", 1, global.pageSize);
+  return readSize(word, "page size", 1, global.pageSize);
 }
 
 bool readCacheSize(const char* word, global_data_t& global) {
-  return readSize(word, "Error: invalid cache size: %d\n", kBytesPerKilobyte, global.cacheSize);
+  return readSize(word, "cache size", kBytesPerKilobyte, global.cacheSize);
 }
 
 bool readHeapLimit(const char* word, global_data_t& global) {
-  return readSize(word, "Error: invalid heap limit: %d\n", kBytesPerKilobyte, global.heapLimit);
+  return readSize(word, "heap limit", kBytesPerKilobyte, global.heapLimit);
 }
 
 // errno is left as earlier words set it: a number that overflowed before makes this one fail too.

@@ -2,12 +2,6 @@
 
 #include "front/request_limits.h"
 
-void EngineDeleter::operator()(struct soap* ctx) const {
-  soap_delete(ctx, nullptr);
-  soap_end(ctx);
-  soap_free(ctx);
-}
-
 namespace {
 
 // What the engine itself does with an element that nobody reads, and a note of it.
@@ -25,8 +19,8 @@ int noteIgnored(struct soap* ctx, const char* tag) {
 
 // Text is UTF-8 in and out, whatever the process's locale; the values of a reply share no data, so
 // the engine need not look for shared ones.
-Engine createEngine(global_data_t& global) {
-  Engine engine(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE));
+SoapContext createEngine(global_data_t& global) {
+  SoapContext engine(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE));
   soap_set_namespaces(engine.get(), namespaces);
   engine->user = &global;
   engine->fignore = noteIgnored;

@@ -13,9 +13,9 @@
 #include <string>
 #include <unordered_map>
 
-#include <fcgiapp.h>
 #include <boost/locale/generator.hpp>
 
+#include "front/caller.h"
 #include "front/envelope_guard.h"
 #include "front/ignored_elements.h"
 #include "front/request_body.h"
@@ -25,6 +25,8 @@
 #include "toolkit/sw_info.h"
 #include "toolkit/syslog.h"
 #include "toolkit/utils.h"
+
+struct Exchange;
 
 namespace toolkit::trend {
 class CLog;
@@ -55,7 +57,8 @@ struct _global_data_t {
   };
   // Takes the program's place; returns only when it cannot. Tests put theirs here.
   int (*execute)(const char* path, char* const arguments[]) = ::execv;
-  FCGX_Request* pReq = nullptr;    // the request being served
+  Exchange* pReq = nullptr;        // the request being served
+  Caller caller;                   // of that request; nobody between requests
   EnvelopeGuard guard;             // what the request's body has shown so far
   RequestBody body;                // in UTF-8
   IgnoredElements ignored;         // of the request

@@ -63,18 +63,18 @@ Beginning encodingOf(std::string_view first) {
 }
 
 // Adds what is left of the body, up to its limit and a byte more, which the guard refuses.
-void readRest(FCGX_Stream* in, std::string& bytes) {
+void readRest(ByteSource& in, std::string& bytes) {
   std::array<char, 8192> piece = {};
-  int count = 0;
+  std::size_t count = 0;
   while (bytes.size() <= limits::kMaxBodyBytes &&
-         (count = FCGX_GetStr(piece.data(), static_cast<int>(piece.size()), in)) > 0) {
-    bytes.append(piece.data(), static_cast<std::size_t>(count));
+         (count = in.read(piece.data(), piece.size())) > 0) {
+    bytes.append(piece.data(), count);
   }
 }
 
 }  // namespace
 
-void RequestBody::begin(FCGX_Stream* in, std::string_view first, EnvelopeGuard& guard) {
+void RequestBody::begin(ByteSource& in, std::string_view first, EnvelopeGuard& guard) {
   begun_ = true;
   if (first.starts_with(kGzip)) {
     return guard.refuse(EnvelopeGuard::kOnlyUtf8);
@@ -97,11 +97,10 @@ void RequestBody::begin(FCGX_Stream* in, std::string_view first, EnvelopeGuard& 
   converted_->erase(0, declarationOf(*converted_).size());
 }
 
-std::size_t RequestBody::read(FCGX_Stream* in, char* buffer, std::size_t size,
+std::size_t RequestBody::read(ByteSource& in, char* buffer, std::size_t size,
                               EnvelopeGuard& guard) {
   if (!converted_) {
-    const int count = FCGX_GetStr(buffer, static_cast<int>(size), in);
-    const std::size_t received = count > 0 ? static_cast<std::size_t>(count) : 0;
+    const std::size_t received = in.read(buffer, size);
     if (!begun_) {
       begin(in, {buffer, received}, guard);
     }

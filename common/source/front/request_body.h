@@ -10,9 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include <fcgiapp.h>
-
 #include "front/envelope_guard.h"
+#include "front/exchange.h"
 
 class RequestBody {
  public:
@@ -21,10 +20,10 @@ class RequestBody {
 
   // Reads at most `size` bytes into `buffer`. Returns how many; 0 at the end, and where the guard
   // has refused the body: a compressed one, and one that is not in the encoding that it claims.
-  std::size_t read(FCGX_Stream* in, char* buffer, std::size_t size, EnvelopeGuard& guard);
+  std::size_t read(ByteSource& in, char* buffer, std::size_t size, EnvelopeGuard& guard);
 
  private:
-  void begin(FCGX_Stream* in, std::string_view first, EnvelopeGuard& guard);
+  void begin(ByteSource& in, std::string_view first, EnvelopeGuard& guard);
 
   bool begun_ = false;
   std::optional<std::string> converted_;

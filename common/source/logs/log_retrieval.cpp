@@ -87,8 +87,8 @@ int fetchLogEvents(global_data_t* glptr, const std::string& dbPath,
   CLog db;
   const int opened = db.init(dbPath, 0, false, false, true, true, pageSize, cacheSize, heapLimit);
   if (opened != 0) {
-    __psyslog->info(1, "Failed to open database %s, dbResult = %d", dbPath.c_str(), opened);
-    BnwsErrMsg(WS_NO_HISTORY, "Failed to open event log database", errorText, &opts);
+    refuse({WS_NO_HISTORY, "Failed to open event log database", errorText, &opts},
+           "Failed to open database %s, dbResult = %d", dbPath.c_str(), opened);
     return opened;
   }
   assert(db.is_initialized());
@@ -104,9 +104,9 @@ int fetchLogEvents(global_data_t* glptr, const std::string& dbPath,
   });
   if (!retrieval.inTime()) {
     events.clear();
-    __psyslog->info(1, "Failed to get events from database %s, dbResult = %d", dbPath.c_str(),
-                    retrieval.result);
-    BnwsErrMsg(WS_NO_DATA, "Database retrieval failed with these params", errorText, &opts);
+    refuse({WS_NO_DATA, "Database retrieval failed with these params", errorText, &opts},
+           "Failed to get events from database %s, dbResult = %d", dbPath.c_str(),
+           retrieval.result);
     return retrieval.succeeded() ? -1 : retrieval.result;
   }
   if (request.bTrimIncomplete && !events.empty() &&

@@ -54,8 +54,8 @@ bool fetchLabels(toolkit::CCds& cds, const CWritableLeaf& leaf, const char* name
 }
 
 void settleBadPath(CWritableLeaf& leaf, const _service_options_t* opts) {
-  __psyslog->info(1, "Error in supplied path %s", leaf.path.str().c_str());
-  BnwsErrMsg(WS_PATH_SYNTAX, "CDS Error in supplied path", leaf.reply, opts);
+  refuse({WS_PATH_SYNTAX, "CDS Error in supplied path", leaf.reply, opts},
+         "Error in supplied path %s", leaf.path.str().c_str());
   leaf.status = kBadPath;
 }
 
@@ -161,9 +161,9 @@ void convertBoolean(CWritableLeaf& leaf, const Labels& labels, const _service_op
   if (match == 0) {
     return acceptLabel(leaf, toolkit::CElement(state));
   }
-  __psyslog->info(1, "Cannot find bool match for %s to write to %s", leaf.value.c_str(),
-                  leaf.path.str().c_str());
-  BnwsErrMsg(WS_VALUE_FORMAT, "Cannot find bool match to write", leaf.reply, opts);
+  refuse({WS_VALUE_FORMAT, "Cannot find bool match to write", leaf.reply, opts},
+         "Cannot find bool match for %s to write to %s", leaf.value.c_str(),
+         leaf.path.str().c_str());
   leaf.status = match;
 }
 
@@ -176,9 +176,9 @@ void convertState(CWritableLeaf& leaf, const Labels& labels, const _service_opti
     const data_type_t type = leaf.dataType == DATA_ENUMERATED ? DATA_ENUMERATED : DATA_INTEGER;
     return acceptLabel(leaf, toolkit::CElement(state, type));
   }
-  __psyslog->info(1, "Cannot find enum match for %s to write to %s", leaf.value.c_str(),
-                  leaf.path.str().c_str());
-  BnwsErrMsg(WS_VALUE_FORMAT, "Cannot find PossibleValue match to write", leaf.reply, opts);
+  refuse({WS_VALUE_FORMAT, "Cannot find PossibleValue match to write", leaf.reply, opts},
+         "Cannot find enum match for %s to write to %s", leaf.value.c_str(),
+         leaf.path.str().c_str());
   leaf.status = match;
 }
 
@@ -259,8 +259,8 @@ Sending sendRecords(_global_data_t* glptr, Batch& batch, const _service_options_
     return sending;
   }
   const std::vector<pcd_tribool_t> persist(paths.size(), opts->persist ? PCD_TRUE : PCD_FALSE);
-  sending.succeeded =
-      glptr->cdsApi.set_leaves(paths, elements, persist, sending.statuses, writeSource()) == 0;
+  sending.succeeded = glptr->cdsApi.set_leaves(paths, elements, persist, sending.statuses,
+                                               writeSource(*glptr)) == 0;
   return sending;
 }
 
@@ -274,8 +274,8 @@ void answerSent(CWritableLeaf& leaf, const Sending& sending, const _service_opti
     __psyslog->info(2, "Wrote[%i] %s to %s", leaf.index, leaf.reply.c_str(),
                     leaf.path.str().c_str());
   } else {
-    __psyslog->info(1, "CDS write access failed for %s", leaf.path.str().c_str());
-    BnwsErrMsg(WS_WRITE_FAILED, "CDS write access failed", leaf.reply, opts);
+    refuse({WS_WRITE_FAILED, "CDS write access failed", leaf.reply, opts},
+           "CDS write access failed for %s", leaf.path.str().c_str());
   }
 }
 

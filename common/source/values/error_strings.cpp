@@ -1,5 +1,8 @@
 #include "values/error_strings.h"
 
+#include <array>
+#include <cstdarg>
+#include <cstdio>
 #include <iterator>
 
 #include "front/global_data.h"
@@ -46,6 +49,8 @@ const char BACnetWsErrors[35][36] = {
 
 namespace {
 
+constexpr std::size_t kMaxLine = 2048;  // bytes, more than the log keeps of a line
+
 const char* rowOf(WS_Errors code) {
   const auto index = static_cast<unsigned>(code);
   return BACnetWsErrors[index < std::size(BACnetWsErrors) ? index : 0];
@@ -82,4 +87,25 @@ void BnwsErrMsg(WS_Errors code, const char* text, std::string& out,
 
 void BnwsErrMsg(WS_Errors code, const char* text, std::string& out) {
   BnwsErrMsg(code, text, out, nullptr);
+}
+
+bool refuse(const Refusal& refusal, const char* format, ...) {
+  const int level = refusal.line == Refusal::Line::kDetail ? 6 : 1;
+  if (level <= __psyslog->level) {
+    std::array<char, kMaxLine> line = {};
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(line.data(), line.size(), format, arguments);
+    va_end(arguments);
+    if (refusal.line == Refusal::Line::kNotice) {
+      __psyslog->notice(level, "%s", line.data());
+    } else {
+      __psyslog->info(level, "%s", line.data());
+    }
+  }
+  if (!refusal.detail.empty()) {
+    __psyslog->info(2, "%s", refusal.detail.c_str());
+  }
+  BnwsErrMsg(refusal.code, refusal.text, refusal.out, refusal.opts);
+  return false;
 }

@@ -59,3 +59,22 @@ extern const char BACnetWsErrors[35][36];
 void BnwsErrMsg(toolkit::ws::WS_Errors code, const char* text, std::string& out,
                 const _service_options_t* opts);
 void BnwsErrMsg(toolkit::ws::WS_Errors code, const char* text, std::string& out);
+
+// What a client is told that does not get what it wants, and how the log hears of it.
+struct Refusal {
+  enum class Line {
+    kInfo,    // level 1
+    kNotice,  // level 1
+    kDetail,  // information, level 6
+  };
+
+  toolkit::ws::WS_Errors code;
+  const char* text;  // or null
+  std::string& out;
+  const _service_options_t* opts;
+  Line line = Line::kInfo;
+  std::string detail = {};  // a further line, at level 2; empty for none
+};
+
+// Logs the line, which may say more than the client is told, and builds the error string. False.
+bool refuse(const Refusal& refusal, const char* format, ...) __attribute__((format(printf, 2, 3)));

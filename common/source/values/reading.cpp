@@ -32,8 +32,8 @@ bool refuseUnauthorized(const toolkit::CPath& path, const _service_options_t* op
   if (mayRead(path)) {
     return false;
   }
-  __psyslog->notice(1, "Unauthorized read of %s", path.str().c_str());
-  BnwsErrMsg(WS_NOT_AUTHORIZED, "Unauthorized read", reply, opts);
+  refuse({WS_NOT_AUTHORIZED, "Unauthorized read", reply, opts, Refusal::Line::kNotice},
+         "Unauthorized read of %s", path.str().c_str());
   return true;
 }
 
@@ -149,8 +149,8 @@ void processListed(_global_data_t* glptr, _service_options_t* opts, toolkit::CPa
       path.isArrayElement() || nodeExists(glptr, path.getNodePath())) {
     return;
   }
-  __psyslog->info(1, "node no longer accessible at %s", path.getNodePath().c_str());
-  BnwsErrMsg(WS_NODE_NOT_FOUND, "CDS access failed", reply, opts);
+  refuse({WS_NODE_NOT_FOUND, "CDS access failed", reply, opts}, "node no longer accessible at %s",
+         path.getNodePath().c_str());
 }
 
 std::vector<toolkit::CPath> normalized(const std::vector<std::string>& paths) {
@@ -171,8 +171,8 @@ int pcd_getValue(struct soap* ctx, _service_options_t* opts, std::string& path,
   toolkit::CPath cdsPath(path);
   cdsPath.clearArrayElement();
   if (cdsPath.normalize() != 0) {
-    __psyslog->info(1, "Error in supplied path %s", path.c_str());
-    BnwsErrMsg(WS_PATH_SYNTAX, "CDS Error in supplied path", reply, opts);
+    refuse({WS_PATH_SYNTAX, "CDS Error in supplied path", reply, opts}, "Error in supplied path %s",
+           path.c_str());
     return 0;
   }
   if (refuseUnauthorized(cdsPath, opts, reply)) {
@@ -221,9 +221,9 @@ int pcd_ProcessValue(_global_data_t* glptr, _service_options_t* opts, int rc, to
     return 1;
   }
   if (rc != 0 || status != API_SUCCESS || element.type() == DATA_NONE) {
-    __psyslog->info(6, "CDS access failed for %s", path.str().c_str());
-    BnwsErrMsg(status == API_BAD_PATH ? WS_PATH_SYNTAX : WS_NODE_NOT_FOUND, "CDS access failed",
-               reply, opts);
+    const WS_Errors code = status == API_BAD_PATH ? WS_PATH_SYNTAX : WS_NODE_NOT_FOUND;
+    refuse({code, "CDS access failed", reply, opts, Refusal::Line::kDetail},
+           "CDS access failed for %s", path.str().c_str());
     return 1;
   }
   if (!answerLeaf(glptr, opts, path, element, source, isMultistate, reply)) {

@@ -37,11 +37,6 @@ constexpr std::array<DataTypeRow, 26> DataTypeMap = {{
     {DATA_INTEGER, 31},       {DATA_NONE, -1},
 }};
 
-std::string environment(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? std::string() : value;
-}
-
 // What the leaf holds, if anything.
 std::optional<toolkit::CElement> fetch(_global_data_t* glptr, const toolkit::CPath& path) {
   auto element = glptr->cdsApi.find_leaf(path);
@@ -51,11 +46,11 @@ std::optional<toolkit::CElement> fetch(_global_data_t* glptr, const toolkit::CPa
 int refuseMissing(const toolkit::CPath& path, api_status_t status, std::string& reply,
                   const _service_options_t* opts) {
   if (status == API_NOT_FOUND) {
-    __psyslog->info(1, "Node does not exist for %s", path.str().c_str());
-    BnwsErrMsg(WS_NODE_NOT_FOUND, "Node does not exist", reply, opts);
+    refuse({WS_NODE_NOT_FOUND, "Node does not exist", reply, opts}, "Node does not exist for %s",
+           path.str().c_str());
   } else {
-    __psyslog->info(1, "CCds::get_leaf() call failed for %s", path.str().c_str());
-    BnwsErrMsg(WS_NODE_NOT_FOUND, "CDS access failed", reply, opts);
+    refuse({WS_NODE_NOT_FOUND, "CDS access failed", reply, opts},
+           "CCds::get_leaf() call failed for %s", path.str().c_str());
   }
   return 1;
 }
@@ -78,8 +73,8 @@ int checkWritable(_global_data_t* glptr, const toolkit::CPath& path, int attribu
   if (writable && writable->to_bool()) {
     return 0;
   }
-  __psyslog->info(1, "Value is not Writable for %s", path.str().c_str());
-  BnwsErrMsg(WS_NOT_WRITABLE, "Value is not Writable", reply, opts);
+  refuse({WS_NOT_WRITABLE, "Value is not Writable", reply, opts}, "Value is not Writable for %s",
+         path.str().c_str());
   return 2;
 }
 
@@ -131,17 +126,16 @@ bool mapLabel(_global_data_t* glptr, bool testMode, const toolkit::CPath& path, 
                .StringToMultiValue(path, type, value, element, isMultistate,
                                    testMode ? Labels::kAny : Labels::kWritable) == 0;
   if (!mapped && isMultistate) {
-    __psyslog->info(1, "Cannot find PossibleValue match to write %s to %s", value.c_str(),
-                    path.str().c_str());
-    BnwsErrMsg(WS_VALUE_FORMAT, "Cannot find PossibleValue match to write", reply, opts);
+    refuse({WS_VALUE_FORMAT, "Cannot find PossibleValue match to write", reply, opts},
+           "Cannot find PossibleValue match to write %s to %s", value.c_str(), path.str().c_str());
     return false;
   }
   return true;
 }
 
 void refuseWrite(const toolkit::CPath& path, std::string& reply, const _service_options_t* opts) {
-  __psyslog->info(1, "CCds::set_leaf() call failed for %s", path.str().c_str());
-  BnwsErrMsg(WS_WRITE_FAILED, "CDS write access failed", reply, opts);
+  refuse({WS_WRITE_FAILED, "CDS write access failed", reply, opts},
+         "CCds::set_leaf() call failed for %s", path.str().c_str());
 }
 
 void writeLeaf(_global_data_t* glptr, const toolkit::CPath& path, const toolkit::CElement& element,
@@ -162,7 +156,7 @@ void convertAndWrite(_global_data_t* glptr, bool testMode, const _service_option
                      const toolkit::CPath& path, const std::string& value, data_type_t type,
                      std::string& reply) {
   const int attribute = pcd_attr_str_to_enum(path.getPathAttribute());
-  const std::string source = writeSource();
+  const std::string source = writeSource(*glptr);
   toolkit::CElement element(value);
   element.set_time(writeTime());
   if (type == DATA_NONE) {
@@ -271,8 +265,8 @@ int pcd_setValue(struct soap* ctx, bool testMode, const _service_options_t* opts
   }
   toolkit::CPath cdsPath(path);
   if (cdsPath.normalize() != 0) {
-    __psyslog->info(1, "Error in supplied path %s", path.c_str());
-    BnwsErrMsg(WS_PATH_SYNTAX, "CDS Error in supplied path", reply, opts);
+    refuse({WS_PATH_SYNTAX, "CDS Error in supplied path", reply, opts}, "Error in supplied path %s",
+           path.c_str());
     return 0;
   }
   if (!cdsPath.is_write_authorized()) {
@@ -344,7 +338,7 @@ bool pcd_fixValueType(_global_data_t* glptr, const toolkit::CPath& path, const s
   const auto type = static_cast<data_type_t>(pcd_BACnetValueTypeToCdsType(value, isMultistate));
   const pcd_tribool_t persist = source == ELEMENT_PERSISTENT ? PCD_TRUE : PCD_FALSE;
   return glptr->cdsApi.set_leaf(companion, convertedOrZero(element, type), status, persist,
-                                writeSource()) == 0 &&
+                                writeSource(*glptr)) == 0 &&
          status == API_SUCCESS;
 }
 
@@ -363,10 +357,10 @@ int pcd_BACnetValueTypeToCdsType(const std::string& name, bool& isMultistate) {
   return type == DATA_NONE ? DATA_STRING : type;
 }
 
-std::string writeSource() {
+std::string writeSource(const global_data_t& global) {
   std::string source;
-  toolkit::CEvent::format_source_string(source, "Web-Services", environment("REMOTE_USER"),
-                                        environment("REMOTE_ADDR"));
+  toolkit::CEvent::format_source_string(source, "Web-Services", global.caller.user.value_or(""),
+                                        global.caller.address.value_or(""));
   return source;
 }
 

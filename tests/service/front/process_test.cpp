@@ -7,10 +7,11 @@
 #include <regex>
 
 #include "front/process.h"
-#include "front/request_loop.h"
+#include "front/timer.h"
 #include "handler_fixture.h"
 #include "service_fixture.h"
 #include "store_fixture.h"
+#include "toolkit/time.h"
 
 namespace fs = std::filesystem;
 
@@ -210,6 +211,22 @@ TEST_F(Timer, AWatchdogsRowThatIsGoneIsMadeAgain) {
   std::vector<toolkit::admin::Watchdog> rows;
   EXPECT_EQ(toolkit::admin::watchdogs(rows), "");
   EXPECT_EQ(rows.size(), 1U);
+}
+
+TEST_F(Timer, TheTaskRunsAfterAFullWait) {
+  global_.connxns.emplace(global_.cdsApi, "/Connections", __psyslog);
+  const std::int32_t start = qel_GetMonoTime();
+  TaskTimer timer(global_);
+  EXPECT_NEAR(global_.nextConnCheck, start + 60, 10);
+  EXPECT_EQ(timer.timeLeft().tv_sec, 5);
+  global_.nextConnCheck = start;
+  timer.timeLeft() = {0, 1};
+  timer.runWhenDue();
+  EXPECT_EQ(global_.nextConnCheck, start);
+  timer.timeLeft() = {0, 0};
+  timer.runWhenDue();
+  EXPECT_NEAR(global_.nextConnCheck, start + 600, 10);
+  EXPECT_EQ(timer.timeLeft().tv_sec, 5);
 }
 
 }  // namespace

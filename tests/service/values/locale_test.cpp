@@ -1,5 +1,5 @@
 // Which locale a request is answered in, and the locale operations.
-#include "front/request_loop.h"
+#include "front/clients.h"
 #include "handler_fixture.h"
 #include "service_fixture.h"
 #include "values/locales.h"

@@ -1,0 +1,181 @@
+#include "front/envelope_server.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cassert>
+#include <exception>
+
+#include "TarnixH.h"
+#include "front/clients.h"
+#include "front/global_data.h"
+
+namespace {
+
+constexpr int kFirstStopCode = 1000;       // engine codes from here on need no fault
+constexpr const char* kRealm = "dravixd";  // as the web server's
+
+class Memory : public ByteSource, public ByteSink {
+ public:
+  explicit Memory(std::string_view request) : request_(request) {}
+
+  std::size_t read(char* buffer, std::size_t size) override {
+    const std::size_t count = request_.copy(buffer, size);
+    request_.remove_prefix(count);
+    return count;
+  }
+  bool write(const char* bytes, std::size_t size) override {
+    reply_.append(bytes, size);
+    return true;
+  }
+  void close() override {}
+
+  std::string takeReply() { return std::move(reply_); }
+
+ private:
+  std::string_view request_;
+  std::string reply_;
+};
+
+// Who and what is served, where the handlers and the hooks find it.
+class Serving {
+ public:
+  Serving(global_data_t& global, const Caller& caller, Exchange& exchange)
+      : global_(global), environment_((global.caller = caller)) {
+    global.pReq = &exchange;
+  }
+  ~Serving() {
+    global_.pReq = nullptr;
+    global_.caller = {};
+  }
+  Serving(const Serving&) = delete;
+  Serving& operator=(const Serving&) = delete;
+
+ private:
+  global_data_t& global_;
+  CallerInEnvironment environment_;
+};
+
+// Refuses a body whose headers say that it is too large or compressed, before any of it is looked
+// at.
+void checkHeaders(const Exchange& exchange, EnvelopeGuard& guard) {
+  if (exchange.announcedBytes > limits::kMaxBodyBytes) {
+    guard.refuse(EnvelopeGuard::kTooLarge);
+  }
+  if (!exchange.encoding.empty() && strcasecmp(exchange.encoding.c_str(), "identity") != 0) {
+    guard.refuse(EnvelopeGuard::kOnlyUtf8);
+  }
+}
+
+void drain(ByteSource& in) {
+  char buffer[8192];
+  std::size_t drained = 0;
+  std::size_t count = 0;
+  while (drained < limits::kMaxDrainedBytes && (count = in.read(buffer, sizeof buffer)) > 0) {
+    drained += count;
+  }
+}
+
+// Sends the fault for the context's error, or for what the guard refused. A request that ended
+// before its envelope began is answered in SOAP 1.1.
+void sendFault(struct soap* ctx) {
+  global_data_t* glptr = globalData(ctx);
+  ctx->version = std::max<short>(ctx->version, 1);
+  if (glptr->guard.refused()) {
+    drain(*glptr->pReq->in);
+    soap_sender_fault(ctx, glptr->guard.reason(), nullptr);
+  } else if (ctx->error == SOAP_SVR_FAULT) {
+    // The engine's text for this code is right, but not the side that it blames.
+    soap_receiver_fault(ctx, "Server fault", nullptr);
+  }
+  soap_send_fault(ctx);
+}
+
+// The reply goes out first: the web server works on it while the engine tidies up.
+void endReply(struct soap* ctx) {
+  globalData(ctx)->pReq->out->close();
+  soap_delete(ctx, nullptr);
+  soap_end(ctx);
+}
+
+bool serveEnvelope(struct soap* ctx) {
+  return soap_envelope_begin_in(ctx) == SOAP_OK && soap_recv_header(ctx) == SOAP_OK &&
+         soap_body_begin_in(ctx) == SOAP_OK && soap_serve_request(ctx) == SOAP_OK;
+}
+
+}  // namespace
+
+void installHooks(struct soap* ctx) {
+  ctx->frecv = myrecv;
+  ctx->fsend = mysend;
+}
+
+void serveExchange(struct soap* ctx, const Caller& caller, Exchange& exchange, bool firstRequest) {
+  global_data_t& global = *globalData(ctx);
+  const Serving serving(global, caller, exchange);
+  recordCaller(global);
+  soap_process(ctx, firstRequest);
+}
+
+std::string serveBytes(struct soap* ctx, const Caller& caller, std::string_view request) {
+  Memory memory(request);
+  Exchange exchange;
+  exchange.in = &memory;
+  exchange.out = &memory;
+  serveExchange(ctx, caller, exchange, false);
+  return memory.takeReply();
+}
+
+size_t myrecv(struct soap* ctx, char* buf, size_t len) {
+  global_data_t* glptr = globalData(ctx);
+  assert(glptr->pReq != __null);      // NOLINT(modernize-use-nullptr)
+  assert(glptr->pReq->in != __null);  // NOLINT(modernize-use-nullptr)
+  if (buf == nullptr || len == 0 || glptr->guard.refused()) {
+    return 0;
+  }
+  const size_t received = glptr->body.read(*glptr->pReq->in, buf, len, glptr->guard);
+  return glptr->guard.accept({buf, received}) ? received : 0;
+}
+
+int mysend(struct soap* ctx, const char* buf, size_t len) {
+  global_data_t* glptr = globalData(ctx);
+  assert(glptr->pReq != __null);       // NOLINT(modernize-use-nullptr)
+  assert(glptr->pReq->out != __null);  // NOLINT(modernize-use-nullptr)
+  return buf != nullptr && glptr->pReq->out->write(buf, len) ? 0 : -1;
+}
+
+int soap_process(struct soap* ctx, bool /*firstRequest*/) {
+  global_data_t* glptr = globalData(ctx);
+  glptr->guard.reset();
+  glptr->body.reset();
+  checkHeaders(*glptr->pReq, glptr->guard);
+  // A reply is written once, kept, and sent with its length; the engine would write it twice, first
+  // to count it. It goes back to that after each reply.
+  soap_set_omode(ctx, SOAP_IO_STORE);
+  soap_begin(ctx);
+  if (soap_begin_recv(ctx) != SOAP_OK) {
+    __psyslog->info(0, "Failed on soap_begin_recv, soap->error = 0x%X; ",
+                    static_cast<unsigned>(ctx->error));
+    if (ctx->error < kFirstStopCode) {
+      sendFault(ctx);
+    }
+    soap_closesock(ctx);
+    endReply(ctx);
+    return 0;
+  }
+  ctx->authrealm = kRealm;
+  try {
+    if (!serveEnvelope(ctx)) {
+      __psyslog->info(0, "Failed in soap processing; ");
+      sendFault(ctx);
+    }
+  } catch (const std::exception& e) {
+    __psyslog->info(0, "Exception in soap_serve processing: %s", e.what());
+    // The engine knows of no error yet and would send nothing.
+    soap_receiver_fault(ctx, "Internal error", nullptr);
+    soap_send_fault(ctx);
+  }
+  endReply(ctx);
+  glptr->ignored.report();
+  return 0;
+}

@@ -1,0 +1,67 @@
+// refuse(): what the log hears of a refusal, in which order and at which level.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "front/global_data.h"
+#include "test_program.h"
+#include "values/error_strings.h"
+
+namespace {
+
+using namespace toolkit::ws;
+
+class Refusals : public testing::Test {
+ protected:
+  ~Refusals() override { __psyslog = nullptr; }
+
+  // The lines of a logger of the level, each from its severity on.
+  std::string logged(int level, const Refusal& refusal, const std::string& subject) const {
+    const std::string file = folder_.path() / std::to_string(level);
+    setenv("TOOLKIT_LOG", file.c_str(), 1);
+    toolkit::CSysLog log("t", level, false, false, true);
+    unsetenv("TOOLKIT_LOG");
+    __psyslog = &log;
+    EXPECT_FALSE(refuse(refusal, "Nothing at %s (%d)", subject.c_str(), 7));
+    std::ifstream lines(file);
+    std::string result;
+    for (std::string line; std::getline(lines, line);) {
+      result += line.substr(line.find(" t ") + 3) + "\n";
+    }
+    std::filesystem::remove(file);
+    return result;
+  }
+
+  TemporaryFolder folder_;
+  std::string out_ = "before";
+};
+
+TEST_F(Refusals, TheLineComesBeforeTheErrorString) {
+  const Refusal refusal = {WS_NO_DATA, "Gone", out_, nullptr, Refusal::Line::kInfo, "byte 3"};
+  const std::string first = "info: Nothing at /a%s (7)\n";
+  const std::string last = "info: BnwsErrMsg: ? 22 No Data Available : Gone\n";
+  EXPECT_EQ(logged(2, refusal, "/a%s"), first + "info: byte 3\n" + last);
+  EXPECT_EQ(logged(1, refusal, "/a%s"), first + last);
+  EXPECT_EQ(out_, "? 22 No Data Available : Gone");
+  EXPECT_EQ(logged(0, {WS_NO_DATA, nullptr, out_, nullptr}, "/a"), "");
+  EXPECT_EQ(out_, "? 22 No Data Available") << "also where nothing is logged";
+}
+
+TEST_F(Refusals, ALineHasItsSeverityAndLevel) {
+  const std::string answer = "info: BnwsErrMsg: ? 16 Write Failed\n";
+  const Refusal notice = {WS_WRITE_FAILED, "", out_, nullptr, Refusal::Line::kNotice};
+  EXPECT_EQ(logged(1, notice, "/a"), "notice: Nothing at /a (7)\n" + answer);
+  const Refusal detail = {WS_WRITE_FAILED, "", out_, nullptr, Refusal::Line::kDetail};
+  EXPECT_EQ(logged(5, detail, "/a"), answer);
+  EXPECT_EQ(logged(6, detail, "/a"), "info: Nothing at /a (7)\n" + answer);
+}
+
+TEST_F(Refusals, ALongLineIsCutWhereTheLogCutsAny) {
+  const Refusal refusal = {WS_NO_DATA, nullptr, out_, nullptr};
+  const std::string lines = logged(1, refusal, std::string(5000, 'x'));
+  EXPECT_EQ(lines.find('\n'), std::string("info: ").size() + 2000);
+}
+
+}  // namespace
