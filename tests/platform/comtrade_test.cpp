@@ -208,8 +208,10 @@ TEST(Comtrade, EachChannelHasANameOfItsOwn) {
       reached += std::to_string(found - channels.data() + 1) + " ";
     }
     EXPECT_EQ(reached, places) << name;
-    for (const char* none : {"#0", "#4", "#", "#1x", "#-1", "va", "VA#3", "#99999999999999999999"})
+    for (const char* none :
+         {"#0", "#4", "#", "#1x", "#-1", "va", "VA#3", "#99999999999999999999"}) {
       EXPECT_EQ(read.config.analogChannel(none), nullptr) << name << none;
+    }
   }
 }
 
@@ -298,8 +300,9 @@ TEST(Comtrade, DamageIsNamed) {
     EXPECT_TRUE(samples.channels.empty());
     EXPECT_NE(view.last_error().find(why), std::string::npos) << view.last_error();
   }
-  for (const std::string& name : recordsThatBeginWith("bad-"))
+  for (const std::string& name : recordsThatBeginWith("bad-")) {
     EXPECT_EQ(tried.count(name), 1U) << name;
+  }
 }
 
 TEST(Comtrade, AUrlNamesAFileOfTheFolder) {

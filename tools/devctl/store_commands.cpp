@@ -33,9 +33,12 @@ const char* reason(api_status_t status) {
       return "cannot be removed";
     case API_STORE_FULL:
       return "the store is full";
-    default:
-      return "the store failed";
+    case API_NONE:
+    case API_SUCCESS:
+    case API_FAILED:
+      break;
   }
+  return "the store failed";
 }
 
 [[noreturn]] void fail(const std::string& path, const std::string& why) {

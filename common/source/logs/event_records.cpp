@@ -34,7 +34,12 @@ void fillValue(global_data_t* glptr, struct soap* ctx, const std::string& nodePa
       }
       break;
     }
-    default:
+    case DATA_NONE:
+    case DATA_REAL:
+    case DATA_TIMEVAL:
+    case DATA_STRING:
+    case DATA_SAME_AS_VALUE:
+    case DATA_INTEGER64:
       break;
   }
 }

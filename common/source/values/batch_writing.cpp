@@ -214,7 +214,7 @@ void convertValue(_global_data_t* glptr, bool testMode, CWritableLeaf& leaf, Bat
     case DATA_STRING:
     case DATA_SAME_AS_VALUE:
       return;
-    default:
+    case DATA_NONE:
       __psyslog->info(1, "Unknown ValueType for %s", leaf.path.str().c_str());
   }
 }

@@ -51,7 +51,12 @@ void localizeValue(_global_data_t* glptr, const _service_options_t* opts,
     case DATA_INTEGER:
       isMultistate = stateLabel(glptr, path.getNodePath(), element.to_int(), opts->locale, reply);
       break;
-    default:
+    case DATA_NONE:
+    case DATA_REAL:
+    case DATA_TIMEVAL:
+    case DATA_STRING:
+    case DATA_SAME_AS_VALUE:
+    case DATA_INTEGER64:
       break;
   }
 }

@@ -210,9 +210,14 @@ int checkText(const std::string& text, data_type_t type) {
       return isIntegerText(text) ? 0 : 2;
     case DATA_REAL:
       return isRealText(text) ? 0 : 3;
-    default:
-      return 0;
+    case DATA_NONE:
+    case DATA_TIMEVAL:
+    case DATA_STRING:
+    case DATA_SAME_AS_VALUE:
+    case DATA_INTEGER64:
+      break;
   }
+  return 0;
 }
 
 // The value of a text that checkText accepts.

@@ -39,8 +39,8 @@ class CPath {
 
   CPath() = default;
   // Implicit: a literal path is a path. Takes the text as it is; normalize() checks it.
-  CPath(std::string text) : text_(std::move(text)) {}  // NOLINT(google-explicit-constructor)
-  CPath(const char* text) : text_(text) {}             // NOLINT(google-explicit-constructor)
+  CPath(std::string text) : text_(std::move(text)) {}
+  CPath(const char* text) : text_(text) {}
 
   // Parses the text. 0, or non-zero for text outside the grammar; the accessors below are then
   // empty. Calling it again is harmless.

@@ -229,9 +229,15 @@ bool operator==(const CElement& a, const CElement& b) {
       return sameReal(a.to_double(), b.to_double());
     case DATA_STRING:
       return std::get<std::string>(a.value_) == std::get<std::string>(b.value_);
-    default:
-      return a.to_int64() == b.to_int64();
+    case DATA_NONE:
+    case DATA_BOOLEAN:
+    case DATA_ENUMERATED:
+    case DATA_INTEGER:
+    case DATA_SAME_AS_VALUE:
+    case DATA_INTEGER64:
+      break;
   }
+  return a.to_int64() == b.to_int64();
 }
 
 }  // namespace toolkit

@@ -67,9 +67,11 @@ TakeColumn columnTaker(DataType type) {
       return takeColumn<Binary32>;
     case DataType::kFloat32:
       return takeColumn<Float32>;
-    default:
-      return takeColumn<Binary>;
+    case DataType::kAscii:
+    case DataType::kBinary:
+      break;
   }
+  return takeColumn<Binary>;
 }
 
 std::size_t valueSize(DataType type) {

@@ -21,9 +21,7 @@ class Key {
  public:
   // `head`, a zero byte, `tail`. Longer parts than a key holds make a key that is in no table.
   Key(std::string_view head, std::string_view tail);
-  operator std::string_view() const {
-    return {bytes_, size_};
-  }  // NOLINT(google-explicit-constructor)
+  operator std::string_view() const { return {bytes_, size_}; }
 
  private:
   char bytes_[kMaxKey];
