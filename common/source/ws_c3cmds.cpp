@@ -70,21 +70,21 @@ class Queuing {
     std::string entry;
     switch (cmd->__union_sendCmdUnion) {
       case SOAP_UNION_nsc3__sendCmdUnion_cmdLine: {
-        assert(cmd->cmd.cmdLine != 0);  // NOLINT(modernize-use-nullptr): printed as it stands
+        assert(cmd->cmd.cmdLine != 0);  // NOLINT(modernize-use-nullptr): printed so
         description_ = "cmdLine: " + *cmd->cmd.cmdLine;
         entry = "/cmdLine/" + *cmd->cmd.cmdLine;
         break;
       }
       case SOAP_UNION_nsc3__sendCmdUnion_cmdBasic: {
         const nsc3__simpleCmd* cmdBasic = cmd->cmd.cmdBasic;
-        assert(cmdBasic != 0);  // NOLINT(modernize-use-nullptr): printed as it stands
+        assert(cmdBasic != 0);  // NOLINT(modernize-use-nullptr): printed so
         description_ = "cmdBasic: " + cmdBasic->name;
         entry = "/cmdBasic/" + cmdBasic->name + "/" + cmdBasic->param;
         break;
       }
       case SOAP_UNION_nsc3__sendCmdUnion_cmdIval: {
         const nsc3__setValueCmd* cmdIval = cmd->cmd.cmdIval;
-        assert(cmdIval != 0);  // NOLINT(modernize-use-nullptr): printed as it stands
+        assert(cmdIval != 0);  // NOLINT(modernize-use-nullptr): printed so
         description_ = "cmdIval: " + cmdIval->name;
         entry = "/cmdIval/" + cmdIval->name + "/" + cmdIval->param;
         break;
@@ -220,7 +220,7 @@ bool readDocument(struct soap* ctx, const std::string& document, int cmdHandle,
 int nsc3__sendDeviceCmd(struct soap* ctx, std::string* options, std::string* devPath,
                         nsc3__sendCmd_s* cmd, nsc3__sendDeviceCmdResponse& response) {
   global_data_t* glptr = globalData(ctx);
-  assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed as it stands
+  assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed so
   if (!glptr->cdsApi.is_initialized()) {
     return SOAP_OK;
   }

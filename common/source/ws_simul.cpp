@@ -171,11 +171,9 @@ int __nst1__Reset(struct soap* ctx, _nst1__Reset* /*request*/, _nst1__ResetRespo
 
 int __nst1__RemoveNode(struct soap* ctx, _nst1__RemoveNode* nst1__RemoveNode,
                        _nst1__RemoveNodeResponse* nst1__RemoveNodeResponse) {
-  assert(nst1__RemoveNode != __null);  // NOLINT(modernize-use-nullptr): printed as it stands
-  assert(nst1__RemoveNode->basePath !=
-         __null);  // NOLINT(modernize-use-nullptr): printed as it stands
-  assert(nst1__RemoveNodeResponse !=
-         __null);  // NOLINT(modernize-use-nullptr): printed as it stands
+  assert(nst1__RemoveNode != __null);            // NOLINT(modernize-use-nullptr): printed so
+  assert(nst1__RemoveNode->basePath != __null);  // NOLINT(modernize-use-nullptr): printed so
+  assert(nst1__RemoveNodeResponse != __null);    // NOLINT(modernize-use-nullptr): printed so
   const std::string& basePath = *nst1__RemoveNode->basePath;
   _service_options_t opts;
   parseServiceOptions(ctx->user, nst1__RemoveNode->options, &opts);

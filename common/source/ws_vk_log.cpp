@@ -100,7 +100,7 @@ void answerAlarms(struct soap* ctx, const nsvk__logRetrieveRequest& request,
 int nsvk__getDeltaLog(struct soap* ctx, nsvk__logRetrieveRequest* request,
                       nsvk__getDeltaLogResponse& response) {
   global_data_t* glptr = globalData(ctx);
-  assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed as it stands
+  assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed so
   std::vector<toolkit::CEvent> events;
   if (fetchEvents(glptr, glptr->deltaLog, recordOf(request), glptr->maxRecords, response.result,
                   response.numTrimmedPoints, events) == 0) {
@@ -117,7 +117,7 @@ int nsvk__getDeltaLog(struct soap* ctx, nsvk__logRetrieveRequest* request,
 int nsvk__getEventLog(struct soap* ctx, nsvk__logRetrieveRequest* request,
                       nsvk__getEventLogResponse& response) {
   global_data_t* glptr = globalData(ctx);
-  assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed as it stands
+  assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed so
   const nsvk__logRetrieveRequest& asked = recordOf(request);
   const std::string& dbPath =
       asked.rqstType == LgRqTypAlarmEvents ? glptr->eventLog : glptr->systemLog;

@@ -75,7 +75,7 @@ bool findDevice(global_data_t* glptr, const _service_options_t& opts, const std:
 int GetDeviceParams(global_data_t* glptr, const _service_options_t& opts,
                     const std::string& devicePath, const std::vector<std::string>& pointPaths,
                     std::string& errorText, trend::CDeviceParams& deviceParams) {
-  assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed as it stands
+  assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed so
   assert(glptr->cdsApi.is_initialized());
   if (!CheckOpenTrendLog(glptr, opts, errorText) ||
       !findDevice(glptr, opts, devicePath, errorText, deviceParams.device)) {

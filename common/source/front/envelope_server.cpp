@@ -128,8 +128,8 @@ std::string serveBytes(struct soap* ctx, const Caller& caller, std::string_view 
 
 size_t myrecv(struct soap* ctx, char* buf, size_t len) {
   global_data_t* glptr = globalData(ctx);
-  assert(glptr->pReq != __null);      // NOLINT(modernize-use-nullptr): printed as it stands
-  assert(glptr->pReq->in != __null);  // NOLINT(modernize-use-nullptr): printed as it stands
+  assert(glptr->pReq != __null);      // NOLINT(modernize-use-nullptr): printed so
+  assert(glptr->pReq->in != __null);  // NOLINT(modernize-use-nullptr): printed so
   if (buf == nullptr || len == 0 || glptr->guard.refused()) {
     return 0;
   }
@@ -139,8 +139,8 @@ size_t myrecv(struct soap* ctx, char* buf, size_t len) {
 
 int mysend(struct soap* ctx, const char* buf, size_t len) {
   global_data_t* glptr = globalData(ctx);
-  assert(glptr->pReq != __null);       // NOLINT(modernize-use-nullptr): printed as it stands
-  assert(glptr->pReq->out != __null);  // NOLINT(modernize-use-nullptr): printed as it stands
+  assert(glptr->pReq != __null);       // NOLINT(modernize-use-nullptr): printed so
+  assert(glptr->pReq->out != __null);  // NOLINT(modernize-use-nullptr): printed so
   return buf != nullptr && glptr->pReq->out->write(buf, len) ? 0 : -1;
 }
 

@@ -80,7 +80,7 @@ inline global_data_t* globalData(const struct soap* ctx) {
 // The same, for a request that goes to the store: asserts that start-up has opened it.
 inline global_data_t* globalDataWithStore(const struct soap* ctx) {
   global_data_t* glptr = globalData(ctx);
-  assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed as it stands
+  assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed so
   assert(glptr->cdsApi.is_initialized());
   return glptr;
 }
