@@ -4,9 +4,9 @@
 #include <array>
 #include <cmath>
 
-#include "alarm.h"
+#include "alarms/alarm.h"
+#include "logs/system_events.h"
 #include "read_batch.h"
-#include "system_events.h"
 #include "toolkit/multistate.h"
 #include "toolkit/time.h"
 #include "units.h"

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "alarm.h"
+#include "alarms/alarm.h"
 #include "command_documents.h"
 #include "command_tree.h"
 #include "due.h"

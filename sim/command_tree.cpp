@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "alarm.h"
+#include "alarms/alarm.h"
 #include "command_documents.h"
 #include "read_batch.h"
 #include "toolkit/commands.h"

@@ -10,16 +10,16 @@
 #include <iostream>
 #include <optional>
 
-#include "alarm_engine.h"
+#include "alarms/alarm_engine.h"
 #include "backfill.h"
 #include "command_queues.h"
-#include "deltas.h"
 #include "installation.h"
-#include "recorder.h"
-#include "system_events.h"
+#include "logs/deltas.h"
+#include "logs/recorder.h"
+#include "logs/system_events.h"
+#include "logs/trend_recorder.h"
 #include "toolkit/time.h"
 #include "toolkit/watchdog.h"
-#include "trend_recorder.h"
 #include "waveform_recorder.h"
 
 namespace {

@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "alarm.h"
+#include "alarms/alarm.h"
 
 namespace sim {
 

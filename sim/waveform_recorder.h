@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "alarm.h"
+#include "alarms/alarm.h"
 #include "plant.h"
 #include "toolkit/cds.h"
 #include "waveform_folder.h"

@@ -6,9 +6,9 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "alarm_rules.h"
+#include "alarms/alarm_rules.h"
+#include "logs/system_events.h"
 #include "model_file.h"
-#include "system_events.h"
 #include "test_program.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "alarm.h"
+#include "alarms/alarm.h"
 
 #include <algorithm>
 #include <charconv>

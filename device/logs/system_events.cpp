@@ -1,6 +1,6 @@
-#include "system_events.h"
+#include "logs/system_events.h"
 
-#include "alarm.h"
+#include "alarms/alarm.h"
 
 namespace sim {
 

@@ -17,7 +17,7 @@
 #include <optional>
 #include <vector>
 
-#include "alarm.h"
+#include "alarms/alarm.h"
 #include "toolkit/event_stream.h"
 #include "waveform_recorder.h"
 

@@ -1,13 +1,13 @@
-#include "deltas.h"
+#include "logs/deltas.h"
 
 #include <algorithm>
 #include <cmath>
 #include <map>
 
-#include "alarm.h"
+#include "alarms/alarm.h"
 #include "device_nodes.h"
 #include "due.h"
-#include "system_events.h"
+#include "logs/system_events.h"
 #include "toolkit/leaf_batch.h"
 
 namespace sim {

@@ -1,4 +1,4 @@
-#include "trend_recorder.h"
+#include "logs/trend_recorder.h"
 
 namespace sim {
 

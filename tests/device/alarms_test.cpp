@@ -1,5 +1,5 @@
 // The alarms' way through the store, on the test's own clock.
-#include "alarm_engine.h"
+#include "alarms/alarm_engine.h"
 
 #include <set>
 

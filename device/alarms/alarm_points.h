@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "alarm_rules.h"
+#include "alarms/alarm_rules.h"
 #include "toolkit/cds.h"
 
 namespace sim {

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "alarm_points.h"
+#include "alarms/alarm_points.h"
 #include "read_batch.h"
 #include "toolkit/event.h"
 #include "toolkit/leaf_batch.h"

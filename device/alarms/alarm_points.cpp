@@ -1,4 +1,4 @@
-#include "alarm_points.h"
+#include "alarms/alarm_points.h"
 
 #include <cmath>
 

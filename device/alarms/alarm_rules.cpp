@@ -1,4 +1,4 @@
-#include "alarm_rules.h"
+#include "alarms/alarm_rules.h"
 
 #include <cmath>
 

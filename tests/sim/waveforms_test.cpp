@@ -4,7 +4,7 @@
 #include <numeric>
 #include <set>
 
-#include "alarm_engine.h"
+#include "alarms/alarm_engine.h"
 #include "installation.h"
 #include "sandbox.h"
 #include "toolkit/comtrade.h"

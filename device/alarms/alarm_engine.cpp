@@ -1,4 +1,4 @@
-#include "alarm_engine.h"
+#include "alarms/alarm_engine.h"
 
 #include <algorithm>
 #include <utility>

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "alarm_engine.h"
+#include "alarms/alarm_engine.h"
 
 namespace sim {
 

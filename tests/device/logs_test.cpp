@@ -6,11 +6,11 @@
 #include <sstream>
 
 #include "backfill.h"
-#include "deltas.h"
+#include "logs/deltas.h"
+#include "logs/recorder.h"
+#include "logs/trend_recorder.h"
 #include "model_file.h"
-#include "recorder.h"
 #include "sandbox.h"
-#include "trend_recorder.h"
 
 using toolkit::CElement;
 using toolkit::CEvent;

@@ -1,4 +1,4 @@
-#include "recorder.h"
+#include "logs/recorder.h"
 
 #include <algorithm>
 
