@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-namespace sim {
+namespace device {
 
 using toolkit::CElement;
 using toolkit::CEvent;
@@ -139,17 +139,27 @@ std::uint64_t alarmNumber(const std::string& node) {
 bool readAlarm(toolkit::CCds& cds, std::uint64_t number, Alarm& alarm) {
   alarm = {};
   alarm.number = number;
-  ReadBatch batch;
+  toolkit::CLeafReader batch;
   const std::vector<Leaf> names = leavesOf(alarm);
-  for (const Leaf& leaf : names) batch.add(alarm.node() + "/" + leaf.node);
-  if (!batch.read(cds)) return false;
+  std::vector<toolkit::CLeafReader::Handle> handles;
+  for (const Leaf& leaf : names) {
+    handles.push_back(batch.add(alarm.node() + "/" + leaf.node));
+  }
+  if (!batch.read(cds)) {
+    return false;
+  }
   std::vector<const CElement*> leaves;
-  for (std::size_t i = 0; i < names.size(); ++i) leaves.push_back(batch.at(i));
+  for (const auto& handle : handles) {
+    leaves.push_back(batch.element(handle));
+  }
   setLeaves(alarm, leaves);
   return true;
 }
 
 void writeAlarm(toolkit::CLeafBatch& batch, const Alarm* before, const Alarm& alarm) {
+  if (before != nullptr && before->sequence == alarm.sequence && before->note == alarm.note) {
+    return;
+  }
   const std::vector<Leaf> leaves = leavesOf(alarm);
   const std::vector<Leaf> old = before == nullptr ? std::vector<Leaf>() : leavesOf(*before);
   for (std::size_t i = 0; i < leaves.size(); ++i) {
@@ -159,4 +169,4 @@ void writeAlarm(toolkit::CLeafBatch& batch, const Alarm* before, const Alarm& al
   }
 }
 
-}  // namespace sim
+}  // namespace device

@@ -14,26 +14,20 @@
 #include <vector>
 
 #include "alarms/alarm_points.h"
-#include "read_batch.h"
 #include "toolkit/event.h"
 #include "toolkit/leaf_batch.h"
+#include "toolkit/leaf_reader.h"
 
-namespace sim {
+namespace device {
 
 inline constexpr const char* kAlarmsNode = "/Alarms";
 inline constexpr const char* kCountPath = "/Alarms/AlarmCount/Value";
 inline constexpr const char* kTotalPath = "/Alarms/AlarmCountTotal/Value";
-inline constexpr const char* kSimulationSource = "devsim";
 // What is beyond was not given by an engine, and nothing is counted on from there.
 inline constexpr std::int64_t kLargestNumber = 1'000'000'000'000'000;
 
 // The numbers are stored: they never change.
 enum class Level : std::int32_t { kNew = 1, kCleared = 2, kAcknowledged = 3, kClosed = 5 };
-
-inline double secondsBetween(timeval from, timeval to) {
-  return static_cast<double>(to.tv_sec - from.tv_sec) +
-         static_cast<double>(to.tv_usec - from.tv_usec) / 1e6;
-}
 
 struct Alarm {
   std::uint64_t number = 0;
@@ -70,4 +64,4 @@ bool readAlarm(toolkit::CCds& cds, std::uint64_t number, Alarm& alarm);
 // Writes what differs from `before`, or everything when that is null.
 void writeAlarm(toolkit::CLeafBatch& batch, const Alarm* before, const Alarm& alarm);
 
-}  // namespace sim
+}  // namespace device

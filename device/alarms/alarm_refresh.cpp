@@ -3,25 +3,38 @@
 #include <utility>
 
 #include "alarms/alarm_engine.h"
+#include "quality/device_quality.h"
+#include "toolkit/time.h"
 
-namespace sim {
+namespace device {
 
 namespace {
 
 constexpr double kRefreshSeconds = 1;
+constexpr double kSecondsPerThousand = 1;
 
 }  // namespace
 
-// A clock that was set back is no reason to wait.
-bool AlarmEngine::refreshWhenDue(timeval stamp) {
-  const double age = readAt_ ? secondsBetween(*readAt_, stamp) : kRefreshSeconds;
-  if (age >= 0 && age < kRefreshSeconds) return true;
+bool AlarmEngine::refresh(timeval stamp, bool& changed) {
+  const double seconds = refreshSeconds(kRefreshSeconds, kSecondsPerThousand, configuration_.nodes);
+  if (!toolkit::isDue(readAt_, stamp, seconds)) {
+    return true;
+  }
   AlarmConfiguration configuration;
-  if (!readConfiguration(cds_, configuration) || !readTable()) return false;
-  adopt(std::move(configuration));
+  if (!readConfiguration(cds_, configuration) || !readTable()) {
+    return false;
+  }
+  if (!readAt_ || !configuration.watchesSame(configuration_)) {
+    adopt(std::move(configuration));
+    changed = true;
+  } else {
+    configuration_.inAlarm = std::move(configuration.inAlarm);
+    configuration_.released = std::move(configuration.released);
+  }
   linkAlarms();
-  if (!readAt_) takeOver();
-  planReads();
+  if (!readAt_) {
+    takeOver();
+  }
   readAt_ = stamp;
   return true;
 }
@@ -30,7 +43,7 @@ bool AlarmEngine::refreshWhenDue(timeval stamp) {
 // ones are this engine's own.
 bool AlarmEngine::readTable() {
   std::vector<std::string> nodes;
-  if (!childrenOf(cds_, kAlarmsNode, nodes)) return false;
+  if (!toolkit::readChildren(cds_, kAlarmsNode, nodes)) return false;
   State next = state_;
   next.alarms.clear();
   for (const std::string& node : nodes) {
@@ -48,21 +61,25 @@ bool AlarmEngine::readTable() {
 
 void AlarmEngine::adopt(AlarmConfiguration configuration) {
   std::vector<WatchState> watches;
+  std::map<std::size_t, Fall> falls;
   for (const AlarmWatch& watch : configuration.watches) {
     const auto known = configuration_.find(configuration.points[watch.point].leaf(),
                                            kLimitKinds.at(watch.kind).leaf);
+    if (known && state_.falls.contains(*known)) {
+      falls[watches.size()] = state_.falls[*known];
+    }
     watches.push_back(known ? state_.watches[*known] : WatchState());
   }
-  std::vector<std::optional<bool>> breakers(configuration.devices.size());
-  for (std::size_t i = 0; i < breakers.size(); ++i) {
-    for (std::size_t k = 0; k < configuration_.devices.size(); ++k) {
-      if (configuration.devices[i].node == configuration_.devices[k].node) {
-        breakers[i] = state_.breakers[k];
-      }
-    }
+  std::map<std::string, std::optional<bool>> breakers;
+  for (std::size_t i = 0; i < configuration_.devices.size(); ++i) {
+    breakers[configuration_.devices[i].node] = state_.breakers[i];
+  }
+  state_.breakers.clear();
+  for (const AlarmDevice& device : configuration.devices) {
+    state_.breakers.push_back(breakers[device.node]);
   }
   state_.watches = std::move(watches);
-  state_.breakers = std::move(breakers);
+  state_.falls = std::move(falls);
   configuration_ = std::move(configuration);
 }
 
@@ -73,8 +90,8 @@ void AlarmEngine::linkAlarms() {
   for (const auto& [number, alarm] : state_.alarms) {
     if (alarm.isClosed()) continue;
     std::uint64_t orphan = number;
-    if (const auto place = configuration_.find(alarm.source, alarm.limit)) {
-      orphan = std::exchange(state_.watches[*place].alarm, number);
+    if (const auto index = configuration_.find(alarm.source, alarm.limit)) {
+      orphan = std::exchange(state_.watches[*index].alarm, number);
     }
     if (orphan != 0) orphans_.push_back(orphan);
   }
@@ -83,26 +100,28 @@ void AlarmEngine::linkAlarms() {
 // A condition stands as the newest alarm of its limit says.
 void AlarmEngine::takeOver() {
   for (const auto& [number, alarm] : state_.alarms) {
-    const auto place = configuration_.find(alarm.source, alarm.limit);
-    if (!place) continue;
-    WatchState& watch = state_.watches[*place];
+    const auto index = configuration_.find(alarm.source, alarm.limit);
+    if (!index) continue;
+    WatchState& watch = state_.watches[*index];
     watch.condition = alarm.condition ? Condition::standing() : Condition();
     watch.muted = alarm.condition && alarm.isClosed();
   }
 }
 
-void AlarmEngine::planReads() {
-  leaves_ = {};
-  leaves_.add(kCountPath);
-  leaves_.add(kTotalPath);
+void AlarmEngine::plan(Plan& plan) {
+  count_ = plan.add(kCountPath);
+  total_ = plan.add(kTotalPath);
+  deviceLeaves_.clear();
   for (const AlarmDevice& device : configuration_.devices) {
-    leaves_.add(device.node + "/AlarmsEnabled");
-    leaves_.add(device.node + "/Breaker");
+    const auto enabled = plan.add(device.node + "/AlarmsEnabled");
+    const auto breaker = plan.add(device.node + "/Breaker");
+    deviceLeaves_.push_back({enabled, breaker, plan.add(qualityLeaf(device.node)),
+                             toolkit::CRecordReader(plan.leaves(), device.node)});
   }
+  pointLeaves_.clear();
   for (const AlarmPoint& point : configuration_.points) {
-    leaves_.add(point.leaf());
-    leaves_.add(point.node + "/InAlarm");
+    pointLeaves_.push_back(plan.add(point.leaf()));
   }
 }
 
-}  // namespace sim
+}  // namespace device

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-namespace sim {
+namespace device {
 
 namespace {
 
@@ -35,4 +35,4 @@ Condition Condition::standing() {
   return condition;
 }
 
-}  // namespace sim
+}  // namespace device

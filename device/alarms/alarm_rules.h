@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 
-namespace sim {
+namespace device {
 
 enum class Direction { kAbove, kBelow, kEqual };
 
@@ -31,6 +31,8 @@ struct Rule {
   double hysteresis = 0;
   double delay = 0;       // seconds that a value must be beyond the limit
   double clearDelay = 0;  // seconds that it must be back
+
+  friend bool operator==(const Rule& a, const Rule& b) = default;
 };
 
 // One limit of one point as time goes by.
@@ -50,4 +52,4 @@ class Condition {
   double held_ = 0;       // seconds that present_ has stayed
 };
 
-}  // namespace sim
+}  // namespace device

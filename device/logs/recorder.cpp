@@ -4,7 +4,7 @@
 
 #include "toolkit/time.h"
 
-namespace sim {
+namespace device {
 
 using toolkit::CEvent;
 using toolkit::CLog;
@@ -159,4 +159,4 @@ bool Recorder::enter(std::size_t place, const Entries& entries) {
   return true;
 }
 
-}  // namespace sim
+}  // namespace device

@@ -18,7 +18,7 @@
 #include "toolkit/event_stream.h"
 #include "toolkit/log.h"
 
-namespace sim {
+namespace device {
 
 class Recorder {
  public:
@@ -57,4 +57,4 @@ class Recorder {
   std::string lastError_;
 };
 
-}  // namespace sim
+}  // namespace device

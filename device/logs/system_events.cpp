@@ -1,8 +1,8 @@
 #include "logs/system_events.h"
 
-#include "alarms/alarm.h"
+#include "source_name.h"
 
-namespace sim {
+namespace device {
 
 using toolkit::CEvent;
 
@@ -13,7 +13,7 @@ CEvent systemEvent(const char* message, timeval stamp) {
   event.severity = toolkit::SEVERITY_INFORMATION;
   event.time = stamp;
   event.message = message;
-  event.source = kSimulationSource;
+  event.source = kSource;
   return event;
 }
 
@@ -31,4 +31,4 @@ bool tell(toolkit::CCds& cds, const CEvent& event) {
   return cds.event_send(event, status) == 0 && status == API_SUCCESS;
 }
 
-}  // namespace sim
+}  // namespace device

@@ -3,10 +3,10 @@
 
 #include "toolkit/cds.h"
 
-namespace sim {
+namespace device {
 
-inline constexpr const char* kStarted = "Simulated meter started";
-inline constexpr const char* kStopped = "Simulated meter stopped";
+inline constexpr const char* kStarted = "Device monitor started";
+inline constexpr const char* kStopped = "Device monitor stopped";
 
 toolkit::CEvent systemEvent(const char* message, timeval stamp);
 // There are other devices than before.
@@ -15,4 +15,4 @@ toolkit::CEvent configurationChanged(timeval stamp);
 // False when the store refused it.
 bool tell(toolkit::CCds& cds, const toolkit::CEvent& event);
 
-}  // namespace sim
+}  // namespace device

@@ -6,7 +6,7 @@
 #include "model_file.h"
 #include "store_fixture.h"
 
-using sim::AlarmEngine;
+using device::AlarmEngine;
 using toolkit::CElement;
 using toolkit::CEvent;
 using toolkit::CEventStream;
@@ -40,7 +40,12 @@ class Alarms : public StoreTest {
     setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
     import(model.leaves);
     ASSERT_EQ(cds_.init(), 0) << cds_.last_error();
+    start();
+  }
+  void start() {
     engine_ = std::make_unique<AlarmEngine>(cds_);
+    values_ =
+        std::make_unique<device::ValueReader>(cds_, std::vector<device::Watcher*>{engine_.get()});
   }
   static Texts split(const std::string& text, char separator) {
     Texts pieces;
@@ -49,18 +54,18 @@ class Alarms : public StoreTest {
   }
   bool step(int seconds = 1) {
     now_.tv_sec += seconds;
-    return engine_->step(seconds, now_);
+    return values_->read(now_) && engine_->step(values_->leaves(), seconds, now_);
   }
   // Paths begin at the device unless they are absolute.
   static std::string whole(const std::string& path) {
-    return path[0] == '/' ? path : "/Dev/" + path;
+    return path[0] == '/' ? path : path[0] == ':' ? "/Dev" + path : "/Dev/" + path;
   }
   std::string text(const std::string& path) { return StoreTest::text(cds_, whole(path)); }
   std::set<std::uint64_t> numbers() {
     Texts children;
     normalized("/Alarms").getChildPaths(cds_, children);
     std::set<std::uint64_t> numbers;
-    for (const std::string& child : children) numbers.insert(sim::alarmNumber(child));
+    for (const std::string& child : children) numbers.insert(device::alarmNumber(child));
     numbers.erase(0);
     return numbers;
   }
@@ -87,7 +92,7 @@ class Alarms : public StoreTest {
       cds_.event_send(event, status);
     } else if (words[0] == "restart" || words[0] == "boot") {
       if (words[0] == "boot") toolkit::admin::boot();
-      engine_ = std::make_unique<AlarmEngine>(cds_);
+      start();
     } else if (words[0] == "rm") {
       remove(cds_, words[1]);
     } else {
@@ -105,6 +110,7 @@ class Alarms : public StoreTest {
   toolkit::CCds cds_;
   timeval now_ = {1700000000, 250000};
   std::unique_ptr<AlarmEngine> engine_;
+  std::unique_ptr<device::ValueReader> values_;
 };
 
 // What is done before each step, and after it the newest alarm or a leaf. No time passes with a
@@ -178,7 +184,7 @@ TEST_F(Alarms, TellEachChangeAsAnEvent) {
   const auto changed = [](const CEvent& event) {
     return std::tuple(CElement(event.time), event.ack, event.variation, event.note, event.source);
   };
-  EXPECT_EQ(changed(told[0].event), std::tuple(raised, toolkit::ACK_NOT_ACKED, 2, "", "devsim"));
+  EXPECT_EQ(changed(told[0].event), std::tuple(raised, toolkit::ACK_NOT_ACKED, 2, "", "devmon"));
   EXPECT_EQ(changed(told[1].event),
             std::tuple(CElement(now_), toolkit::ACK_ACKED, 1, "seen", "Web-Services: ann"));
 }
@@ -221,6 +227,59 @@ TEST_F(Alarms, AStoreThatRefusesIsNotRunAheadOf) {
   EXPECT_TRUE(step());
   EXPECT_EQ(newest(), "1: 1 true 1");
   EXPECT_EQ(events().size(), 1U);
+}
+
+TEST_F(Alarms, OfValuesThatAreNotGoodAreNeitherRaisedNorCleared) {
+  act("V 251");
+  step();
+  act(":.Quality 64");
+  act("V 1");
+  act("Group/T 9");
+  EXPECT_TRUE(step());
+  EXPECT_EQ(newest(), "1: 1 true 1");
+  act("ack 1");
+  EXPECT_TRUE(step());
+  EXPECT_EQ(newest(), "1: 3 true 2") << "that is no value";
+  act(":.Quality 216");
+  EXPECT_TRUE(step());
+  EXPECT_EQ(newest() + text("/Alarms/1/AlarmLevel"), "2: 1 true 15");
+}
+
+// A turn writes the announcement of a record that began so many seconds ago, and T; then the URL of
+// the newest event.
+TEST_F(Alarms, NameTheRecordThatWasAnnouncedOfTheirFall) {
+  act("Group/T:.AlarmDelay 3");
+  struct Turn {
+    const char* url;
+    int age;
+    std::vector<std::string> points;
+    const char* action;
+    const char* expected;
+  };
+  const Turn turns[] = {{"/old", 60, {}, "Group/T 9", ""},
+                        {"", 0, {}, "Group/T 9", ""},
+                        {"", 0, {}, "Group/T 9", ""},
+                        {"", 0, {}, "Group/T 9", ""},
+                        {"", 0, {}, "Group/T 20", ""},
+                        {"/other", 0, {"V"}, "Group/T 9", ""},
+                        {"/a", 1, {"V", "Group/T"}, "V 1", ""},
+                        {"/b", 0, {}, "V 1", ""},
+                        {"", 0, {}, "V 1", "/a"},
+                        {"", 0, {}, "Group/T 20", "/a"},
+                        {"/c", 0, {}, "Group/T 9", "/a"},
+                        {"", 0, {}, "V 251", ""}};
+  for (const auto& [url, age, points, action, expected] : turns) {
+    if (*url != '\0') {
+      toolkit::CLeafBatch batch(now_);
+      announceRecord(batch, "/Dev", {url, {now_.tv_sec + 1 - age, 0}, points});
+      EXPECT_EQ(batch.write(cds_, "a source"), API_SUCCESS);
+    }
+    act(action);
+    EXPECT_TRUE(step());
+    const auto told = events();
+    const auto named = told.empty() ? std::vector<std::string>() : told.back().event.waveforms;
+    EXPECT_EQ(named.empty() ? "" : named[0], expected) << url << action;
+  }
 }
 
 }  // namespace

@@ -1,11 +1,10 @@
-// What the simulated meter keeps, on the test's own clock.
+// What a device keeps, on the test's own clock.
 #include <SQLiteCpp/SQLiteCpp.h>
 
 #include <map>
 #include <optional>
 #include <sstream>
 
-#include "backfill.h"
 #include "logs/deltas.h"
 #include "logs/recorder.h"
 #include "logs/trend_recorder.h"
@@ -18,7 +17,7 @@ namespace trend = toolkit::trend;
 
 namespace {
 
-class SimLogs : public Sandbox {
+class DeviceLogs : public Sandbox {
  protected:
   // Of all parameters, as far as there are 9999.
   trend::CDeviceData snapshots(const std::string& name, const std::string& device,
@@ -36,9 +35,9 @@ class SimLogs : public Sandbox {
 };
 
 // Events told: d(elta), s(ystem), q(uality), a(larm), p(lain). Done in between: . a step, r(estart
-// of the meter), b(oot of the device, which empties the stream), l(ocked alarm log), u(nlocked),
+// of the program), b(oot of the device, which empties the stream), l(ocked alarm log), u(nlocked),
 // w(orld: 990 deltas).
-TEST_F(SimLogs, EachEventIsEnteredOnceWhateverHappens) {
+TEST_F(DeviceLogs, EachEventIsEnteredOnceWhateverHappens) {
   const std::map<char, std::pair<toolkit::event_type_t, const char*>> kinds = {
       {'d', {toolkit::EVENT_DELTA, "deadband.db"}}, {'s', {toolkit::EVENT_SYSTEM, "system.db"}},
       {'q', {toolkit::EVENT_QUALITY, "alarms.db"}}, {'a', {toolkit::EVENT_ALARM, "alarms.db"}},
@@ -52,7 +51,7 @@ TEST_F(SimLogs, EachEventIsEnteredOnceWhateverHappens) {
     for (const char* log : {"deadband.db", "alarms.db", "system.db"})
       std::filesystem::remove(file(log));
     toolkit::CCds cds;
-    std::optional<sim::Recorder> recorder;
+    std::optional<device::Recorder> recorder;
     ASSERT_TRUE(recorder.emplace(cds).open(folder()));
     std::optional<SQLite::Database> holder;
     std::map<std::string, std::string> told;
@@ -93,10 +92,10 @@ TEST_F(SimLogs, EachEventIsEnteredOnceWhateverHappens) {
   }
 }
 
-TEST_F(SimLogs, EventsThatAreGoneBeforeTheyAreEnteredAreCounted) {
+TEST_F(DeviceLogs, EventsThatAreGoneBeforeTheyAreEnteredAreCounted) {
   import({leaf("/A", "Value", CElement(1.0))});
   toolkit::CCds cds;
-  std::optional<sim::Recorder> recorder;
+  std::optional<device::Recorder> recorder;
   ASSERT_TRUE(recorder.emplace(cds).open(folder()));
   const auto stepAfter = [&](std::size_t count, toolkit::event_type_t type) {
     CEvent event;
@@ -141,12 +140,14 @@ constexpr const char* kChanges =
     "/D/.Quality 64>/D=64:64 |/D/V 240>/D/V=240:64 |"
     "/E:NodeType Device>/Software/System Settings/Configuration Changed=true ";
 
-TEST_F(SimLogs, DeltasAreToldWhenAValueLeavesItsDeadband) {
+TEST_F(DeviceLogs, DeltasAreToldWhenAValueLeavesItsDeadband) {
   toolkit::admin::Model model;
   ASSERT_EQ(model_file::parse(kDevice, model), "");
   import(model.leaves);
   std::optional<toolkit::CCds> cds(std::in_place);
-  sim::Deltas deltas(*cds);
+  device::Deltas deltas(*cds);
+  device::ValueReader values(*cds, {&deltas});
+  const auto step = [&] { return values.read(now_) && deltas.step(values.leaves(), now_); };
   std::uint64_t last = 0;
   std::vector<std::string> course;
   CElement::split_string(course, kChanges, '|');
@@ -163,10 +164,10 @@ TEST_F(SimLogs, DeltasAreToldWhenAValueLeavesItsDeadband) {
       ASSERT_EQ(set(*cds, path.getNodePath() + ":" + path.getLeafName(), value), API_SUCCESS);
     }
     if (refuses) cds->setReadOnly();
-    EXPECT_EQ(deltas.step(now_), !refuses) << action;
+    EXPECT_EQ(step(), !refuses) << action;
     cds.emplace();
     ++now_.tv_usec;
-    EXPECT_EQ(deltas.step(now_), !refuses) << "it does not look before a second has passed";
+    EXPECT_EQ(step(), !refuses) << "it does not look before a second has passed";
     ++now_.tv_sec;
     std::vector<toolkit::CEventStream::Entry> entries;
     toolkit::CEventStream(*cds, toolkit::CEventStream::kEvents).read(last, entries);
@@ -196,17 +197,17 @@ constexpr std::pair<const char*, const char*> kIntervals[] = {
     {"5 1|40 2|20 1|59 3|61 0", "1260 100 1 3 1.75 3"},
 };
 
-TEST_F(SimLogs, IntervalsKnowWhatWasMeasured) {
+TEST_F(DeviceLogs, IntervalsKnowWhatWasMeasured) {
   for (const auto& [steps, expected] : kIntervals) {
-    sim::TrendIntervals intervals(60, 40);
-    std::vector<sim::Interval> ended;
+    trend::CIntervals intervals(60, 40);
+    std::vector<trend::CInterval> ended;
     std::istringstream words(steps);
     for (std::string second, value; words >> second && std::getline(words, value, '|');) {
       intervals.step({1200 + std::stol(second), 0}, {std::stod(value)}, ended);
     }
     std::ostringstream found;
-    for (const sim::Interval& interval : ended) {
-      const sim::Trend& trend = interval.trends.at(0);
+    for (const trend::CInterval& interval : ended) {
+      const trend::CTrend& trend = interval.trends.at(0);
       found << "|" << interval.end << " " << interval.percentValid << " " << trend.min << " "
             << trend.max << " " << trend.avg << " " << trend.actual;
     }
@@ -214,20 +215,48 @@ TEST_F(SimLogs, IntervalsKnowWhatWasMeasured) {
   }
 }
 
-TEST_F(SimLogs, TrendsWaitForAFileThatIsHeldAndFindTheirPlaces) {
-  const sim::MovedPoint factor{"/D", "/D/P", sim::PointKind::kPowerFactor};
-  ASSERT_TRUE(sim::TrendFile({{"/D", "/D/Old"}, factor}).open(file("t")));
-  sim::TrendFile trends({{"/D", "/D/Count", sim::PointKind::kCounter}, factor});
-  ASSERT_TRUE(trends.open(file("t"))) << trends.lastError();
-  sim::TrendRecorder recorder(trends, 60);
+// Kept by "Old" and "P" before. The quality is bad in the second minute; nothing is taken until the
+// end. A point that comes later is recorded too.
+TEST_F(DeviceLogs, TrendsWaitForAFileThatIsHeldAndFindTheirPlaces) {
+  const auto point = [](const std::string& path, const char* traits) {
+    trend::CPoint point{"/D", {}};
+    point.param.path = path;
+    EXPECT_TRUE(trend::readTraits(traits, point.param));
+    return point;
+  };
+  {
+    trend::CPointFile file;
+    ASSERT_TRUE(file.open(this->file("t")) &&
+                file.setPoints({point("/D/Old", "actual"), point("/D/P", "Min;PowerFactor")}));
+  }
+  import({leaf("/D", "NodeType", CElement("Device")), leaf("/D", ".Quality", CElement(192)),
+          leaf("/D/Count", "Value", CElement(7)),
+          leaf("/D/Count", ".TrendTraits", CElement("Actual")),
+          leaf("/D/P", "Value", CElement(0.5)),
+          leaf("/D/P", ".TrendTraits", CElement("Min;Max;Avg;Actual;PowerFactor")),
+          leaf("/D/None", "Value", CElement(1.5)), leaf("/D/Text", "Value", CElement("a"))});
+  toolkit::CCds cds;
+  device::PointList points(cds);
+  device::TrendRecorder recorder(points, 60);
+  ASSERT_TRUE(recorder.open(file("t"))) << recorder.lastError();
+  device::ValueReader values(cds, {&recorder});
+  const auto step = [&](std::int64_t minute) {
+    const timeval now = {60 * minute, 0};
+    return values.read(now) && recorder.step(values.leaves(), now);
+  };
+  EXPECT_TRUE(step(0) && step(1));
   std::optional<SQLite::Database> holder(std::in_place, file("t"), SQLite::OPEN_READWRITE);
   holder->exec("BEGIN IMMEDIATE");
-  for (std::int64_t minute = 1; minute <= 1000; ++minute) recorder.step({60 * minute, 0}, {7, 0.5});
-  EXPECT_FALSE(recorder.enter());
+  set(cds, "/D/.Quality", CElement(0));
+  EXPECT_FALSE(step(2));
+  set(cds, "/D/.Quality", CElement(192));
+  for (std::int64_t minute = 3; minute <= 1000; ++minute) {
+    step(minute);
+  }
   holder.reset();
-  EXPECT_TRUE(recorder.enter());
+  EXPECT_TRUE(step(1000));
   const trend::CDeviceData data = snapshots("t", "/D", {{1}, {2}, {3}, {4}});
-  ASSERT_EQ(data.samples.size(), sim::TrendRecorder::kMostPending);
+  ASSERT_EQ(data.samples.size(), device::TrendRecorder::kMaxPending + 5) << "5 were taken before";
   EXPECT_EQ(data.samples.back().time, 60000);
   std::ostringstream found;
   for (std::size_t i = 0; i < 3; ++i) {
@@ -235,57 +264,10 @@ TEST_F(SimLogs, TrendsWaitForAFileThatIsHeldAndFindTheirPlaces) {
     const auto& param = data.params.params.at(i);
     found << param.path << param.type << param.hasMin << " " << *min << " " << *actual << "|";
   }
-  EXPECT_EQ(found.str(), "/D/Old01 nan nan|/D/P11 0.5 0.5|/D/Count00 nan 7|");
-}
-
-// Broken off at once, in the first pass, with some of it made, with more; by meters of other seeds.
-// The last one has patience for what is needed.
-TEST_F(SimLogs, BackfillReachesAsFarAsThePeriodsKeepAndIsGoneOnWith) {
-  ASSERT_EQ(devctl({"store", "import", FEEDER_MODEL}).status, 0);
-  toolkit::CCds cds;
-  for (int patience : {0, 20000, 37000, 47000, 72000}) {
-    sim::Installation installation(cds, static_cast<std::uint64_t>(patience));
-    const auto plant = installation.copyPlant();
-    sim::TrendFile trends(installation.points());
-    ASSERT_TRUE(trends.open(file("t")));
-    const auto stop = [&] { return --patience < 0; };
-    EXPECT_TRUE(sim::backfill(installation, plant.value(), trends, 40, now_, stop));
-  }
-  for (const auto& [id, seconds, most] : sim::kTrendPeriods) {
-    const auto [params, samples] = snapshots("t", "/Feeder1", {{id}});
-    ASSERT_EQ(samples.size(), std::min<std::int64_t>(most, 3456000 / seconds)) << id;
-    EXPECT_EQ(samples.back().time, now_.tv_sec - now_.tv_sec % seconds);
-    constexpr std::size_t energy = 21;
-    ASSERT_EQ(params.params.at(energy).path, "/Feeder1/EnergyImported");
-    EXPECT_NEAR(*samples.back().data[energy].actual, 184230.51, 250);
-    for (std::size_t i = 1; i < samples.size(); ++i) {
-      ASSERT_EQ(samples[i].time - samples[i - 1].time, seconds);
-      ASSERT_EQ(samples[i].percent_valid, 100);
-      const double used = *samples[i].data[energy].actual - *samples[i - 1].data[energy].actual;
-      ASSERT_TRUE(used > 0 && used < 300.0 * seconds / 3600) << samples[i].time;
-    }
-  }
-}
-
-TEST_F(SimLogs, TheProgramKeepsFourFilesAndLeavesOthersAlone) {
-  const auto simulate = [&] {
-    return run(DEVSIM,
-               {"--rate=1000", "--speed=1000", "--ticks=9", "--logs", folder(), "--backfill=1"});
-  };
-  ASSERT_EQ(devctl({"store", "import", FEEDER_MODEL}).status, 0);
-  ASSERT_EQ(devctl({"store", "set", "/Feeder1/VoltageA:.AlarmHighLimit", "100"}).status, 0);
-  const Outcome outcome = simulate();
-  ASSERT_EQ(std::pair(outcome.status, outcome.err), std::pair(0, std::string()));
-  std::string told;
-  for (const CEvent& event : eventsOf("system.db")) told += event.message + ".";
-  for (const CEvent& event : eventsOf("alarms.db")) told += event.message + ".";
-  EXPECT_EQ(told, "Simulated meter started.Simulated meter stopped.Voltage too high.");
-  EXPECT_GE(eventsOf("deadband.db").size(), 12U);
-  EXPECT_GE(snapshots("interval-trends.db", "/Feeder1/Branch1", {{1}}).samples.size(), 1440U);
-  EXPECT_EQ(run(DEVSIM, {"--ticks=1", "--backfill=1"}).status, 1);
-  write("system.db", "mine");
-  EXPECT_NE(simulate().err.find(file("system.db")), std::string::npos);
-  EXPECT_EQ(contentsOf(file("system.db")), "mine");
+  EXPECT_EQ(found.str(), "/D/Old00 nan nan|/D/P11 0.5 0.5|/D/Count00 nan 7|");
+  set(cds, "/D/Text:.TrendTraits", CElement("Max"));
+  EXPECT_TRUE(step(1002) && step(1003));
+  EXPECT_EQ(snapshots("t", "/D", {{1}}).params.params.size(), 4U);
 }
 
 }  // namespace

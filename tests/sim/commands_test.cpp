@@ -2,7 +2,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "command_queues.h"
+#include "command_handler.h"
 #include "harmonics.h"
 #include "installation.h"
 #include "sandbox.h"
@@ -72,7 +72,9 @@ class SimCommands : public Sandbox {
   toolkit::CCds cds_;
   std::optional<toolkit::CCds> own_{std::in_place};
   sim::Installation installation_{cds_, 1};
-  std::optional<sim::CommandQueues> commands_{std::in_place, *own_, installation_};
+  std::optional<sim::CommandHandler> handler_{std::in_place, *own_, installation_};
+  std::optional<toolkit::CCommandQueues> commands_{std::in_place, *own_,
+                                                   installation_.devicePaths(), *handler_, "t"};
   std::int64_t time_ = 1700000000 * kSecond;
 };
 
@@ -172,7 +174,7 @@ TEST_F(SimCommands, TreeIsMadeOnceAndResultsAge) {
             "CurrentA;CurrentB;CurrentC;VoltageA;VoltageB;VoltageC");
   put(base_ + "/inpQueue/maxCount", CElement(3));
   const std::size_t state = cds_.state();
-  commands_.emplace(*own_, installation_);
+  commands_.emplace(*own_, installation_.devicePaths(), *handler_, "t");
   EXPECT_TRUE(commands_->step(at(time_)));
   EXPECT_EQ(cds_.state(), state) << "there was nothing to write";
   for (int handle = 0; handle < 104; ++handle)

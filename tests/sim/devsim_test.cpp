@@ -105,4 +105,17 @@ TEST_F(Devsim, LeavesMissingPointsAlone) {
   EXPECT_EQ(run(DEVSIM, {"--ticks", "3"}).status, 1);
 }
 
+TEST_F(Devsim, MakesHistoryAndEnds) {
+  ASSERT_EQ(run(DEVSIM, {"--history=1", "--logs", folder()}).status, 0);
+  EXPECT_NE(expectSuccess({"trends", "list", file("interval-trends.db")}).find("/Feeder1/Branch1"),
+            std::string::npos);
+  for (const std::vector<std::string>& bad :
+       {std::vector<std::string>{"--history=1"}, {"--logs", folder()}}) {
+    EXPECT_EQ(run(DEVSIM, bad).status, 1) << "one needs the other";
+  }
+  write("interval-trends.db", "mine");
+  EXPECT_EQ(run(DEVSIM, {"--history=1", "--logs", folder()}).status, 1);
+  EXPECT_EQ(contentsOf(file("interval-trends.db")), "mine");
+}
+
 }  // namespace

@@ -1,19 +1,19 @@
-#include "device_nodes.h"
+#include "toolkit/device_nodes.h"
 
 #include <set>
 
-#include "read_batch.h"
+#include "toolkit/leaf_reader.h"
 #include "toolkit/utils.h"
 
-namespace sim {
+namespace toolkit {
 
 namespace {
 
 // The nodes below a device that belong to no device further down.
-bool collect(toolkit::CCds& cds, const std::set<std::string>& devices, const std::string& from,
+bool collect(CCds& cds, const std::set<std::string>& devices, const std::string& from,
              std::size_t device, std::vector<DeviceNode>& nodes) {
   std::vector<std::string> children;
-  if (!childrenOf(cds, from, children)) return false;
+  if (!readChildren(cds, from, children)) return false;
   for (const std::string& child : children) {
     if (devices.contains(child)) continue;
     nodes.push_back({child, device});
@@ -24,10 +24,9 @@ bool collect(toolkit::CCds& cds, const std::set<std::string>& devices, const std
 
 }  // namespace
 
-bool readDeviceNodes(toolkit::CCds& cds, std::vector<std::string>& devices,
-                     std::vector<DeviceNode>& nodes) {
+bool readDeviceNodes(CCds& cds, std::vector<std::string>& devices, std::vector<DeviceNode>& nodes) {
   nodes.clear();
-  if (toolkit::CCds_Utils::GetDeviceList(cds, devices) < 0) return false;
+  if (CCds_Utils::GetDeviceList(cds, devices) < 0) return false;
   const std::set<std::string> all(devices.begin(), devices.end());
   for (std::size_t i = 0; i < devices.size(); ++i) {
     if (!collect(cds, all, devices[i], i, nodes)) return false;
@@ -35,4 +34,4 @@ bool readDeviceNodes(toolkit::CCds& cds, std::vector<std::string>& devices,
   return true;
 }
 
-}  // namespace sim
+}  // namespace toolkit

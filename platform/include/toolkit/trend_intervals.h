@@ -12,39 +12,41 @@
 #include <limits>
 #include <vector>
 
-namespace sim {
+namespace toolkit::trend {
 
-struct TrendPeriod {
-  std::uint32_t id;      // these are stored and never change
-  std::int64_t seconds;  // length of an interval
-  std::uint32_t most;    // snapshots kept of each device
+struct CPeriod {
+  std::uint32_t id;           // these are stored and never change
+  std::int64_t seconds;       // length of an interval
+  std::uint32_t max_entries;  // snapshots kept of each device
 };
 
-inline constexpr std::array<TrendPeriod, 4> kTrendPeriods = {
+inline constexpr std::array<CPeriod, 4> kPeriods = {
     {{1, 60, 1440}, {2, 300, 2016}, {3, 900, 2976}, {4, 3600, 8784}}};
 
 // NaN: there was none.
-struct Trend {
+struct CTrend {
   double min = std::numeric_limits<double>::quiet_NaN();
   double max = std::numeric_limits<double>::quiet_NaN();
   double avg = std::numeric_limits<double>::quiet_NaN();
   double actual = std::numeric_limits<double>::quiet_NaN();  // measured last
 };
 
-struct Interval {
-  std::int64_t end = 0;       // Unix seconds
-  double percentValid = 0;    // how much of it was measured
-  std::vector<Trend> trends;  // one a value
+struct CInterval {
+  std::int64_t end = 0;        // Unix seconds
+  double percentValid = 0;     // how much of it was measured
+  std::vector<CTrend> trends;  // one a value
 };
 
-class TrendIntervals {
+class CIntervals {
  public:
   // Between two steps that are further apart than `longestGap` nothing was measured.
-  TrendIntervals(std::int64_t seconds, double longestGap);
+  CIntervals(std::int64_t seconds, double longestGap);
 
   // The values at a time, always as many; NaN: there is none. Adds intervals that have come to
-  // their end: also the one that was begun when the clock jumps out of it.
-  void step(timeval stamp, const std::vector<double>& values, std::vector<Interval>& ended);
+  // their end: also the one that was begun when the clock jumps out of it. The time since the last
+  // step counts as measured unless `valid` is false: then nothing was, and the values do not count.
+  void step(timeval stamp, const std::vector<double>& values, std::vector<CInterval>& ended,
+            bool valid = true);
 
  private:
   struct Sum {
@@ -55,9 +57,9 @@ class TrendIntervals {
     std::uint64_t count = 0;
   };
 
-  void add(const std::vector<double>& values);
+  void add(const std::vector<double>& values, bool valid);
   void begin(std::int64_t end);
-  void finish(std::vector<Interval>& ended);
+  void finish(std::vector<CInterval>& ended);
 
   // Microseconds.
   std::int64_t length_;
@@ -69,4 +71,4 @@ class TrendIntervals {
   std::vector<Sum> sums_;  // none before the first step in the interval
 };
 
-}  // namespace sim
+}  // namespace toolkit::trend

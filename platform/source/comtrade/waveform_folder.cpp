@@ -1,4 +1,4 @@
-#include "waveform_folder.h"
+#include "toolkit/waveform_folder.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,7 +16,7 @@
 #include <string_view>
 #include <vector>
 
-namespace sim {
+namespace toolkit {
 
 namespace {
 
@@ -108,16 +108,16 @@ bool writeText(int file, const std::string& text) {
 
 }  // namespace
 
-bool WaveformFolder::fail(const std::string& path) {
+bool CWaveformFolder::fail(const std::string& path) {
   lastError_ = path + ": " + std::strerror(errno);
   return false;
 }
 
-bool WaveformFolder::unlink(const std::string& path) {
+bool CWaveformFolder::unlink(const std::string& path) {
   return ::unlink(path.c_str()) == 0 || errno == ENOENT || fail(path);
 }
 
-bool WaveformFolder::open() {
+bool CWaveformFolder::open() {
   std::error_code error;
   std::filesystem::directory_iterator entry(folder_, error);
   std::set<std::string> whole;
@@ -144,7 +144,7 @@ bool WaveformFolder::open() {
   return true;
 }
 
-std::string WaveformFolder::nameOf(timeval time, const std::string& device) const {
+std::string CWaveformFolder::nameOf(timeval time, const std::string& device) const {
   std::tm utc{};
   gmtime_r(&time.tv_sec, &utc);
   std::array<char, 40> second{};
@@ -160,7 +160,7 @@ std::string WaveformFolder::nameOf(timeval time, const std::string& device) cons
   return candidate;
 }
 
-bool WaveformFolder::write(const std::string& name, const WaveformRecord& record) {
+bool CWaveformFolder::write(const std::string& name, const CWaveformFiles& record) {
   if (writeAll(name, record) && makeRoom() && publish(name)) {
     names_.push_back(name);
     return true;
@@ -174,26 +174,26 @@ bool WaveformFolder::write(const std::string& name, const WaveformRecord& record
   return false;
 }
 
-bool WaveformFolder::remove(const std::string& name) {
+bool CWaveformFolder::remove(const std::string& name) {
   if (!removeFiles(name)) return false;
   std::erase(names_, name);
   return true;
 }
 
-bool WaveformFolder::removeFiles(const std::string& name) {
+bool CWaveformFolder::removeFiles(const std::string& name) {
   return std::all_of(kKinds.begin(), kKinds.end(),
                      [&](const char* kind) { return unlink(pathOf(name + kind)); });
 }
 
-bool WaveformFolder::makeRoom() {
-  while (!names_.empty() && names_.size() >= most_) {
+bool CWaveformFolder::makeRoom() {
+  while (!names_.empty() && names_.size() >= max_) {
     const std::string oldest = names_.front();
     if (!remove(oldest)) return false;
   }
   return true;
 }
 
-bool WaveformFolder::writeFile(const std::string& path, const std::string& text) {
+bool CWaveformFolder::writeFile(const std::string& path, const std::string& text) {
   const File file(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC);
   // Whoever serves the records is another user.
   return (file.get() >= 0 && fchmod(file.get(), 0644) == 0 && writeText(file.get(), text) &&
@@ -201,7 +201,7 @@ bool WaveformFolder::writeFile(const std::string& path, const std::string& text)
          fail(path);
 }
 
-bool WaveformFolder::writeAll(const std::string& name, const WaveformRecord& record) {
+bool CWaveformFolder::writeAll(const std::string& name, const CWaveformFiles& record) {
   const std::array texts = {&record.cfg, &record.dat, &record.hdr};
   for (std::size_t i = 0; i < kKinds.size(); ++i) {
     if (!writeFile(pathOf(temporary(name, kKinds.at(i))), *texts.at(i))) return false;
@@ -209,7 +209,7 @@ bool WaveformFolder::writeAll(const std::string& name, const WaveformRecord& rec
   return true;
 }
 
-bool WaveformFolder::publish(const std::string& name) {
+bool CWaveformFolder::publish(const std::string& name) {
   for (std::size_t i = kKinds.size(); i-- > 0;) {
     const std::string path = pathOf(name + kKinds.at(i));
     if (i == 0 && !syncFolder()) return false;
@@ -220,9 +220,9 @@ bool WaveformFolder::publish(const std::string& name) {
   return true;
 }
 
-bool WaveformFolder::syncFolder() {
+bool CWaveformFolder::syncFolder() {
   const File file(folder_, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   return (file.get() >= 0 && fsync(file.get()) == 0) || fail(folder_);
 }
 
-}  // namespace sim
+}  // namespace toolkit

@@ -1,4 +1,4 @@
-#include "backfill.h"
+#include "history.h"
 
 #include <algorithm>
 #include <array>
@@ -8,6 +8,12 @@
 #include <vector>
 
 namespace sim {
+
+using toolkit::trend::CInterval;
+using toolkit::trend::CIntervals;
+using toolkit::trend::CPeriod;
+using toolkit::trend::CPointFile;
+using toolkit::trend::kPeriods;
 
 namespace {
 
@@ -19,7 +25,7 @@ constexpr std::int64_t kIntervalsAChunk = 360;
 constexpr std::size_t kEntriesAtOnce = 1000;
 
 using Values = std::vector<double>;
-using Times = std::array<std::int64_t, kTrendPeriods.size()>;
+using Times = std::array<std::int64_t, kPeriods.size()>;
 
 // A part of the history that is made at once, from hour to hour but for the last one.
 struct Chunk {
@@ -39,7 +45,7 @@ struct Wanted {
 
 struct Made {
   std::size_t period;
-  Interval interval;
+  CInterval interval;
 };
 
 std::int64_t floorTo(std::int64_t time, std::int64_t length) {
@@ -50,7 +56,7 @@ std::int64_t floorTo(std::int64_t time, std::int64_t length) {
 Times oldestOf(int days, std::int64_t now) {
   Times times{};
   for (std::size_t i = 0; i < times.size(); ++i) {
-    const auto& [id, seconds, most] = kTrendPeriods.at(i);
+    const auto& [id, seconds, most] = kPeriods.at(i);
     times.at(i) = std::max(floorTo(now, kHour) - days * kDay + seconds,
                            floorTo(now, seconds) - (most - 1) * seconds);
   }
@@ -60,9 +66,9 @@ Times oldestOf(int days, std::int64_t now) {
 // Oldest first. The longer the shortest period that still counts, the longer the steps.
 std::vector<Chunk> chunksOf(const Times& oldest, std::int64_t now) {
   std::vector<Chunk> chunks;
-  std::int64_t end = floorTo(now, kTrendPeriods[0].seconds);
+  std::int64_t end = floorTo(now, kPeriods[0].seconds);
   for (std::size_t i = 0; i < oldest.size(); ++i) {
-    const std::int64_t length = kTrendPeriods.at(i).seconds;
+    const std::int64_t length = kPeriods.at(i).seconds;
     const std::int64_t begin = floorTo(oldest.at(i) - length, kHour);
     while (end > begin) {
       const std::int64_t start = std::max(begin, floorTo(end - kIntervalsAChunk * length, kHour));
@@ -76,13 +82,13 @@ std::vector<Chunk> chunksOf(const Times& oldest, std::int64_t now) {
 
 class History {
  public:
-  History(const Installation& installation, TrendFile& file, const std::function<bool()>& stop)
+  History(const Installation& installation, CPointFile& file, const std::function<bool()>& stop)
       : installation_(installation), file_(file), stop_(stop) {}
 
   bool run(Plant plant, int days, std::int64_t now);
 
  private:
-  using Periods = std::array<Wanted, kTrendPeriods.size()>;
+  using Periods = std::array<Wanted, kPeriods.size()>;
 
   bool plan(const Times& oldest, const Values& present);
   bool isWanted(const Chunk& chunk) const;
@@ -90,11 +96,11 @@ class History {
   void shiftBy(const Values& present, const Values& end);
   std::vector<Made> make(const Chunk& chunk, Plant plant) const;
   bool enter(std::vector<Made>&& made);
-  void anchor(Wanted& wanted, std::size_t device, const Interval& interval) const;
-  void shift(const Wanted& wanted, std::size_t device, Interval& interval) const;
+  void anchor(Wanted& wanted, std::size_t device, const CInterval& interval) const;
+  void shift(const Wanted& wanted, std::size_t device, CInterval& interval) const;
 
   const Installation& installation_;
-  TrendFile& file_;
+  CPointFile& file_;
   const std::function<bool()>& stop_;
   std::vector<Periods> wanted_;  // a device each
 };
@@ -125,13 +131,13 @@ bool History::plan(const Times& oldest, const Values& present) {
     Periods& periods = wanted_.emplace_back();
     for (std::size_t i = 0; i < periods.size(); ++i) {
       Wanted& wanted = periods.at(i);
-      std::optional<TrendFile::Kept> kept;
-      if (!file_.read(device, kTrendPeriods.at(i).id, kept)) return false;
+      std::optional<CPointFile::Kept> kept;
+      if (!file_.read(device, kPeriods.at(i).id, kept)) return false;
       wanted.from = oldest.at(i);
       wanted.last.assign(present.begin() + static_cast<std::ptrdiff_t>(first),
                          present.begin() + static_cast<std::ptrdiff_t>(behind));
       if (!kept) continue;
-      const auto& [id, seconds, most] = kTrendPeriods.at(i);
+      const auto& [id, seconds, most] = kPeriods.at(i);
       wanted.from = std::max(wanted.from, kept->newest - (most - 1) * seconds);
       wanted.until = kept->oldest;
       for (std::size_t k = 0; k < wanted.last.size(); ++k) {
@@ -176,9 +182,9 @@ void History::shiftBy(const Values& present, const Values& end) {
 
 // Newest first. None when it was stopped.
 std::vector<Made> History::make(const Chunk& chunk, Plant plant) const {
-  std::vector<TrendIntervals> intervals;
-  intervals.reserve(kTrendPeriods.size());
-  for (const TrendPeriod& period : kTrendPeriods) {
+  std::vector<CIntervals> intervals;
+  intervals.reserve(kPeriods.size());
+  for (const CPeriod& period : kPeriods) {
     intervals.emplace_back(period.seconds, static_cast<double>(chunk.step));
   }
   std::vector<Made> made;
@@ -187,12 +193,12 @@ std::vector<Made> History::make(const Chunk& chunk, Plant plant) const {
     if (time > chunk.start) plant.step(static_cast<double>(chunk.step));
     const Values values = installation_.values(plant);
     for (std::size_t i = 0; i < intervals.size(); ++i) {
-      if (kTrendPeriods.at(i).seconds < kStepsAnInterval * chunk.step) continue;
-      std::vector<Interval> ended;
+      if (kPeriods.at(i).seconds < kStepsAnInterval * chunk.step) continue;
+      std::vector<CInterval> ended;
       intervals[i].step({time, 0}, values, ended);
       // What ends with the start is the chunk's before.
       if (time == chunk.start) continue;
-      for (Interval& interval : ended) made.push_back({i, std::move(interval)});
+      for (CInterval& interval : ended) made.push_back({i, std::move(interval)});
     }
   }
   std::reverse(made.begin(), made.end());
@@ -200,14 +206,15 @@ std::vector<Made> History::make(const Chunk& chunk, Plant plant) const {
 }
 
 bool History::enter(std::vector<Made>&& made) {
-  TrendFile::Entries entries;
+  CPointFile::Entries entries;
   for (auto& [period, interval] : made) {
     for (std::size_t device = 0; device < wanted_.size(); ++device) {
       Wanted& wanted = wanted_[device].at(period);
       if (interval.end == wanted.until) anchor(wanted, device, interval);
       if (interval.end < wanted.from || interval.end >= wanted.until) continue;
       shift(wanted, device, interval);
-      entries.push_back(file_.entryOf(device, kTrendPeriods.at(period).id, interval));
+      entries.push_back(
+          file_.entryOf(device, kPeriods.at(period).id, interval, file_.firstValue(device)));
     }
     if (entries.size() < kEntriesAtOnce) continue;
     if (stop_()) return true;
@@ -217,16 +224,16 @@ bool History::enter(std::vector<Made>&& made) {
   return entries.empty() || file_.append(entries);
 }
 
-void History::anchor(Wanted& wanted, std::size_t device, const Interval& interval) const {
+void History::anchor(Wanted& wanted, std::size_t device, const CInterval& interval) const {
   for (std::size_t i = 0; i < wanted.shift.size(); ++i) {
     wanted.shift[i] = wanted.last[i] - interval.trends[file_.firstValue(device) + i].actual;
   }
 }
 
-void History::shift(const Wanted& wanted, std::size_t device, Interval& interval) const {
+void History::shift(const Wanted& wanted, std::size_t device, CInterval& interval) const {
   for (std::size_t i = 0; i < wanted.shift.size(); ++i) {
     const std::size_t place = file_.firstValue(device) + i;
-    if (file_.kindOf(place) != PointKind::kCounter) continue;
+    if (!file_.point(place).isCounter()) continue;
     double& actual = interval.trends[place].actual;
     actual = std::min(wanted.last[i], std::max(0.0, actual + wanted.shift[i]));
   }
@@ -234,8 +241,8 @@ void History::shift(const Wanted& wanted, std::size_t device, Interval& interval
 
 }  // namespace
 
-bool backfill(const Installation& installation, const Plant& plant, TrendFile& file, int days,
-              timeval now, const std::function<bool()>& stop) {
+bool makeHistory(const Installation& installation, const Plant& plant, CPointFile& file, int days,
+                 timeval now, const std::function<bool()>& stop) {
   return days == 0 || History(installation, file, stop).run(plant, days, now.tv_sec);
 }
 

@@ -6,7 +6,7 @@
 
 #include "toolkit/cds.h"
 
-namespace sim {
+namespace toolkit {
 
 struct DeviceNode {
   std::string path;
@@ -14,7 +14,6 @@ struct DeviceNode {
 };
 
 // False when the store cannot be read.
-bool readDeviceNodes(toolkit::CCds& cds, std::vector<std::string>& devices,
-                     std::vector<DeviceNode>& nodes);
+bool readDeviceNodes(CCds& cds, std::vector<std::string>& devices, std::vector<DeviceNode>& nodes);
 
-}  // namespace sim
+}  // namespace toolkit

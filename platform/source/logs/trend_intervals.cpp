@@ -1,11 +1,11 @@
-#include "trend_intervals.h"
+#include "toolkit/trend_intervals.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "toolkit/time.h"
 
-namespace sim {
+namespace toolkit::trend {
 
 namespace {
 
@@ -19,13 +19,13 @@ std::int64_t endOf(std::int64_t time, std::int64_t length) {
 
 }  // namespace
 
-TrendIntervals::TrendIntervals(std::int64_t seconds, double longestGap)
+CIntervals::CIntervals(std::int64_t seconds, double longestGap)
     : length_(seconds * kSecond), longestGap_(std::llround(longestGap * kSecond)) {}
 
-void TrendIntervals::step(timeval stamp, const std::vector<double>& values,
-                          std::vector<Interval>& ended) {
+void CIntervals::step(timeval stamp, const std::vector<double>& values,
+                      std::vector<CInterval>& ended, bool valid) {
   const std::int64_t now = qel_UNIXtoQELtime64(&stamp);
-  const bool measured = started_ && now > last_ && now - last_ <= longestGap_;
+  const bool measured = valid && started_ && now > last_ && now - last_ <= longestGap_;
   if (const std::int64_t end = endOf(now, length_); !started_ || end != end_) {
     if (measured) measured_ += end_ - last_;
     finish(ended);
@@ -33,7 +33,7 @@ void TrendIntervals::step(timeval stamp, const std::vector<double>& values,
     last_ = std::max(last_, end - length_);
   }
   if (measured) measured_ += now - last_;
-  add(values);
+  add(values, valid);
   last_ = now;
   started_ = true;
   if (now == end_) {
@@ -42,8 +42,14 @@ void TrendIntervals::step(timeval stamp, const std::vector<double>& values,
   }
 }
 
-void TrendIntervals::add(const std::vector<double>& values) {
+void CIntervals::add(const std::vector<double>& values, bool valid) {
   sums_.resize(values.size());
+  if (!valid) {
+    for (Sum& sum : sums_) {
+      sum.actual = std::numeric_limits<double>::quiet_NaN();
+    }
+    return;
+  }
   for (std::size_t i = 0; i < values.size(); ++i) {
     Sum& sum = sums_[i];
     sum.actual = values[i];
@@ -55,20 +61,20 @@ void TrendIntervals::add(const std::vector<double>& values) {
   }
 }
 
-void TrendIntervals::begin(std::int64_t end) {
+void CIntervals::begin(std::int64_t end) {
   end_ = end;
   measured_ = 0;
   sums_.clear();
 }
 
-void TrendIntervals::finish(std::vector<Interval>& ended) {
+void CIntervals::finish(std::vector<CInterval>& ended) {
   if (sums_.empty()) return;
-  Interval interval;
+  CInterval interval;
   interval.end = end_ / kSecond;
   const double share = static_cast<double>(measured_) / static_cast<double>(length_);
   interval.percentValid = std::min(100.0, 100 * share);
   for (const Sum& sum : sums_) {
-    Trend trend;
+    CTrend trend;
     if (sum.count > 0) {
       const double mean = sum.sum / static_cast<double>(sum.count);
       trend = {sum.min, sum.max, std::clamp(mean, sum.min, sum.max), sum.actual};
@@ -78,4 +84,4 @@ void TrendIntervals::finish(std::vector<Interval>& ended) {
   ended.push_back(std::move(interval));
 }
 
-}  // namespace sim
+}  // namespace toolkit::trend

@@ -1,10 +1,10 @@
-// The history of trends before the start.
+// The history of trends before a start.
 #pragma once
 
 #include <functional>
 
 #include "installation.h"
-#include "trend_file.h"
+#include "toolkit/trend_file.h"
 
 namespace sim {
 
@@ -14,7 +14,8 @@ namespace sim {
 // follows them.
 //
 // False when the file refuses, with the reason in its lastError(). Ends early when `stop` says so.
-bool backfill(const Installation& installation, const Plant& plant, TrendFile& file, int days,
-              timeval now, const std::function<bool()>& stop);
+bool makeHistory(const Installation& installation, const Plant& plant,
+                 toolkit::trend::CPointFile& file, int days, timeval now,
+                 const std::function<bool()>& stop);
 
 }  // namespace sim

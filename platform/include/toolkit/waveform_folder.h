@@ -1,4 +1,4 @@
-// WaveformFolder: keeps waveform records in a folder, three files each, at most so many.
+// CWaveformFolder: keeps waveform records in a folder, three files each, at most so many.
 //
 // A record appears with its .cfg, which is named last and removed first: who finds that finds the
 // whole record. Files are made under temporary names that begin with a ".". Other files of the
@@ -10,13 +10,18 @@
 #include <deque>
 #include <string>
 
-#include "waveform.h"
+namespace toolkit {
 
-namespace sim {
+// The contents of a record's files. docs/waveforms.md says what is read of them.
+struct CWaveformFiles {
+  std::string cfg;
+  std::string dat;
+  std::string hdr;
+};
 
-class WaveformFolder {
+class CWaveformFolder {
  public:
-  WaveformFolder(std::string folder, std::size_t most) : folder_(std::move(folder)), most_(most) {}
+  CWaveformFolder(std::string folder, std::size_t max) : folder_(std::move(folder)), max_(max) {}
 
   // Finds the records that are there, and removes what a killed run has left of others. False when
   // the folder cannot be read. All calls leave their reason in lastError().
@@ -26,10 +31,10 @@ class WaveformFolder {
   // device.
   std::string nameOf(timeval time, const std::string& device) const;
   // Makes a record, and room for it: oldest go first. When it fails there is nothing of it.
-  bool write(const std::string& name, const WaveformRecord& record);
+  bool write(const std::string& name, const CWaveformFiles& record);
   bool remove(const std::string& name);
 
-  std::size_t most() const { return most_; }
+  std::size_t max() const { return max_; }
   const std::string& lastError() const { return lastError_; }
 
  private:
@@ -38,15 +43,15 @@ class WaveformFolder {
   bool removeFiles(const std::string& name);
   bool makeRoom();
   bool writeFile(const std::string& path, const std::string& text);
-  bool writeAll(const std::string& name, const WaveformRecord& record);
+  bool writeAll(const std::string& name, const CWaveformFiles& record);
   bool publish(const std::string& name);
   bool syncFolder();
   std::string pathOf(const std::string& file) const { return folder_ + "/" + file; }
 
   std::string folder_;
-  std::size_t most_;
+  std::size_t max_;
   std::deque<std::string> names_;  // oldest first
   std::string lastError_;
 };
 
-}  // namespace sim
+}  // namespace toolkit
