@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "TarnixH.h"
+#include "toolkit/command_queues.h"
 
 namespace sim {
 
@@ -100,7 +101,7 @@ std::string writeResult(int handle, const CommandResult& result) {
   response.numericStatus = static_cast<nsc3__cmdNumStatus>(result.status);
   response.cmdStatus = result.text;
   nsc3__cmdResult_s& to = response.cmdResults;
-  to.cmdVersion = kCommandVersion;
+  to.cmdVersion = toolkit::CCommandQueues::kCommandVersion;
   std::string text = result.text;
   nsc3__harmonicResponse harmonics;
   if (result.harmonics) {

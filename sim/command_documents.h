@@ -8,9 +8,6 @@
 
 namespace sim {
 
-// The version of the commands that are understood, and of the results.
-inline constexpr int kCommandVersion = 1;
-
 // None for a text that is no command, whoever wrote it.
 std::optional<Command> readCommand(const std::string& document);
 std::string writeResult(int handle, const CommandResult& result);

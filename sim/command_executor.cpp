@@ -4,9 +4,7 @@
 #include <array>
 #include <cmath>
 
-#include "alarm.h"
-#include "read_batch.h"
-#include "system_events.h"
+#include "toolkit/leaf_reader.h"
 #include "toolkit/multistate.h"
 #include "toolkit/time.h"
 #include "units.h"
@@ -15,6 +13,7 @@
 namespace sim {
 
 using toolkit::CElement;
+using toolkit::CLeafReader;
 using toolkit::CPath;
 using Execution = CommandExecutor::Execution;
 
@@ -62,8 +61,13 @@ Execution gone(const std::string& point) {
 void tellOf(toolkit::CLeafBatch& batch, const std::string& device, const std::string& what,
             int handle, timeval stamp) {
   const std::string message = what + " by command #" + std::to_string(handle);
-  toolkit::CEvent event = systemEvent(message.c_str(), stamp);
+  toolkit::CEvent event;
+  event.type = toolkit::EVENT_SYSTEM;
   event.path = device;
+  event.severity = toolkit::SEVERITY_INFORMATION;
+  event.time = stamp;
+  event.message = message;
+  event.source = kSource;
   batch.tell(std::move(event));
 }
 
@@ -113,15 +117,18 @@ std::vector<std::pair<CommandExecutor::Offer, std::string>> CommandExecutor::all
 std::optional<std::vector<CommandExecutor::Offer>> CommandExecutor::offers(
     std::size_t device) const {
   const auto all = allOffers();
-  ReadBatch leaves;
-  for (const auto& [offer, point] : all) leaves.add(paths_[device] + "/" + point);
+  CLeafReader leaves;
+  std::vector<CLeafReader::Handle> points;
+  for (const auto& [offer, point] : all) {
+    points.push_back(leaves.add(paths_[device] + "/" + point));
+  }
   if (!leaves.read(cds_)) return std::nullopt;
   std::vector<Offer> offers;
   for (std::size_t i = 0; i < all.size(); ++i) {
     const Offer& offer = all[i].first;
     const bool isListed =
         !offers.empty() && offers.back().name == offer.name && offers.back().param == offer.param;
-    if (leaves.number(i) && !isListed) offers.push_back(offer);
+    if (leaves.number(points[i]) && !isListed) offers.push_back(offer);
   }
   return offers;
 }
@@ -146,13 +153,19 @@ void CommandExecutor::settle(std::size_t device, const Execution& execution) {
 }
 
 std::optional<Execution> CommandExecutor::resetEnergy(const Job& job) const {
-  ReadBatch leaves;
-  for (const char* counter : kEnergyCounters) leaves.add(job.path + "/" + counter);
+  CLeafReader leaves;
+  std::vector<CLeafReader::Handle> counters;
+  for (const char* counter : kEnergyCounters) {
+    counters.push_back(leaves.add(job.path + "/" + counter));
+  }
   if (!leaves.read(cds_)) return std::nullopt;
   std::string names;
   for (std::size_t i = 0; i < kEnergyCounters.size(); ++i) {
-    if (!leaves.number(i)) continue;
-    job.batch.add(CPath(job.path + "/" + kEnergyCounters.at(i)), elementLike(*leaves.at(i), 0));
+    if (!leaves.number(counters[i])) {
+      continue;
+    }
+    job.batch.add(CPath(job.path + "/" + kEnergyCounters.at(i)),
+                  elementLike(*leaves.element(counters[i]), 0));
     names += (names.empty() ? "" : ", ") + std::string(kEnergyCounters.at(i));
   }
   tellOf(job.batch, job.path, "Energy counters reset", job.handle, job.stamp);
@@ -163,10 +176,10 @@ std::optional<Execution> CommandExecutor::resetEnergy(const Job& job) const {
 
 std::optional<Execution> CommandExecutor::operateRelay(const Job& job) const {
   const std::string node = job.path + "/Breaker";
-  ReadBatch leaves;
-  const std::size_t state = leaves.add(node);
-  const std::size_t labels = leaves.add(node + ":PossibleValues");
-  const std::size_t isRemote = leaves.add(job.path + "/ControlSource");
+  CLeafReader leaves;
+  const auto state = leaves.add(node);
+  const auto labels = leaves.add(node + ":PossibleValues");
+  const auto isRemote = leaves.add(job.path + "/ControlSource");
   if (!leaves.read(cds_)) return std::nullopt;
   if (!leaves.number(state)) return gone(node);
   int closed = 1;
@@ -175,7 +188,7 @@ std::optional<Execution> CommandExecutor::operateRelay(const Job& job) const {
   toolkit::CCds_Multistate::GetEnumValue(leaves.text(labels), "Open", open);
   const bool opens = job.command.param == "Open";
   const int wanted = opens ? open : closed;
-  const int present = leaves.at(state)->to_int();
+  const int present = leaves.element(state)->to_int();
   if (present == wanted)
     return success(opens ? "The relay is open already" : "The relay is closed already");
   if (!leaves.flag(isRemote, true)) {
@@ -189,18 +202,18 @@ std::optional<Execution> CommandExecutor::operateRelay(const Job& job) const {
   }
   const std::string what = opens ? "Relay opened" : "Relay closed";
   // A relay stays where it is when the device restarts.
-  job.batch.add(CPath(node), elementLike(*leaves.at(state), wanted), PCD_TRUE);
+  job.batch.add(CPath(node), elementLike(*leaves.element(state), wanted), PCD_TRUE);
   tellOf(job.batch, job.path, what, job.handle, job.stamp);
   return success(what);
 }
 
 std::optional<Execution> CommandExecutor::setpoint(const Job& job) const {
   const std::string node = job.path + "/" + job.command.name;
-  ReadBatch leaves;
-  const std::size_t present = leaves.add(node);
-  const std::size_t least = leaves.add(node + ":Minimum");
-  const std::size_t most = leaves.add(node + ":Maximum");
-  const std::size_t units = leaves.add(node + ":Units");
+  CLeafReader leaves;
+  const auto present = leaves.add(node);
+  const auto least = leaves.add(node + ":Minimum");
+  const auto most = leaves.add(node + ":Maximum");
+  const auto units = leaves.add(node + ":Units");
   if (!leaves.read(cds_)) return std::nullopt;
   if (!leaves.number(present)) return gone(node);
   const double scale = scaleOf(leaves.text(units));
@@ -217,15 +230,15 @@ std::optional<Execution> CommandExecutor::setpoint(const Job& job) const {
                                                 CElement(lowest).to_string(10) + " to " +
                                                 CElement(highest).to_string(10) + unit);
   }
-  job.batch.add(CPath(node), elementLike(*leaves.at(present), value / scale), PCD_TRUE);
+  job.batch.add(CPath(node), elementLike(*leaves.element(present), value / scale), PCD_TRUE);
   return success(job.command.name + " is " + CElement(value).to_string(10) + unit);
 }
 
 std::optional<Execution> CommandExecutor::measureHarmonics(const Job& job) const {
   const std::string node = job.path + "/" + job.command.param;
-  ReadBatch leaves;
-  const std::size_t units = leaves.add(node + ":Units");
-  const std::size_t displayName = leaves.add(node + ":DisplayName");
+  CLeafReader leaves;
+  const auto units = leaves.add(node + ":Units");
+  const auto displayName = leaves.add(node + ":DisplayName");
   if (!leaves.read(cds_)) return std::nullopt;
   const Moment moment = momentOf(installation_.plant(), job.device);
   if (*std::max_element(moment.voltage.begin(), moment.voltage.end()) <= 0) {

@@ -15,12 +15,9 @@ namespace {
 using toolkit::CElement;
 using toolkit::CPath;
 
-constexpr const char* kSource = "devsim";
-
 struct Quantity {
   const char* name;
   double& (*of)(Reading&);
-  PointKind kind = PointKind::kMeasurement;
   bool goesOn = false;  // from the store's value
 };
 
@@ -41,21 +38,15 @@ const std::array kQuantities = {
     Quantity{"PowerTotal", [](Reading& r) -> double& { return r.activePower; }},
     Quantity{"ReactivePowerTotal", [](Reading& r) -> double& { return r.reactivePower; }},
     Quantity{"ApparentPowerTotal", [](Reading& r) -> double& { return r.apparentPower; }},
-    Quantity{"PowerFactor", [](Reading& r) -> double& { return r.powerFactor; },
-             PointKind::kPowerFactor},
+    Quantity{"PowerFactor", [](Reading& r) -> double& { return r.powerFactor; }},
     Quantity{"Frequency", [](Reading& r) -> double& { return r.frequency; }},
     Quantity{"VoltageUnbalance", [](Reading& r) -> double& { return r.unbalance; }},
     Quantity{"EnclosureTemperature", [](Reading& r) -> double& { return r.temperature; }},
-    Quantity{"PowerDemand", [](Reading& r) -> double& { return r.powerDemand; },
-             PointKind::kMeasurement, true},
-    Quantity{"EnergyImported", [](Reading& r) -> double& { return r.activeEnergy; },
-             PointKind::kCounter, true},
-    Quantity{"EnergyReactive", [](Reading& r) -> double& { return r.reactiveEnergy; },
-             PointKind::kCounter, true},
-    Quantity{"OperatingTime", [](Reading& r) -> double& { return r.operatingTime; },
-             PointKind::kCounter, true},
-    Quantity{"BreakerOperations", [](Reading& r) -> double& { return r.breakerOperations; },
-             PointKind::kCounter, true},
+    Quantity{"PowerDemand", [](Reading& r) -> double& { return r.powerDemand; }, true},
+    Quantity{"EnergyImported", [](Reading& r) -> double& { return r.activeEnergy; }, true},
+    Quantity{"EnergyReactive", [](Reading& r) -> double& { return r.reactiveEnergy; }, true},
+    Quantity{"OperatingTime", [](Reading& r) -> double& { return r.operatingTime; }, true},
+    Quantity{"BreakerOperations", [](Reading& r) -> double& { return r.breakerOperations; }, true},
 };
 
 // Points that operators write and the simulation follows, where a device has them.
@@ -113,6 +104,8 @@ struct Installation::Point {
   const Quantity* quantity;
   std::size_t index;  // in the batch
   double scale;
+  toolkit::trend::CPoint trend;
+  bool hasTrends;
 };
 
 struct Installation::Setting {
@@ -153,7 +146,12 @@ void Installation::addDevice(const std::string& path, std::uint64_t seed) {
     if (!value) continue;
     const double scale = scaleOf(textOf(cds_, point + ":Units"));
     if (quantity.goesOn) quantity.of(physics.feeder.reading()) = value->to_double() * scale;
-    device->points.push_back({&quantity, addPath(point), scale});
+    toolkit::trend::CPoint trend;
+    trend.device = path;
+    trend.param.path = point;
+    const bool hasTrends =
+        toolkit::trend::readTraits(textOf(cds_, point + ":.TrendTraits"), trend.param);
+    device->points.push_back({&quantity, addPath(point), scale, trend, hasTrends});
   }
   if (device->points.empty()) return;
   for (const Setpoint& setpoint : kSetpoints) {
@@ -227,36 +225,40 @@ CElement Installation::elementOf(const Point& point, Reading& reading) const {
   return element;
 }
 
-bool Installation::writeStore(timeval stamp) {
-  std::vector<CPath> paths;
-  std::vector<CElement> elements;
+bool Installation::write(toolkit::CLeafBatch& batch) const {
   for (std::size_t i = 0; i < devices_.size(); ++i) {
+    Reading reading = plant_.devices[i].feeder.reading();
     for (const Point& point : devices_[i]->points) {
-      if (!isThere(point)) continue;
-      paths.push_back(paths_[point.index]);
-      elements.push_back(elementOf(point, plant_.devices[i].feeder.reading()));
-      elements.back().set_time(stamp);
+      if (isThere(point)) {
+        batch.add(paths_[point.index], elementOf(point, reading));
+      }
     }
   }
-  if (paths.empty()) return true;
-  const std::vector<pcd_tribool_t> persist(paths.size(), PCD_FALSE);
-  std::vector<api_status_t> statuses;
-  return cds_.set_leaves(paths, elements, persist, statuses, kSource) == 0 &&
-         std::find(statuses.begin(), statuses.end(), API_STORE_FULL) == statuses.end();
+  const api_status_t status = batch.write(cds_, kSource);
+  return status == API_SUCCESS || status == API_BAD_PATH;
+}
+
+bool Installation::advance(double seconds) {
+  if (!readStore()) {
+    return false;
+  }
+  readConditions(plant_);
+  plant_.step(seconds);
+  return true;
 }
 
 bool Installation::step(double seconds, timeval stamp) {
-  if (!readStore()) return false;
-  readConditions(plant_);
-  plant_.step(seconds);
-  return writeStore(stamp);
+  toolkit::CLeafBatch batch(stamp);
+  return advance(seconds) && write(batch);
 }
 
-std::vector<MovedPoint> Installation::points() const {
-  std::vector<MovedPoint> points;
+std::vector<toolkit::trend::CPoint> Installation::points() const {
+  std::vector<toolkit::trend::CPoint> points;
   for (const auto& device : devices_) {
     for (const Point& point : device->points) {
-      points.push_back({device->path, paths_[point.index].getNodePath(), point.quantity->kind});
+      if (point.hasTrends) {
+        points.push_back(point.trend);
+      }
     }
   }
   return points;
@@ -267,6 +269,9 @@ std::vector<double> Installation::values(const Plant& plant) const {
   for (std::size_t i = 0; i < devices_.size(); ++i) {
     Reading reading = plant.devices[i].feeder.reading();
     for (const Point& point : devices_[i]->points) {
+      if (!point.hasTrends) {
+        continue;
+      }
       values.push_back(isThere(point) ? elementOf(point, reading).to_double()
                                       : std::numeric_limits<double>::quiet_NaN());
     }

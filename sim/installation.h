@@ -15,12 +15,18 @@
 #include <string>
 #include <vector>
 
-#include "moved_point.h"
 #include "plant.h"
 #include "toolkit/cds.h"
+#include "toolkit/leaf_batch.h"
+#include "toolkit/trend_points.h"
 
 namespace sim {
 
+// Who writes, as the store keeps it.
+inline constexpr const char* kSource = "devsim";
+// Its system events.
+inline constexpr const char* kStarted = "Simulated meter started";
+inline constexpr const char* kStopped = "Simulated meter stopped";
 // Of a setpoint without a Maximum.
 inline constexpr double kLargestSetpoint = 1e6;
 // Points of a device, those that it has, that resetEnergy() sets to zero.
@@ -36,15 +42,18 @@ class Installation {
   std::vector<std::string> devicePaths() const;
   const Plant& plant() const { return plant_; }
 
-  // Moves everything by so many seconds and writes it with this time stamp. False when the store
-  // refused; the next step tries again.
+  // Moves everything by so many seconds. False when the store cannot be read, and nothing moves.
+  bool advance(double seconds);
+  // Writes the values with what the batch has already. False when the store refused.
+  bool write(toolkit::CLeafBatch& batch) const;
+  // Both, with this time stamp.
   bool step(double seconds, timeval stamp);
 
   // The device's energy counters go on from zero; the store has it after the next step.
   void resetEnergy(std::size_t device);
 
-  // What it moves, device by device.
-  std::vector<MovedPoint> points() const;
+  // What it moves and the model keeps trends of, device by device.
+  std::vector<toolkit::trend::CPoint> points() const;
   // The readings of a plant at these points, in their units and types; NaN for a point that the
   // store did not have when it was last read.
   std::vector<double> values(const Plant& plant) const;
@@ -65,7 +74,6 @@ class Installation {
   void readConditions(const Device& device, Conditions& conditions) const;
   bool isThere(const Point& point) const;
   toolkit::CElement elementOf(const Point& point, Reading& reading) const;
-  bool writeStore(timeval stamp);
 
   toolkit::CCds& cds_;
   Plant plant_;

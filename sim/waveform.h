@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "plant.h"
+#include "toolkit/waveform_folder.h"
 
 namespace sim {
 
@@ -29,19 +30,15 @@ struct VoltageFall {
   timeval time = {};
   Moment before;
   Moment after;
-  // The alarm that tells of it.
+  // What the header tells of it: a message, and the leaf path of the voltage.
   std::string message;
   std::string source;
 };
 
-struct WaveformRecord {
+struct WaveformRecord : toolkit::CWaveformFiles {
   static constexpr std::size_t kSamplesACycle = 128;
   static constexpr std::size_t kSamples = 16 * kSamplesACycle;
   static constexpr std::size_t kTrigger = kSamples / 4;  // the first sample after the fall
-
-  std::string cfg;
-  std::string dat;
-  std::string hdr;
 };
 
 WaveformRecord recordOf(const VoltageFall& fall);

@@ -1,14 +1,15 @@
-// Every text of the delivered models and of the simulation that a client may see in his language
-// has a translation.
+// Every text of the delivered models, of the device and of the simulation that a client may see in
+// his language has a translation.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "alarm_rules.h"
+#include "alarms/alarm_rules.h"
+#include "installation.h"
+#include "logs/system_events.h"
 #include "model_file.h"
-#include "system_events.h"
 #include "test_program.h"
 
 namespace {
@@ -18,9 +19,10 @@ std::set<std::string> translatableTexts() {
       "DisplayName",       "Description",     "ShortName",       "Units",
       ".GroupName",        "PossibleValues",  ".AlarmHighMsg",   ".AlarmLowMsg",
       ".AlarmHighHighMsg", ".AlarmLowLowMsg", ".AlarmOnValueMsg"};
-  std::set<std::string> texts = {"Circuit breaker opened", "Circuit breaker closed", sim::kStarted,
-                                 sim::kStopped};
-  for (const sim::LimitKind& kind : sim::kLimitKinds) {
+  std::set<std::string> texts = {
+      "Circuit breaker opened", "Circuit breaker closed", sim::kStarted, sim::kStopped,
+      device::kStarted,         device::kStopped};
+  for (const device::LimitKind& kind : device::kLimitKinds) {
     texts.insert(kind.message);
   }
   for (const char* file : {FEEDER_MODEL, CAMPUS_MODEL}) {

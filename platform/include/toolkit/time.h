@@ -7,6 +7,7 @@
 #include <sys/time.h>
 
 #include <cstdint>
+#include <optional>
 #include <utility>
 
 // Now, as a 64-bit time.
@@ -33,3 +34,25 @@ int qel_QELtoUNIXtime64(std::int64_t time, timeval* unixTime);
 // The same pair under the names of the value-writing code: now, and that as a timeval.
 std::int64_t qel_UTCtime();
 int qel_QELtoUNIXtime(std::int64_t time, timeval* unixTime);
+
+namespace toolkit {
+
+inline timeval presentTime() {
+  timeval now = {};
+  qel_QELtoUNIXtime64(qel_UTCtime64(), &now);
+  return now;
+}
+
+inline double secondsBetween(timeval from, timeval to) {
+  return static_cast<double>(to.tv_sec - from.tv_sec) +
+         static_cast<double>(to.tv_usec - from.tv_usec) / 1e6;
+}
+
+// Whether so many seconds have passed since the last time, if there was one. A clock that was set
+// back is no reason to wait.
+inline bool isDue(const std::optional<timeval>& last, timeval now, double seconds) {
+  const double age = last ? secondsBetween(*last, now) : seconds;
+  return age < 0 || age >= seconds;
+}
+
+}  // namespace toolkit

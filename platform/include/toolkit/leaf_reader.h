@@ -1,0 +1,55 @@
+// CLeafReader: leaves that are read together, in one transaction. The partner of CLeafBatch.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "toolkit/cds.h"
+
+namespace toolkit {
+
+class CLeafReader {
+ public:
+  // A leaf of the reader that gave it. One that no reader gave is a missing leaf.
+  class Handle {
+   public:
+    Handle() = default;
+
+   private:
+    friend class CLeafReader;
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+    explicit Handle(std::size_t index) : index_(index) {}
+    std::size_t index_ = kNone;
+  };
+
+  // A path outside the grammar names a missing leaf. A leaf that is added after a read is missing
+  // until the next one.
+  Handle add(const std::string& path);
+  std::size_t size() const { return paths_.size(); }
+  // False when the store cannot be read; all leaves are then missing.
+  bool read(CCds& cds);
+
+  // API_NONE before the first read.
+  api_status_t status(Handle leaf) const;
+  // Of a leaf that is there.
+  element_property_t source(Handle leaf) const;
+  // Null for a leaf that is missing; valid until the next read.
+  const CElement* element(Handle leaf) const;
+  // Of a numeric, Boolean or state leaf; it may be NaN.
+  std::optional<double> number(Handle leaf) const;
+  std::string text(Handle leaf) const;
+  bool flag(Handle leaf, bool otherwise = false) const;
+
+ private:
+  std::vector<CPath> paths_;
+  std::vector<api_status_t> statuses_;
+  std::vector<CElement> elements_;
+  std::vector<element_property_t> sources_;
+};
+
+// Node paths of the children, none for a node that is not there. False when the store cannot be
+// read.
+bool readChildren(CCds& cds, const std::string& node, std::vector<std::string>& children);
+
+}  // namespace toolkit

@@ -1,0 +1,177 @@
+// A device as real processes: devmon with the simulated meter as its source.
+#include <csignal>
+#include <map>
+#include <set>
+
+#include "sandbox.h"
+#include "toolkit/event_stream.h"
+#include "toolkit/trend.h"
+
+namespace {
+
+using toolkit::CElement;
+using toolkit::CEvent;
+
+class Devmon : public Sandbox {
+ protected:
+  Devmon() {
+    EXPECT_EQ(devctl({"store", "import", FEEDER_MODEL}).status, 0);
+    EXPECT_EQ(cds_.init(), 0);
+    for (const char* phase : {"A", "B", "C"}) {
+      put(std::string("/Feeder1/Voltage") + phase + ":.AlarmDelay", 0.05);
+    }
+  }
+  ~Devmon() override {
+    for (pid_t pid : {monitor_, meter_}) {
+      if (pid > 0) {
+        end(pid, SIGKILL);
+      }
+    }
+  }
+  Devmon(const Devmon&) = delete;
+  Devmon& operator=(const Devmon&) = delete;
+
+  void startMonitor() {
+    monitor_ = startProcess(folder(), DEVMON, {"--rate=200", "--logs", folder()});
+  }
+  void startMeter() { meter_ = startProcess(folder(), DEVSIM, {"--rate=100"}); }
+  int end(pid_t& pid, int signal) const {
+    kill(pid, signal);
+    return waitForProcess(std::exchange(pid, 0), folder()).status;
+  }
+  void put(const std::string& path, double value) {
+    EXPECT_EQ(set(cds_, path, CElement(value)), API_SUCCESS) << path;
+  }
+  std::string read(const std::string& path) { return text(cds_, path); }
+  std::vector<CEvent> notified(toolkit::event_type_t type) {
+    std::vector<toolkit::CEventStream::Entry> entries;
+    toolkit::CEventStream(cds_, toolkit::CEventStream::kEvents).read(0, entries);
+    std::vector<CEvent> events;
+    for (const auto& entry : entries) {
+      if (entry.event.type == type) {
+        events.push_back(entry.event);
+      }
+    }
+    return events;
+  }
+  bool awaitSystemEvents(std::size_t count) {
+    return await([&] { return notified(toolkit::EVENT_SYSTEM).size() == count; });
+  }
+  // Alarm events of the log: "number:sequence" of each.
+  std::multiset<std::string> entered() const {
+    std::multiset<std::string> events;
+    for (const CEvent& event : eventsOf("alarms.db")) {
+      if (event.type == toolkit::EVENT_ALARM) {
+        events.insert(std::to_string(event.id) + ":" + std::to_string(event.sequence));
+      }
+    }
+    return events;
+  }
+
+  toolkit::CCds cds_;
+  pid_t monitor_ = 0;
+  pid_t meter_ = 0;
+};
+
+TEST_F(Devmon, KeepsFourFilesAndLeavesOthersAlone) {
+  ASSERT_EQ(devctl({"store", "set", "/Feeder1/VoltageA:.AlarmHighLimit", "100"}).status, 0);
+  startMonitor();
+  startMeter();
+  EXPECT_TRUE(await([&] { return read("/Alarms/AlarmCount") == "1"; }));
+  std::vector<toolkit::admin::Watchdog> watched;
+  EXPECT_EQ(toolkit::admin::watchdogs(watched), "");
+  EXPECT_EQ(watched.size(), 2U);
+  EXPECT_EQ(end(meter_, SIGTERM), 0);
+  EXPECT_EQ(end(monitor_, SIGTERM), 0);
+  EXPECT_EQ(contentsOf(folder() / "err"), "");
+  std::multiset<std::string> told;
+  for (const CEvent& event : eventsOf("system.db")) {
+    told.insert(event.message);
+  }
+  EXPECT_EQ(told,
+            std::multiset<std::string>({"Device monitor started", "Device monitor stopped",
+                                        "Simulated meter started", "Simulated meter stopped"}));
+  EXPECT_EQ(eventsOf("alarms.db").at(0).message, "Voltage too high");
+  EXPECT_GE(eventsOf("deadband.db").size(), 12U);
+  toolkit::trend::CLog trends;
+  std::vector<toolkit::trend::CDeviceProperties> devices;
+  EXPECT_EQ(trends.open(file("interval-trends.db"), true, false, 1000, false, 0, 0, 0, true), 0);
+  EXPECT_EQ(trends.get_devices(devices) + devices.size(), 2U);
+  write("system.db", "mine");
+  EXPECT_EQ(run(DEVMON, {"--logs", folder()}).status, 1);
+  EXPECT_EQ(contentsOf(file("system.db")), "mine");
+}
+
+// Kills one or the other, or both, at whatever moment it is, while alarms come and go.
+TEST_F(Devmon, KillsInAnyOrderLoseAndDoubleNoEvent) {
+  startMonitor();
+  startMeter();
+  for (int round = 0; round < 8; ++round) {
+    put("/Feeder1/NominalVoltage", round % 2 == 0 ? 260 : 230);
+    const std::string wanted = round % 2 == 0 ? "true" : "false";
+    const bool isEarly = round % 3 == 0;
+    EXPECT_TRUE(isEarly || await([&] { return read("/Feeder1/VoltageA:InAlarm") == wanted; }));
+    if (round % 4 != 1) {
+      EXPECT_EQ(end(monitor_, SIGKILL), 128 + SIGKILL);
+    }
+    if (round % 4 != 2) {
+      EXPECT_EQ(end(meter_, SIGKILL), 128 + SIGKILL);
+      startMeter();
+    }
+    if (monitor_ == 0) {
+      startMonitor();
+    }
+    EXPECT_TRUE(await([&] { return read("/Feeder1/VoltageA:InAlarm") == wanted; })) << round;
+  }
+  put("/Feeder1/NominalVoltage", 260);
+  EXPECT_TRUE(await([&] { return read("/Feeder1/VoltageA:InAlarm") == "true"; }));
+  EXPECT_EQ(end(meter_, SIGTERM), 0);
+  EXPECT_EQ(end(monitor_, SIGTERM), 0);
+  std::multiset<std::string> told;
+  std::map<std::uint64_t, std::uint32_t> sequences;
+  for (const CEvent& event : notified(toolkit::EVENT_ALARM)) {
+    told.insert(std::to_string(event.id) + ":" + std::to_string(event.sequence));
+    EXPECT_EQ(event.sequence, ++sequences[event.id]);
+  }
+  EXPECT_EQ(entered(), told);
+  EXPECT_GE(told.size(), 9U) << "five times up and four down";
+  EXPECT_EQ(std::set<std::string>(told.begin(), told.end()).size(), told.size());
+}
+
+TEST_F(Devmon, AlarmsThatStandGoOn) {
+  startMonitor();
+  startMeter();
+  put("/Feeder1/NominalVoltage", 260);
+  EXPECT_TRUE(await([&] { return read("/Alarms/AlarmCount") == "3"; }));
+  end(monitor_, SIGKILL);
+  end(meter_, SIGKILL);
+  const std::string before = expectSuccess({"store", "export", "/Alarms"});
+  startMonitor();
+  EXPECT_TRUE(awaitSystemEvents(3));
+  startMeter();
+  EXPECT_TRUE(awaitSystemEvents(4));
+  EXPECT_EQ(expectSuccess({"store", "export", "/Alarms"}), before);
+}
+
+TEST_F(Devmon, SeesThatItsSourceIsGone) {
+  put("/Feeder1:ValueAge", 0.2);
+  put("/Feeder1/Branch1:ValueAge", 100);
+  startMeter();
+  startMonitor();
+  EXPECT_TRUE(awaitSystemEvents(2));
+  end(meter_, SIGKILL);
+  EXPECT_TRUE(await([&] { return read("/Feeder1/.Quality") == "0"; }));
+  EXPECT_EQ(read("/Feeder1/Branch1/.Quality"), "192");
+  end(monitor_, SIGKILL);
+  startMonitor();
+  startMeter();
+  EXPECT_TRUE(await([&] { return read("/Feeder1/.Quality") == "192"; }));
+  EXPECT_EQ(end(monitor_, SIGTERM), 0);
+  std::string told;
+  for (const CEvent& event : eventsOf("alarms.db")) {
+    told += event.path + std::to_string(event.quality) + " ";
+  }
+  EXPECT_EQ(told, "/Feeder1/.Quality0 /Feeder1/.Quality192 ");
+}
+
+}  // namespace
