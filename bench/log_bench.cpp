@@ -84,7 +84,7 @@ class Site {
 
   void fillEvents() const {
     toolkit::CLog log;
-    check(log.init(eventFile(), 0, true, false, false, true, 0, 0, 0) == 0, log.last_error());
+    check(log.openToWrite(eventFile(), {}) == 0, log.last_error());
     std::vector<CEvent> events;
     for (int row = 0; row < kRows; ++row) {
       CEvent event;
@@ -104,7 +104,7 @@ class Site {
 
   void fillTrends() const {
     trend::CLog log;
-    check(log.open(trendFile(), false, true, 0, false, 0, 0, 0, false) == 0, log.last_error());
+    check(log.openToWrite(trendFile(), {}) == 0, log.last_error());
     trend::CDeviceParams params{{"/Device0"}, std::vector<trend::CParamProperties>(kParams)};
     for (int i = 0; i < kParams; ++i) {
       params.params[i].path = pathOf(10 * i);

@@ -55,7 +55,7 @@ bool Recorder::open(const std::string& folder) {
   for (std::size_t i = 0; i < logs_.size(); ++i) {
     CLog& file = logs_[i].file;
     const Kind& kind = kKinds[i];
-    if (file.init(folder + "/" + kind.file, kind.capacity, true, false, false, false, 0, 0, 0) !=
+    if (file.openToWrite(folder + "/" + kind.file, {.capacity = kind.capacity, .wait = false}) !=
             toolkit::LOG_OK ||
         file.get_marks(logs_[i].entered) != toolkit::LOG_OK) {
       lastError_ = file.last_error();

@@ -39,7 +39,7 @@ TEST_F(LogCommands, AnEventLogIsCopiedExactly) {
   events[0].path = events[0].source = std::string("\0x", 2);
   events[0].waveforms = {"https://192.0.2.1/é?a=1&b", "\"\\"};
   toolkit::CLog log;
-  ASSERT_EQ(log.init(file("a"), 0, true, false, false, true, 0, 0, 0), 0);
+  ASSERT_EQ(log.openToWrite(file("a"), {}), 0);
   ASSERT_EQ(log.append(events), 0);
   log.close();
   const std::string lines = expectSuccess({"events", "list", file("a")});

@@ -30,15 +30,11 @@ class Logs : public testing::Test {
  protected:
   std::string file() const { return folder_.path() / "log.db"; }
   int openWriter(CLog& log, unsigned capacity = 0) const {
-    return log.init(file(), capacity, true, false, false, true, 0, 0, 0);
+    return log.openToWrite(file(), {.capacity = capacity});
   }
-  int openReader(CLog& log) const { return log.init(file(), 0, false, false, true, true, 0, 0, 0); }
-  int openWriter(trend::CLog& log) const {
-    return log.open(file(), false, true, 40, false, 0, 0, 0, false);
-  }
-  int openReader(trend::CLog& log) const {
-    return log.open(file(), true, false, 40, false, 0, 0, 0, false);
-  }
+  int openReader(CLog& log) const { return log.openToRead(file()); }
+  int openWriter(trend::CLog& log) const { return log.openToWrite(file(), {.waitMs = 40}); }
+  int openReader(trend::CLog& log) const { return log.openToRead(file(), 40); }
   void write(const std::string& bytes) const { std::ofstream(file(), std::ios::binary) << bytes; }
   static int fill(CLog& log) { return log.append(std::vector<CEvent>(500, eventAt(1, 1))); }
   static int fill(trend::CLog& log) {

@@ -48,7 +48,7 @@ class Sandbox : public StoreTest {
   std::vector<toolkit::CEvent> eventsOf(const std::string& name) const {
     toolkit::CLog log;
     std::vector<toolkit::CEvent> events;
-    EXPECT_EQ(log.init(file(name), 0, false, false, true, true, 0, 0, 0), 0) << log.last_error();
+    EXPECT_EQ(log.openToRead(file(name)), 0) << log.last_error();
     EXPECT_EQ(log.retrieve(events, "", nullptr, nullptr, log.kNoMaximum, false, false, 0), 0);
     return events;
   }

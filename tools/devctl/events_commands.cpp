@@ -39,7 +39,7 @@ std::vector<CEvent> readEvents(const std::string& file) {
 void append(const std::string& file) {
   const std::vector<CEvent> events = readEvents(file);
   CLog log;
-  succeed(log, log.init(file, 0, true, true, false, true, 0, 0, 0));
+  succeed(log, log.openToWrite(file, {.durable = true}));
   succeed(log, log.append(events));
 }
 
@@ -70,7 +70,7 @@ void list(const ListArguments& arguments) {
   const std::optional<timeval> start = bound(arguments, "--from", arguments.from);
   const std::optional<timeval> end = bound(arguments, "--to", arguments.to);
   CLog log;
-  succeed(log, log.init(arguments.file, 0, false, false, true, true, 0, 0, 0));
+  succeed(log, log.openToRead(arguments.file));
   // Where all are wanted, the first page is where the printing begins.
   const bool all = arguments.max == CLog::kNoMaximum;
   const bool latest = all ? arguments.reverse : arguments.latest;

@@ -21,7 +21,7 @@ constexpr unsigned kReaderWaitMs = 40;
 constexpr unsigned kWriterWaitMs = 5000;
 
 int openToWrite(CLog& log, const std::string& file, bool create) {
-  return log.open(file, false, create, kWriterWaitMs, true, 0, 0, 0, false);
+  return log.openToWrite(file, {.create = create, .waitMs = kWriterWaitMs, .durable = true});
 }
 
 std::vector<CPeriodProperties> periodsOf(CLog& log) {
@@ -178,7 +178,7 @@ void list(const ListArguments& arguments) {
     throw Failure(arguments.file + ": --from and --to must not be before 1970");
   }
   CLog log;
-  succeed(log, log.open(arguments.file, true, false, kReaderWaitMs, false, 0, 0, 0, false));
+  succeed(log, log.openToRead(arguments.file, kReaderWaitMs));
   std::vector<CPeriodProperties> periods = periodsOf(log);
   std::vector<CDeviceParams> devices = devicesOf(log);
   if (arguments.period) {

@@ -41,6 +41,18 @@ class CLog {
   CLog(const CLog&) = delete;
   CLog& operator=(const CLog&) = delete;
 
+  // The two ways to open a log that most take; see init().
+  struct WriteOptions {
+    unsigned capacity = 0;
+    bool durable = false;
+    bool wait = true;
+  };
+  int openToRead(const std::string& path) {
+    return init(path, 0, false, false, true, true, 0, 0, 0);
+  }
+  int openToWrite(const std::string& path, const WriteOptions& options) {
+    return init(path, options.capacity, true, options.durable, false, options.wait, 0, 0, 0);
+  }
   // Opens a log, after closing what was open. A file that another process holds is open all the
   // same: the calls on it are then busy.
   //   capacity   rows that a writer keeps; 0: no bound

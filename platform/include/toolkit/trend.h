@@ -93,6 +93,18 @@ class CLog {
   CLog(const CLog&) = delete;
   CLog& operator=(const CLog&) = delete;
 
+  // The two ways to open a log that most take; see open().
+  struct WriteOptions {
+    bool create = true;
+    unsigned waitMs = 0;
+    bool durable = false;
+  };
+  int openToRead(const std::string& path, unsigned waitMs) {
+    return open(path, true, false, waitMs, false, 0, 0, 0, false);
+  }
+  int openToWrite(const std::string& path, const WriteOptions& options) {
+    return open(path, false, options.create, options.waitMs, options.durable, 0, 0, 0, false);
+  }
   // Opens a log, after closing what was open. A reader finds a file that another process holds open
   // all the same: the calls on it are then busy.
   //   readOnly   for reading; else for the three writing calls too

@@ -23,8 +23,7 @@ bool CPointFile::open(const std::string& path) {
   for (const CPeriod& period : kPeriods) {
     periods.push_back({period.id, period.max_entries});
   }
-  return log_.open(path, false, true, 0, false, 0, 0, 0, false) == LOG_OK &&
-         log_.set_periods(periods) == LOG_OK;
+  return log_.openToWrite(path, {}) == LOG_OK && log_.set_periods(periods) == LOG_OK;
 }
 
 bool CPointFile::setPoints(const std::vector<CPoint>& points) {

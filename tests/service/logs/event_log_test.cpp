@@ -58,7 +58,7 @@ class EventLogs : public ServiceTest {
   std::string file(const std::string& name) const { return root() / name; }
   void append(const std::string& name, const std::vector<CEvent>& events) const {
     CLog log;
-    ASSERT_EQ(log.init(file(name), 0, true, false, false, true, 0, 0, 0), 0) << log.last_error();
+    ASSERT_EQ(log.openToWrite(file(name), {}), 0) << log.last_error();
     ASSERT_EQ(log.append(events), 0);
   }
   void startWithLogs(const std::string& maxRecords = "10000") {

@@ -17,7 +17,7 @@ namespace trend = toolkit::trend;
 // Two devices, two periods: period 1 at 60, 120, 180, 240 s, period 2 at 120 and 240 s.
 void makeTrends(const std::string& file) {
   trend::CLog log;
-  ASSERT_EQ(log.open(file, false, true, 5000, false, 0, 0, 0, false), 0) << log.last_error();
+  ASSERT_EQ(log.openToWrite(file, {.waitMs = 5000}), 0) << log.last_error();
   ASSERT_EQ(log.set_periods({{1, 1440}, {2, 4000000000}}), 0);
   trend::CParamProperties a{"/M1/Va", trend::SAMPLE_NORMAL, true, true, true, false, 0};
   trend::CParamProperties b{"/M1/Pf", trend::SAMPLE_PF, false, false, true, true, 0};
@@ -151,7 +151,7 @@ class BusyLogs : public HandlerTest {
   }
   void makeDeltas() const {
     toolkit::CLog log;
-    ASSERT_EQ(log.init(global_.deltaLog, 0, true, false, false, true, 0, 0, 0), 0);
+    ASSERT_EQ(log.openToWrite(global_.deltaLog, {}), 0);
     CEvent event;
     event.path = "/M1";
     ASSERT_EQ(log.append({event}), 0);
