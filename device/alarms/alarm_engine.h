@@ -5,10 +5,10 @@
 // changed in one transaction. What the store refuses has not happened: the next step tries again.
 // Its events go with the write; acknowledgements are removed after it, so that a kill loses none.
 //
-// Alarms that a former run has left are taken over. Limits are read anew once a second, less often
-// where there are more than a thousand nodes. An alarm whose limit is gone is closed, and one whose
-// node somebody removed is forgotten. Values of a device whose quality is not good change no
-// condition. Besides, a breaker that moves is notified as an event.
+// Alarms that a former run has left are taken over. Limits are read anew once a second, or every
+// three seconds for each thousand nodes. An alarm whose limit is gone is closed, and one whose node
+// somebody removed is forgotten. Values of a device whose quality is not good change no condition.
+// Besides, a breaker that moves is notified as an event.
 //
 // An alarm of a value that is too low names the waveform record that a source has announced since
 // the value began to be low, see toolkit/captured_records.h.

@@ -21,6 +21,7 @@ constexpr std::size_t kNodesAtOnce = 200;
 bool readBreakers(toolkit::CCds& cds, std::vector<AlarmDevice>& devices) {
   CLeafReader reader;
   std::vector<CLeafReader::Handle> labels;
+  labels.reserve(devices.size());
   for (const AlarmDevice& device : devices) {
     labels.push_back(reader.add(device.node + "/Breaker:PossibleValues"));
   }

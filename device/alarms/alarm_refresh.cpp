@@ -11,7 +11,7 @@ namespace device {
 namespace {
 
 constexpr double kRefreshSeconds = 1;
-constexpr double kSecondsPerThousand = 1;
+constexpr double kSecondsPerThousand = 3;
 
 }  // namespace
 

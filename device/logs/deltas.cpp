@@ -22,7 +22,7 @@ namespace {
 
 constexpr double kLookSeconds = 1;
 constexpr double kRefreshSeconds = 10;
-constexpr double kSecondsPerThousand = 3;
+constexpr double kSecondsPerThousand = 10;
 // Read at once: it bounds the memory that a large tree takes.
 constexpr std::size_t kNodesAtOnce = 500;
 // Told at one look. The stream of events keeps few more, and others tell too.

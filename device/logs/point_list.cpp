@@ -8,7 +8,7 @@ namespace device {
 namespace {
 
 constexpr double kRefreshSeconds = 10;
-constexpr double kSecondsPerThousand = 3;
+constexpr double kSecondsPerThousand = 10;
 
 }  // namespace
 

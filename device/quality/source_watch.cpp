@@ -17,7 +17,7 @@ using toolkit::CLeafReader;
 namespace {
 
 constexpr double kRefreshSeconds = 10;
-constexpr double kSecondsPerThousand = 3;
+constexpr double kSecondsPerThousand = 10;
 // How fast the longest pause of a source is forgotten, a write.
 constexpr double kForgetting = 0.9;
 // Read at once: it bounds the memory that a large tree takes.

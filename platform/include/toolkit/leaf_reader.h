@@ -23,8 +23,9 @@ class CLeafReader {
     std::size_t index_ = kNone;
   };
 
-  // A path outside the grammar names a missing leaf. A leaf that is added after a read is missing
-  // until the next one.
+  // Leaves that lie near each other are read fastest in the order of their paths. A path outside
+  // the grammar names a missing leaf. A leaf that is added after a read is missing until the next
+  // one.
   Handle add(const std::string& path);
   std::size_t size() const { return paths_.size(); }
   // False when the store cannot be read; all leaves are then missing.
@@ -42,7 +43,10 @@ class CLeafReader {
   bool flag(Handle leaf, bool otherwise = false) const;
 
  private:
+  void readAll(store::Store& store, int& result);
+
   std::vector<CPath> paths_;
+  std::vector<std::string> keys_;  // in the store; empty: not a leaf that lies there as it is
   std::vector<api_status_t> statuses_;
   std::vector<CElement> elements_;
   std::vector<element_property_t> sources_;

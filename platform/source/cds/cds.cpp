@@ -1,6 +1,7 @@
 #include "toolkit/cds.h"
 
 #include "cds/attributes.h"
+#include "cds/leaf_access.h"
 #include "cds/node_path.h"
 #include "store/layout.h"
 #include "store/store.h"
@@ -10,11 +11,7 @@ namespace toolkit {
 
 namespace {
 
-struct Leaf {
-  api_status_t status = API_FAILED;
-  CElement element;
-  element_property_t source = ELEMENT_NORMAL;
-};
+using Leaf = LeafContent;
 
 Leaf automaticLeaf(store::Transaction& transaction, const CPath& path) {
   const std::string& node = path.getNodePath();
@@ -58,7 +55,9 @@ Leaf readNormalized(store::Transaction& transaction, const CPath& path) {
              : leaf;
 }
 
-Leaf readLeaf(store::Transaction& transaction, const CPath& path) {
+}  // namespace
+
+LeafContent readLeaf(store::Transaction& transaction, const CPath& path) {
   if (path.is_normalized()) {
     return readNormalized(transaction, path);
   }
@@ -67,7 +66,9 @@ Leaf readLeaf(store::Transaction& transaction, const CPath& path) {
                                : Leaf{API_BAD_PATH, {}, ELEMENT_NORMAL};
 }
 
-}  // namespace
+bool isStoredLeaf(const CPath& path) {
+  return path.is_normalized() && !path.isArrayElement() && !isAutomaticLeaf(path.getLeafName());
+}
 
 CCds::CCds() {
   init();

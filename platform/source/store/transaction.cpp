@@ -41,6 +41,34 @@ ReadTransaction::~ReadTransaction() {
   }
 }
 
+Lookup::Lookup(Transaction& transaction, Table table) : transaction_(transaction) {
+  if (transaction_.status_ != MDB_SUCCESS) {
+    return;
+  }
+  MDB_cursor* raw = nullptr;
+  const int code = mdb_cursor_open(transaction_.transaction_, transaction_.handleOf(table), &raw);
+  cursor_.reset(raw);
+  if (code != MDB_SUCCESS) {
+    transaction_.keep(code);
+  }
+}
+
+std::optional<std::string_view> Lookup::get(std::string_view key) {
+  if (transaction_.status_ != MDB_SUCCESS) {
+    return std::nullopt;
+  }
+  MDB_val keyValue = toValue(key);
+  MDB_val value = {};
+  const int code = mdb_cursor_get(cursor_.get(), &keyValue, &value, MDB_SET_KEY);
+  if (code == MDB_SUCCESS) {
+    return toText(value);
+  }
+  if (code != MDB_NOTFOUND) {
+    transaction_.keep(code);
+  }
+  return std::nullopt;
+}
+
 WriteTransaction::WriteTransaction(Environment& environment, Journal* journal)
     : Transaction(environment), journal_(journal) {
   status_ = environment_.beginWrite(owner_);

@@ -34,6 +34,7 @@ class Transaction {
   ~Transaction() = default;
 
   friend class Range;
+  friend class Lookup;
   MDB_dbi handleOf(Table table) const {
     return environment_.handle_.tables[static_cast<std::size_t>(table)];
   }
@@ -49,6 +50,18 @@ class ReadTransaction : public Transaction {
  public:
   explicit ReadTransaction(Environment& environment);
   ~ReadTransaction();
+};
+
+// Many look-ups in one table: cheaper than Transaction::get() where the next key is near the last.
+class Lookup {
+ public:
+  Lookup(Transaction& transaction, Table table);
+
+  std::optional<std::string_view> get(std::string_view key);
+
+ private:
+  Transaction& transaction_;
+  CursorHandle cursor_;
 };
 
 // Holds the writers' lock of all processes. Changes nothing unless it is committed.
