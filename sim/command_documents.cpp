@@ -28,7 +28,9 @@ using Context = std::unique_ptr<struct soap, EndContext>;
 
 Context newContext() {
   Context ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE | SOAP_ENC_PLAIN));
-  if (!ctx) throw std::bad_alloc();
+  if (!ctx) {
+    throw std::bad_alloc();
+  }
   ctx->maxlevel = kMostLevels;
   return ctx;
 }
@@ -43,19 +45,27 @@ std::optional<Command> commandOf(const nsc3__sendCmd_s& from) {
   const auto& cmd = from.cmd;
   switch (from.__union_sendCmdUnion) {
     case SOAP_UNION_nsc3__sendCmdUnion_cmdLine:
-      if (cmd.cmdLine == nullptr) return std::nullopt;
+      if (cmd.cmdLine == nullptr) {
+        return std::nullopt;
+      }
       return Command{0, Command::Kind::kLine, *cmd.cmdLine, "", 0, 0};
     case SOAP_UNION_nsc3__sendCmdUnion_cmdBasic:
-      if (cmd.cmdBasic == nullptr) return std::nullopt;
+      if (cmd.cmdBasic == nullptr) {
+        return std::nullopt;
+      }
       return named(Command::Kind::kBasic, *cmd.cmdBasic);
     case SOAP_UNION_nsc3__sendCmdUnion_cmdIval: {
-      if (cmd.cmdIval == nullptr) return std::nullopt;
+      if (cmd.cmdIval == nullptr) {
+        return std::nullopt;
+      }
       Command command = named(Command::Kind::kValue, *cmd.cmdIval);
       command.value = cmd.cmdIval->iValue;
       return command;
     }
     case SOAP_UNION_nsc3__sendCmdUnion_cmdText:
-      if (cmd.cmdText == nullptr) return std::nullopt;
+      if (cmd.cmdText == nullptr) {
+        return std::nullopt;
+      }
       return named(Command::Kind::kText, *cmd.cmdText);
     default:
       return std::nullopt;
@@ -80,7 +90,9 @@ nsc3__harmonicResponse harmonicsElement(const HarmonicsReading& from) {
 }  // namespace
 
 std::optional<Command> readCommand(const std::string& document) {
-  if (document.size() > kMostBytes) return std::nullopt;
+  if (document.size() > kMostBytes) {
+    return std::nullopt;
+  }
   const Context ctx = newContext();
   std::istringstream stream(document);
   ctx->is = &stream;
@@ -91,7 +103,9 @@ std::optional<Command> readCommand(const std::string& document) {
     return std::nullopt;
   }
   auto command = commandOf(read);
-  if (command) command->version = read.cmdVersion;
+  if (command) {
+    command->version = read.cmdVersion;
+  }
   return command;
 }
 

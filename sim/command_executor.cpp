@@ -122,13 +122,17 @@ std::optional<std::vector<CommandExecutor::Offer>> CommandExecutor::offers(
   for (const auto& [offer, point] : all) {
     points.push_back(leaves.add(paths_[device] + "/" + point));
   }
-  if (!leaves.read(cds_)) return std::nullopt;
+  if (!leaves.read(cds_)) {
+    return std::nullopt;
+  }
   std::vector<Offer> offers;
   for (std::size_t i = 0; i < all.size(); ++i) {
     const Offer& offer = all[i].first;
     const bool isListed =
         !offers.empty() && offers.back().name == offer.name && offers.back().param == offer.param;
-    if (leaves.number(points[i]) && !isListed) offers.push_back(offer);
+    if (leaves.number(points[i]) && !isListed) {
+      offers.push_back(offer);
+    }
   }
   return offers;
 }
@@ -137,19 +141,25 @@ std::optional<Execution> CommandExecutor::execute(std::size_t device, int handle
                                                   const Command& command, timeval stamp,
                                                   toolkit::CLeafBatch& batch) const {
   const auto known = offers(device);
-  if (!known) return std::nullopt;
+  if (!known) {
+    return std::nullopt;
+  }
   for (const Offer& offer : *known) {
     if (offer.isFor(command)) {
       return (this->*offer.run)({device, paths_[device], handle, command, stamp, batch});
     }
   }
   std::string what = shortened(command.name);
-  if (command.kind != Command::Kind::kLine) what += " " + shortened(command.param);
+  if (command.kind != Command::Kind::kLine) {
+    what += " " + shortened(command.param);
+  }
   return failure(CommandStatus::kInvalid, "The device has no command " + what);
 }
 
 void CommandExecutor::settle(std::size_t device, const Execution& execution) {
-  if (execution.resetsEnergy) installation_.resetEnergy(device);
+  if (execution.resetsEnergy) {
+    installation_.resetEnergy(device);
+  }
 }
 
 std::optional<Execution> CommandExecutor::resetEnergy(const Job& job) const {
@@ -158,7 +168,9 @@ std::optional<Execution> CommandExecutor::resetEnergy(const Job& job) const {
   for (const char* counter : kEnergyCounters) {
     counters.push_back(leaves.add(job.path + "/" + counter));
   }
-  if (!leaves.read(cds_)) return std::nullopt;
+  if (!leaves.read(cds_)) {
+    return std::nullopt;
+  }
   std::string names;
   for (std::size_t i = 0; i < kEnergyCounters.size(); ++i) {
     if (!leaves.number(counters[i])) {
@@ -180,8 +192,12 @@ std::optional<Execution> CommandExecutor::operateRelay(const Job& job) const {
   const auto state = leaves.add(node);
   const auto labels = leaves.add(node + ":PossibleValues");
   const auto isRemote = leaves.add(job.path + "/ControlSource");
-  if (!leaves.read(cds_)) return std::nullopt;
-  if (!leaves.number(state)) return gone(node);
+  if (!leaves.read(cds_)) {
+    return std::nullopt;
+  }
+  if (!leaves.number(state)) {
+    return gone(node);
+  }
   int closed = 1;
   toolkit::CCds_Multistate::GetEnumValue(leaves.text(labels), "Closed", closed);
   int open = closed == 0 ? 1 : 0;
@@ -189,8 +205,9 @@ std::optional<Execution> CommandExecutor::operateRelay(const Job& job) const {
   const bool opens = job.command.param == "Open";
   const int wanted = opens ? open : closed;
   const int present = leaves.element(state)->to_int();
-  if (present == wanted)
+  if (present == wanted) {
     return success(opens ? "The relay is open already" : "The relay is closed already");
+  }
   if (!leaves.flag(isRemote, true)) {
     return failure(CommandStatus::kUnable, "The relay is under local control");
   }
@@ -214,8 +231,12 @@ std::optional<Execution> CommandExecutor::setpoint(const Job& job) const {
   const auto least = leaves.add(node + ":Minimum");
   const auto most = leaves.add(node + ":Maximum");
   const auto units = leaves.add(node + ":Units");
-  if (!leaves.read(cds_)) return std::nullopt;
-  if (!leaves.number(present)) return gone(node);
+  if (!leaves.read(cds_)) {
+    return std::nullopt;
+  }
+  if (!leaves.number(present)) {
+    return gone(node);
+  }
   const double scale = scaleOf(leaves.text(units));
   // In whole plain units, as the command's value.
   const double lowest = std::max(1.0, std::ceil(leaves.number(least).value_or(0) * scale));
@@ -239,7 +260,9 @@ std::optional<Execution> CommandExecutor::measureHarmonics(const Job& job) const
   CLeafReader leaves;
   const auto units = leaves.add(node + ":Units");
   const auto displayName = leaves.add(node + ":DisplayName");
-  if (!leaves.read(cds_)) return std::nullopt;
+  if (!leaves.read(cds_)) {
+    return std::nullopt;
+  }
   const Moment moment = momentOf(installation_.plant(), job.device);
   if (*std::max_element(moment.voltage.begin(), moment.voltage.end()) <= 0) {
     return failure(CommandStatus::kUnable, "There is no voltage to measure by");
@@ -253,7 +276,9 @@ std::optional<Execution> CommandExecutor::measureHarmonics(const Job& job) const
       qel_UNIXtoQELtime64(&job.stamp) - std::llround(1e6 / moment.frequency), moment.frequency,
       harmonicsOf(point->cycle(moment, point->phase), 1, kOrders)};
   const double scale = scaleOf(leaves.text(units));
-  for (Harmonic& harmonic : reading.harmonics) harmonic.magnitude /= scale;
+  for (Harmonic& harmonic : reading.harmonics) {
+    harmonic.magnitude /= scale;
+  }
   Execution execution = success("Harmonics of one cycle");
   execution.result.harmonics = std::move(reading);
   return execution;

@@ -43,9 +43,13 @@ double neutral(const Phases& i) {
 
 double unbalance(const Phases& voltage) {
   const double mean = sum(voltage) / 3;
-  if (mean <= 0) return 0;
+  if (mean <= 0) {
+    return 0;
+  }
   double worst = 0;
-  for (const double v : voltage) worst = std::max(worst, std::fabs(v - mean));
+  for (const double v : voltage) {
+    worst = std::max(worst, std::fabs(v - mean));
+  }
   return 100 * worst / mean;
 }
 
@@ -62,7 +66,9 @@ Sags::Sags(std::uint64_t seed) : random_(~seed), remaining_(calm()) {}
 // A long step may pass over a sag, or over many.
 void Sags::step(double seconds) {
   remaining_ -= seconds;
-  while (remaining_ <= 0) turn();
+  while (remaining_ <= 0) {
+    turn();
+  }
 }
 
 void Sags::turn() {
@@ -76,7 +82,9 @@ void Sags::turn() {
   const double share = between(0.40, 0.88);
   const std::uint64_t first = random_() % 3;
   const std::uint64_t phases = 1 + random_() % 3;
-  for (std::uint64_t i = 0; i < phases; ++i) left_.at((first + i) % 3) = share;
+  for (std::uint64_t i = 0; i < phases; ++i) {
+    left_.at((first + i) % 3) = share;
+  }
 }
 
 double Sags::between(double least, double most) {
@@ -147,7 +155,9 @@ Load Feeder::draw(double seconds, const Grid& grid, const Conditions& conditions
     const double share = 1 + balance_[i].step(seconds, random_) + noise(random_, 0.004);
     const double apparent =
         reading_.voltage[i] * conditions.ratedCurrent * demand * std::max(0.0, share);
-    if (!flows) continue;
+    if (!flows) {
+      continue;
+    }
     load.active[i] = apparent * factor + conditions.downstream.active[i];
     load.reactive[i] =
         apparent * std::sqrt(1 - factor * factor) + conditions.downstream.reactive[i];
@@ -157,7 +167,9 @@ Load Feeder::draw(double seconds, const Grid& grid, const Conditions& conditions
 
 // The bank takes reactive power away, down to what the target leaves.
 void Feeder::correctPowerFactor(Load& load, double target) {
-  if (target <= 0 || target > 1) return;
+  if (target <= 0 || target > 1) {
+    return;
+  }
   const double share = std::sqrt(1 - target * target) / target;
   for (std::size_t i = 0; i < 3; ++i) {
     load.reactive[i] = std::min(load.reactive[i], load.active[i] * share);
@@ -192,8 +204,12 @@ void Feeder::count(double seconds, const Conditions& conditions) {
       reading_.activePower + (reading_.powerDemand - reading_.activePower) * keep;
   reading_.activeEnergy += reading_.activePower * seconds / kHour;
   reading_.reactiveEnergy += reading_.reactivePower * seconds / kHour;
-  if (conditions.live) reading_.operatingTime += seconds;
-  if (started_ && wasClosed_ && !conditions.closed) ++reading_.breakerOperations;
+  if (conditions.live) {
+    reading_.operatingTime += seconds;
+  }
+  if (started_ && wasClosed_ && !conditions.closed) {
+    ++reading_.breakerOperations;
+  }
   wasClosed_ = conditions.closed;
 }
 

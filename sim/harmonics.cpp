@@ -37,7 +37,9 @@ std::vector<Harmonic> harmonicsOf(const std::vector<double>& samples, std::size_
     largest = std::max(largest, harmonics.back().magnitude);
   }
   for (Harmonic& harmonic : harmonics) {
-    if (harmonic.magnitude <= kRounding * largest) harmonic = {harmonic.order, 0, 0};
+    if (harmonic.magnitude <= kRounding * largest) {
+      harmonic = {harmonic.order, 0, 0};
+    }
   }
   return harmonics;
 }

@@ -109,17 +109,23 @@ bool History::run(Plant plant, int days, std::int64_t now) {
   const Times oldest = oldestOf(days, now);
   std::vector<Chunk> chunks = chunksOf(oldest, now);
   const Values present = installation_.values(plant);
-  if (!plan(oldest, present)) return false;
+  if (!plan(oldest, present)) {
+    return false;
+  }
   chunks.erase(chunks.begin(), std::find_if(chunks.begin(), chunks.end(),
                                             [&](const Chunk& chunk) { return isWanted(chunk); }));
-  if (chunks.empty()) return true;
+  if (chunks.empty()) {
+    return true;
+  }
   // More than a day makes it forget how it began, and the time of day at the end is the present
   // one.
   plant.step(static_cast<double>(2 * kDay - (now - chunks.front().start) % kDay));
   const std::vector<Plant> starts = startsOf(chunks, plant);
   shiftBy(present, installation_.values(plant));
   for (std::size_t i = chunks.size(); i-- > 0 && !stop_();) {
-    if (isWanted(chunks[i]) && !enter(make(chunks[i], starts[i]))) return false;
+    if (isWanted(chunks[i]) && !enter(make(chunks[i], starts[i]))) {
+      return false;
+    }
   }
   return true;
 }
@@ -132,16 +138,22 @@ bool History::plan(const Times& oldest, const Values& present) {
     for (std::size_t i = 0; i < periods.size(); ++i) {
       Wanted& wanted = periods.at(i);
       std::optional<CPointFile::Kept> kept;
-      if (!file_.read(device, kPeriods.at(i).id, kept)) return false;
+      if (!file_.read(device, kPeriods.at(i).id, kept)) {
+        return false;
+      }
       wanted.from = oldest.at(i);
       wanted.last.assign(present.begin() + static_cast<std::ptrdiff_t>(first),
                          present.begin() + static_cast<std::ptrdiff_t>(behind));
-      if (!kept) continue;
+      if (!kept) {
+        continue;
+      }
       const auto& [id, seconds, most] = kPeriods.at(i);
       wanted.from = std::max(wanted.from, kept->newest - (most - 1) * seconds);
       wanted.until = kept->oldest;
       for (std::size_t k = 0; k < wanted.last.size(); ++k) {
-        if (!std::isnan(kept->actuals[k])) wanted.last[k] = kept->actuals[k];
+        if (!std::isnan(kept->actuals[k])) {
+          wanted.last[k] = kept->actuals[k];
+        }
       }
     }
   }
@@ -189,16 +201,26 @@ std::vector<Made> History::make(const Chunk& chunk, Plant plant) const {
   }
   std::vector<Made> made;
   for (std::int64_t time = chunk.start; time <= chunk.end; time += chunk.step) {
-    if (stop_()) return {};
-    if (time > chunk.start) plant.step(static_cast<double>(chunk.step));
+    if (stop_()) {
+      return {};
+    }
+    if (time > chunk.start) {
+      plant.step(static_cast<double>(chunk.step));
+    }
     const Values values = installation_.values(plant);
     for (std::size_t i = 0; i < intervals.size(); ++i) {
-      if (kPeriods.at(i).seconds < kStepsAnInterval * chunk.step) continue;
+      if (kPeriods.at(i).seconds < kStepsAnInterval * chunk.step) {
+        continue;
+      }
       std::vector<CInterval> ended;
       intervals[i].step({time, 0}, values, ended);
       // What ends with the start is the chunk's before.
-      if (time == chunk.start) continue;
-      for (CInterval& interval : ended) made.push_back({i, std::move(interval)});
+      if (time == chunk.start) {
+        continue;
+      }
+      for (CInterval& interval : ended) {
+        made.push_back({i, std::move(interval)});
+      }
     }
   }
   std::reverse(made.begin(), made.end());
@@ -210,15 +232,25 @@ bool History::enter(std::vector<Made>&& made) {
   for (auto& [period, interval] : made) {
     for (std::size_t device = 0; device < wanted_.size(); ++device) {
       Wanted& wanted = wanted_[device].at(period);
-      if (interval.end == wanted.until) anchor(wanted, device, interval);
-      if (interval.end < wanted.from || interval.end >= wanted.until) continue;
+      if (interval.end == wanted.until) {
+        anchor(wanted, device, interval);
+      }
+      if (interval.end < wanted.from || interval.end >= wanted.until) {
+        continue;
+      }
       shift(wanted, device, interval);
       entries.push_back(
           file_.entryOf(device, kPeriods.at(period).id, interval, file_.firstValue(device)));
     }
-    if (entries.size() < kEntriesAtOnce) continue;
-    if (stop_()) return true;
-    if (!file_.append(entries)) return false;
+    if (entries.size() < kEntriesAtOnce) {
+      continue;
+    }
+    if (stop_()) {
+      return true;
+    }
+    if (!file_.append(entries)) {
+      return false;
+    }
     entries.clear();
   }
   return entries.empty() || file_.append(entries);
@@ -233,7 +265,9 @@ void History::anchor(Wanted& wanted, std::size_t device, const CInterval& interv
 void History::shift(const Wanted& wanted, std::size_t device, CInterval& interval) const {
   for (std::size_t i = 0; i < wanted.shift.size(); ++i) {
     const std::size_t place = file_.firstValue(device) + i;
-    if (!file_.point(place).isCounter()) continue;
+    if (!file_.point(place).isCounter()) {
+      continue;
+    }
     double& actual = interval.trends[place].actual;
     actual = std::min(wanted.last[i], std::max(0.0, actual + wanted.shift[i]));
   }

@@ -93,7 +93,9 @@ double nominalFrequency(toolkit::CCds& cds) {
   toolkit::CCds_Utils::GetDeviceList(cds, devices);
   for (const std::string& device : devices) {
     const auto frequency = fetch(cds, device + "/Frequency");
-    if (frequency && frequency->to_double() > 0) return frequency->to_double() > 55 ? 60 : 50;
+    if (frequency && frequency->to_double() > 0) {
+      return frequency->to_double() > 55 ? 60 : 50;
+    }
   }
   return 50;
 }
@@ -128,7 +130,9 @@ Installation::Installation(toolkit::CCds& cds, std::uint64_t seed)
     : cds_(cds), plant_(seed, nominalFrequency(cds)) {
   std::vector<std::string> paths;
   toolkit::CCds_Utils::GetDeviceList(cds, paths);
-  for (const std::string& path : paths) addDevice(path, ++seed);
+  for (const std::string& path : paths) {
+    addDevice(path, ++seed);
+  }
   linkParents();
 }
 
@@ -143,9 +147,13 @@ void Installation::addDevice(const std::string& path, std::uint64_t seed) {
   for (const Quantity& quantity : kQuantities) {
     const std::string point = path + "/" + quantity.name;
     const auto value = fetch(cds_, point);
-    if (!value) continue;
+    if (!value) {
+      continue;
+    }
     const double scale = scaleOf(textOf(cds_, point + ":Units"));
-    if (quantity.goesOn) quantity.of(physics.feeder.reading()) = value->to_double() * scale;
+    if (quantity.goesOn) {
+      quantity.of(physics.feeder.reading()) = value->to_double() * scale;
+    }
     toolkit::trend::CPoint trend;
     trend.device = path;
     trend.param.path = point;
@@ -153,7 +161,9 @@ void Installation::addDevice(const std::string& path, std::uint64_t seed) {
         toolkit::trend::readTraits(textOf(cds_, point + ":.TrendTraits"), trend.param);
     device->points.push_back({&quantity, addPath(point), scale, trend, hasTrends});
   }
-  if (device->points.empty()) return;
+  if (device->points.empty()) {
+    return;
+  }
   for (const Setpoint& setpoint : kSetpoints) {
     const std::string point = path + "/" + setpoint.name;
     const auto least = fetch(cds_, point + ":Minimum");
@@ -173,9 +183,13 @@ void Installation::linkParents() {
   for (std::size_t i = 0; i < devices_.size(); ++i) {
     PlantDevice& device = plant_.devices[i];
     for (std::size_t k = 0; k < i; ++k) {
-      if (devices_[i]->path.starts_with(devices_[k]->path + "/")) device.parent = k;
+      if (devices_[i]->path.starts_with(devices_[k]->path + "/")) {
+        device.parent = k;
+      }
     }
-    if (device.parent) device.depth = plant_.devices[*device.parent].depth + 1;
+    if (device.parent) {
+      device.depth = plant_.devices[*device.parent].depth + 1;
+    }
   }
 }
 
@@ -187,7 +201,9 @@ void Installation::resetEnergy(std::size_t device) {
 
 std::vector<std::string> Installation::devicePaths() const {
   std::vector<std::string> paths;
-  for (const auto& device : devices_) paths.push_back(device->path);
+  for (const auto& device : devices_) {
+    paths.push_back(device->path);
+  }
   return paths;
 }
 
@@ -280,10 +296,14 @@ std::vector<double> Installation::values(const Plant& plant) const {
 }
 
 std::optional<Plant> Installation::copyPlant() {
-  if (!readStore()) return std::nullopt;
+  if (!readStore()) {
+    return std::nullopt;
+  }
   Plant copy = plant_;
   readConditions(copy);
-  for (PlantDevice& device : copy.devices) device.conditions.closed = true;
+  for (PlantDevice& device : copy.devices) {
+    device.conditions.closed = true;
+  }
   return copy;
 }
 

@@ -21,7 +21,9 @@ void Plant::step(double seconds) {
   for (std::size_t place = devices.size(); place-- > 0;) {
     PlantDevice& device = devices[place];
     device.feeder.step(seconds, grid_, device.conditions);
-    if (!device.parent) continue;
+    if (!device.parent) {
+      continue;
+    }
     Load& upstream = devices[*device.parent].conditions.downstream;
     const Load& own = device.feeder.reading().load;
     for (std::size_t i = 0; i < own.active.size(); ++i) {

@@ -69,20 +69,26 @@ double currentAt(const Moment& moment, std::size_t phase, std::size_t sample) {
 
 Samples voltages(const VoltageFall& fall, std::size_t phase) {
   Samples samples(kSamples);
-  for (std::size_t i = 0; i < kSamples; ++i) samples[i] = voltageAt(momentAt(fall, i), phase, i);
+  for (std::size_t i = 0; i < kSamples; ++i) {
+    samples[i] = voltageAt(momentAt(fall, i), phase, i);
+  }
   return samples;
 }
 
 Samples currents(const VoltageFall& fall, std::size_t phase) {
   Samples samples(kSamples);
-  for (std::size_t i = 0; i < kSamples; ++i) samples[i] = currentAt(momentAt(fall, i), phase, i);
+  for (std::size_t i = 0; i < kSamples; ++i) {
+    samples[i] = currentAt(momentAt(fall, i), phase, i);
+  }
   return samples;
 }
 
 Channel channelOf(char quantity, std::size_t phase, const char* unit, Samples samples) {
   double peak = 0;
   for (const double sample : samples) {
-    if (std::isfinite(sample)) peak = std::max(peak, std::fabs(sample));
+    if (std::isfinite(sample)) {
+      peak = std::max(peak, std::fabs(sample));
+    }
   }
   return {{quantity, kPhaseNames[phase]},
           phase,
@@ -112,7 +118,9 @@ std::string text(double number, int digits = 9) {
 // One line, and no more.
 std::string lineOf(std::string text) {
   for (char& c : text) {
-    if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = ' ';
+    if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') {
+      c = ' ';
+    }
   }
   return text;
 }
@@ -120,10 +128,14 @@ std::string lineOf(std::string text) {
 std::string fieldOf(const std::string& text) {
   std::string field = lineOf(text);
   std::replace(field.begin(), field.end(), ',', ' ');
-  if (field.size() <= kLongestField) return field;
+  if (field.size() <= kLongestField) {
+    return field;
+  }
   std::size_t end = kLongestField;
   // Not in the middle of a character.
-  while (end > 0 && (static_cast<unsigned char>(field[end]) & 0xC0) == 0x80) --end;
+  while (end > 0 && (static_cast<unsigned char>(field[end]) & 0xC0) == 0x80) {
+    --end;
+  }
   return field.substr(0, end);
 }
 
@@ -158,7 +170,9 @@ std::string configurationOf(const VoltageFall& fall, const std::array<Channel, 6
 }
 
 void append(std::string& out, std::uint64_t number, int bytes) {
-  for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>(number >> (8 * i) & 0xFF));
+  for (int i = 0; i < bytes; ++i) {
+    out.push_back(static_cast<char>(number >> (8 * i) & 0xFF));
+  }
 }
 
 std::uint64_t countsOf(double sample, double factor) {
@@ -172,8 +186,9 @@ std::string dataOf(const VoltageFall& fall, const std::array<Channel, 6>& channe
   for (std::size_t i = 0; i < kSamples; ++i) {
     append(dat, i + 1, 4);
     append(dat, static_cast<std::uint64_t>(microseconds(fall, i)), 4);
-    for (const Channel& channel : channels)
+    for (const Channel& channel : channels) {
       append(dat, countsOf(channel.samples[i], channel.factor), 2);
+    }
     append(dat, (momentAt(fall, i).closed ? 1U : 0U) | (i < kTrigger ? 0U : 2U), 2);
   }
   return dat;
@@ -192,7 +207,9 @@ std::string headerOf(const VoltageFall& fall) {
       "Residual Voltage: " + text(before > 0 ? 100 * after / before : 0, 4) + " %",
       "Frequency: " + text(fall.before.frequency, 5) + " Hz"};
   std::string hdr;
-  for (const std::string& line : lines) hdr += lineOf(line) + "\r\n";
+  for (const std::string& line : lines) {
+    hdr += lineOf(line) + "\r\n";
+  }
   return hdr;
 }
 
@@ -212,13 +229,17 @@ WaveformRecord recordOf(const VoltageFall& fall) {
 
 std::vector<double> voltageCycle(const Moment& moment, std::size_t phase) {
   Samples samples(WaveformRecord::kSamplesACycle);
-  for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = voltageAt(moment, phase, i);
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    samples[i] = voltageAt(moment, phase, i);
+  }
   return samples;
 }
 
 std::vector<double> currentCycle(const Moment& moment, std::size_t phase) {
   Samples samples(WaveformRecord::kSamplesACycle);
-  for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = currentAt(moment, phase, i);
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    samples[i] = currentAt(moment, phase, i);
+  }
   return samples;
 }
 

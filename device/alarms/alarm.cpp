@@ -39,7 +39,9 @@ bool isCritical(const std::string& limit) {
 
 Level levelFrom(std::int32_t number) {
   for (const Level level : {Level::kNew, Level::kCleared, Level::kAcknowledged}) {
-    if (number == static_cast<std::int32_t>(level)) return level;
+    if (number == static_cast<std::int32_t>(level)) {
+      return level;
+    }
   }
   return Level::kClosed;
 }
@@ -87,20 +89,28 @@ bool followCondition(Alarm& alarm, bool raised, const AlarmPoint& point) {
   } else if (before == Level::kAcknowledged && !raised) {
     alarm.level = Level::kClosed;
   }
-  if (alarm.level != before) alarm.condition = raised;
+  if (alarm.level != before) {
+    alarm.condition = raised;
+  }
   return alarm.level != before;
 }
 
 bool acknowledge(Alarm& alarm, const CEvent& acknowledgement, bool raised) {
   const std::int32_t ack = acknowledgement.ack;
-  if (ack < toolkit::ACK_NOT_ACKED || ack > toolkit::ACK_CLOSED) return false;
+  if (ack < toolkit::ACK_NOT_ACKED || ack > toolkit::ACK_CLOSED) {
+    return false;
+  }
   const std::string& note = acknowledgement.note.empty() ? alarm.note : acknowledgement.note;
   const bool noted = note != alarm.note;
   alarm.note = note;
-  if (alarm.isClosed()) return false;
+  if (alarm.isClosed()) {
+    return false;
+  }
   const Level before = alarm.level;
   alarm.level = levelAfter(before, ack, raised);
-  if (alarm.level != before) alarm.condition = raised;
+  if (alarm.level != before) {
+    alarm.condition = raised;
+  }
   return noted || alarm.level != before;
 }
 

@@ -277,7 +277,9 @@ void AlarmEngine::writeInAlarm(toolkit::CLeafBatch& batch, Tick& tick) const {
 bool AlarmEngine::removeOldest(timeval stamp) {
   std::vector<const Alarm*> closed;
   for (const auto& [number, alarm] : state_.alarms) {
-    if (alarm.isClosed()) closed.push_back(&alarm);
+    if (alarm.isClosed()) {
+      closed.push_back(&alarm);
+    }
   }
   std::stable_sort(closed.begin(), closed.end(), [](const Alarm* a, const Alarm* b) {
     return timercmp(&a->changed, &b->changed, <);
@@ -290,7 +292,9 @@ bool AlarmEngine::removeOldest(timeval stamp) {
     }
     api_status_t status = API_NONE;
     cds_.remove_node(closed[i]->node(), status, kSource);
-    if (status != API_SUCCESS && status != API_NOT_FOUND) return false;
+    if (status != API_SUCCESS && status != API_NOT_FOUND) {
+      return false;
+    }
     state_.alarms.erase(closed[i]->number);
   }
   return true;

@@ -43,7 +43,9 @@ bool AlarmEngine::refresh(timeval stamp, bool& changed) {
 // ones are this engine's own.
 bool AlarmEngine::readTable() {
   std::vector<std::string> nodes;
-  if (!toolkit::readChildren(cds_, kAlarmsNode, nodes)) return false;
+  if (!toolkit::readChildren(cds_, kAlarmsNode, nodes)) {
+    return false;
+  }
   State next = state_;
   next.alarms.clear();
   for (const std::string& node : nodes) {
@@ -86,14 +88,20 @@ void AlarmEngine::adopt(AlarmConfiguration configuration) {
 // One alarm a limit: of several, left by whatever accident, the newest.
 void AlarmEngine::linkAlarms() {
   orphans_.clear();
-  for (WatchState& watch : state_.watches) watch.alarm = 0;
+  for (WatchState& watch : state_.watches) {
+    watch.alarm = 0;
+  }
   for (const auto& [number, alarm] : state_.alarms) {
-    if (alarm.isClosed()) continue;
+    if (alarm.isClosed()) {
+      continue;
+    }
     std::uint64_t orphan = number;
     if (const auto index = configuration_.find(alarm.source, alarm.limit)) {
       orphan = std::exchange(state_.watches[*index].alarm, number);
     }
-    if (orphan != 0) orphans_.push_back(orphan);
+    if (orphan != 0) {
+      orphans_.push_back(orphan);
+    }
   }
 }
 
@@ -101,7 +109,9 @@ void AlarmEngine::linkAlarms() {
 void AlarmEngine::takeOver() {
   for (const auto& [number, alarm] : state_.alarms) {
     const auto index = configuration_.find(alarm.source, alarm.limit);
-    if (!index) continue;
+    if (!index) {
+      continue;
+    }
     WatchState& watch = state_.watches[*index];
     watch.condition = alarm.condition ? Condition::standing() : Condition();
     watch.muted = alarm.condition && alarm.isClosed();

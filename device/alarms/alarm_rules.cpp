@@ -21,11 +21,15 @@ bool isBeyond(const Rule& rule, double value, bool already) {
 }  // namespace
 
 void Condition::step(const Rule& rule, double value, double seconds) {
-  if (std::isnan(value)) return;
+  if (std::isnan(value)) {
+    return;
+  }
   const bool present = isBeyond(rule, value, present_);
   held_ = present == present_ ? held_ + seconds : 0;
   present_ = present;
-  if (held_ >= (present ? rule.delay : rule.clearDelay)) raised_ = present;
+  if (held_ >= (present ? rule.delay : rule.clearDelay)) {
+    raised_ = present;
+  }
 }
 
 Condition Condition::standing() {

@@ -36,7 +36,9 @@ bool isState(const CElement& value, const std::string& valueType, const std::str
 }  // namespace
 
 bool hasLeft(double told, double value, double deadband) {
-  if (told == value || (std::isnan(told) && std::isnan(value))) return false;
+  if (told == value || (std::isnan(told) && std::isnan(value))) {
+    return false;
+  }
   return !(std::fabs(value - told) <= deadband);
 }
 

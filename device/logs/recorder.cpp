@@ -40,7 +40,9 @@ std::uint64_t goneBehind(std::uint64_t number,
                          const std::vector<toolkit::CEventStream::Entry>& entries) {
   const auto first = std::find_if(entries.begin(), entries.end(),
                                   [&](const auto& entry) { return entry.number > number; });
-  if (first == entries.end()) return 0;
+  if (first == entries.end()) {
+    return 0;
+  }
   return entries.back().number - number - static_cast<std::uint64_t>(entries.end() - first);
 }
 
@@ -71,12 +73,20 @@ bool Recorder::step() {
     lastError_ = cds_.last_error();
     return false;
   }
-  if (complete_ && newest_.number == last) return true;
+  if (complete_ && newest_.number == last) {
+    return true;
+  }
   Entries entries;
-  if (!read(entries)) return false;
+  if (!read(entries)) {
+    return false;
+  }
   bool entered = true;
-  for (std::size_t i = 0; i < logs_.size(); ++i) entered = enter(i, entries) && entered;
-  if (!entries.empty()) newest_ = markOf(entries.back());
+  for (std::size_t i = 0; i < logs_.size(); ++i) {
+    entered = enter(i, entries) && entered;
+  }
+  if (!entries.empty()) {
+    newest_ = markOf(entries.back());
+  }
   complete_ = entered;
   return entered;
 }
@@ -84,13 +94,17 @@ bool Recorder::step() {
 // What some log may not have yet. As a rule that is what is behind the newest entry seen, which is
 // read too: it proves that the stream is still the same.
 bool Recorder::read(Entries& entries) {
-  if (!complete_ || newest_.number == 0) return readAll(entries);
+  if (!complete_ || newest_.number == 0) {
+    return readAll(entries);
+  }
   toolkit::CEventStream::Missed missed;
   if (stream_.read(newest_.number - 1, entries, missed) != 0) {
     lastError_ = cds_.last_error();
     return false;
   }
-  if (entries.empty() || !isSame(markOf(entries.front()), newest_)) return readAll(entries);
+  if (entries.empty() || !isSame(markOf(entries.front()), newest_)) {
+    return readAll(entries);
+  }
   missed_ += missed.all;
   return true;
 }
@@ -110,7 +124,9 @@ bool Recorder::readAll(Entries& entries) {
 std::uint64_t Recorder::newestSeen() const {
   std::uint64_t newest = newest_.number;
   for (const Log& log : logs_) {
-    for (const CLog::Mark& mark : log.entered) newest = std::max(newest, mark.number);
+    for (const CLog::Mark& mark : log.entered) {
+      newest = std::max(newest, mark.number);
+    }
   }
   return newest;
 }
@@ -124,7 +140,9 @@ bool Recorder::forgetLost(const Entries& entries) {
       const bool isHeld = std::any_of(entries.begin(), entries.end(), [&](const auto& entry) {
         return entry.ring == ring && isSame(markOf(entry), mark);
       });
-      if (!isHeld) mark = {};
+      if (!isHeld) {
+        mark = {};
+      }
       remains = remains || isHeld;
     }
   }
@@ -154,7 +172,9 @@ bool Recorder::enter(std::size_t place, const Entries& entries) {
     return false;
   }
   for (std::size_t ring = 0; ring < marks.size(); ++ring) {
-    if (marks.at(ring).number != 0) log.entered.at(ring) = marks.at(ring);
+    if (marks.at(ring).number != 0) {
+      log.entered.at(ring) = marks.at(ring);
+    }
   }
   return true;
 }

@@ -65,13 +65,17 @@ class Alarms : public StoreTest {
     Texts children;
     normalized("/Alarms").getChildPaths(cds_, children);
     std::set<std::uint64_t> numbers;
-    for (const std::string& child : children) numbers.insert(device::alarmNumber(child));
+    for (const std::string& child : children) {
+      numbers.insert(device::alarmNumber(child));
+    }
     numbers.erase(0);
     return numbers;
   }
   // "number: level condition sequence" of the newest alarm.
   std::string newest() {
-    if (numbers().empty()) return "none";
+    if (numbers().empty()) {
+      return "none";
+    }
     const std::string number = std::to_string(*numbers().rbegin());
     const std::string node = "/Alarms/" + number;
     return number + ": " + text(node + "/AlarmLevel") + " " + text(node + "/ConditionRaised") +
@@ -87,11 +91,15 @@ class Alarms : public StoreTest {
       event.type = toolkit::EVENT_ACKNOWLEDGE;
       event.id = *numbers().rbegin();
       event.ack = std::stoi(words[1]);
-      if (words.size() > 2) event.note = words[2];
+      if (words.size() > 2) {
+        event.note = words[2];
+      }
       event.source = "Web-Services: ann";
       cds_.event_send(event, status);
     } else if (words[0] == "restart" || words[0] == "boot") {
-      if (words[0] == "boot") toolkit::admin::boot();
+      if (words[0] == "boot") {
+        toolkit::admin::boot();
+      }
       start();
     } else if (words[0] == "rm") {
       remove(cds_, words[1]);
@@ -155,7 +163,9 @@ TEST_F(Alarms, TakeTheirCourse) {
       const Texts pair = split(turn, '>');
       act(pair[0]);
       ASSERT_TRUE(step(turn.starts_with("rm") ? 0 : 1)) << cds_.last_error();
-      if (pair.size() == 1) continue;
+      if (pair.size() == 1) {
+        continue;
+      }
       const std::string leaf = pair[1].substr(0, pair[1].find('='));
       EXPECT_EQ(leaf == pair[1] ? newest() : leaf + "=" + text(leaf), pair[1]) << what << turn;
     }
@@ -195,7 +205,9 @@ TEST_F(Alarms, BreakersTellWhenTheyMove) {
     step();
   }
   std::string told;
-  for (const auto& [number, event, ring] : events()) told += event.message + ".";
+  for (const auto& [number, event, ring] : events()) {
+    told += event.message + ".";
+  }
   EXPECT_EQ(told, "Circuit breaker opened.Circuit breaker closed.");
 }
 
@@ -218,7 +230,9 @@ TEST_F(Alarms, AStoreThatRefusesIsNotRunAheadOf) {
   int i = 0;
   for (const std::size_t size : {5000, 1}) {
     const CElement filling(std::string(size, 'x'));
-    while (set(cds_, "/Fill/N" + std::to_string(i), filling) == API_SUCCESS) ++i;
+    while (set(cds_, "/Fill/N" + std::to_string(i), filling) == API_SUCCESS) {
+      ++i;
+    }
   }
   EXPECT_FALSE(step());
   EXPECT_FALSE(step());

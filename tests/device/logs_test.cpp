@@ -48,8 +48,9 @@ TEST_F(DeviceLogs, EachEventIsEnteredOnceWhateverHappens) {
         "lw.a.w.u.", "a.w.qw.rs.w.r.", "la.w.w.u.r.", "aq.w.w.r.a.ws.w.b.", "qqa.bw.w.rq."}) {
     useStore(course);
     import({leaf("/A", "Value", CElement(1.0))});
-    for (const char* log : {"deadband.db", "alarms.db", "system.db"})
+    for (const char* log : {"deadband.db", "alarms.db", "system.db"}) {
       std::filesystem::remove(file(log));
+    }
     toolkit::CCds cds;
     std::optional<device::Recorder> recorder;
     ASSERT_TRUE(recorder.emplace(cds).open(folder()));
@@ -60,8 +61,12 @@ TEST_F(DeviceLogs, EachEventIsEnteredOnceWhateverHappens) {
       if (action == '.') {
         EXPECT_TRUE(recorder->step() || holder) << course << recorder->lastError();
       } else if (action == 'b' || action == 'r') {
-        if (action == 'b') cds.close();
-        if (action == 'b') std::filesystem::remove_all(std::getenv("TOOLKIT_RUN"));
+        if (action == 'b') {
+          cds.close();
+        }
+        if (action == 'b') {
+          std::filesystem::remove_all(std::getenv("TOOLKIT_RUN"));
+        }
         ASSERT_EQ(cds.init(), 0);
         ASSERT_TRUE(recorder.emplace(cds).open(folder())) << recorder->lastError();
       } else if (action == 'l') {
@@ -86,7 +91,9 @@ TEST_F(DeviceLogs, EachEventIsEnteredOnceWhateverHappens) {
     EXPECT_EQ(recorder->takeMissed(), 0U) << course;
     for (const char* log : {"deadband.db", "alarms.db", "system.db"}) {
       std::string texts;
-      for (const CEvent& event : eventsOf(log)) texts += event.waveforms.at(1);
+      for (const CEvent& event : eventsOf(log)) {
+        texts += event.waveforms.at(1);
+      }
       EXPECT_EQ(texts, told[log]) << course << log;
     }
   }
@@ -159,11 +166,17 @@ TEST_F(DeviceLogs, DeltasAreToldWhenAValueLeavesItsDeadband) {
       const toolkit::CPath path = normalized(written.substr(0, written.find(' ')));
       CElement value(written.substr(written.find(' ') + 1));
       const CElement before = StoreTest::read(*cds, {path}).elements[0];
-      if (before.type() != DATA_NONE) value.convert_type(before.type());
-      if (before.type() == DATA_NONE) now_.tv_sec += 10;
+      if (before.type() != DATA_NONE) {
+        value.convert_type(before.type());
+      }
+      if (before.type() == DATA_NONE) {
+        now_.tv_sec += 10;
+      }
       ASSERT_EQ(set(*cds, path.getNodePath() + ":" + path.getLeafName(), value), API_SUCCESS);
     }
-    if (refuses) cds->setReadOnly();
+    if (refuses) {
+      cds->setReadOnly();
+    }
     EXPECT_EQ(step(), !refuses) << action;
     cds.emplace();
     ++now_.tv_usec;

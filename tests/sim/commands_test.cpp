@@ -115,16 +115,18 @@ TEST_F(SimCommands, DoWhatTheySay) {
   for (const auto& [inner, words, leaf, value] : cases) {
     queue(++handle, inner);
     EXPECT_TRUE(step());
-    for (const char* word : words)
+    for (const char* word : words) {
       EXPECT_NE(result(handle).find(word), std::string::npos) << result(handle);
+    }
     EXPECT_EQ(text(cds_, "/Feeder1/" + leaf), value) << inner.substr(0, 200);
     EXPECT_EQ(children("/inpQueue"), "maxCount");
   }
   const std::string told = result(3);
   const sim::Reading& reading = installation_.plant().devices[0].feeder.reading();
   double square = 0;
-  for (std::size_t i = 0; (i = told.find("<magnitude>", i)) != std::string::npos; i += 11)
+  for (std::size_t i = 0; (i = told.find("<magnitude>", i)) != std::string::npos; i += 11) {
     square += std::pow(std::stod(told.substr(i + 11)), 2);
+  }
   EXPECT_NEAR(std::sqrt(square), reading.voltage[1], 0.05 * reading.voltage[1]) << told;
   EXPECT_LT(reading.activeEnergy, 1e4);
   std::vector<toolkit::CEventStream::Entry> entries;
@@ -147,16 +149,18 @@ TEST_F(SimCommands, AreRefusedForTheirState) {
   const char* words[] = {"Unable</numericStatus><cmdStatus>The relay is in the state Tripped",
                          "The password is wrong", "Timeout<", "Timeout<",
                          "Unable</numericStatus><cmdStatus>The relay is under local control"};
-  for (int i = 0; i < 5; ++i)
+  for (int i = 0; i < 5; ++i) {
     EXPECT_NE(result(i + 1).find(words[i]), std::string::npos) << result(i + 1);
+  }
   EXPECT_EQ(breaker(), "2");
 }
 
 TEST_F(SimCommands, AreExecutedOnceWhateverIsKilled) {
   EXPECT_TRUE(step());
   put(base_ + "/outQueue/5", CElement("done"));
-  for (const int handle : {10, 9, 5})
+  for (const int handle : {10, 9, 5}) {
     queue(handle, basic("Relay", handle == 10 ? "Close" : "Open"));
+  }
   own_->setReadOnly();
   EXPECT_FALSE(step());
   EXPECT_EQ(children("/inpQueue"), "10;5;9;maxCount");
@@ -177,9 +181,10 @@ TEST_F(SimCommands, TreeIsMadeOnceAndResultsAge) {
   commands_.emplace(*own_, installation_.devicePaths(), *handler_, "t");
   EXPECT_TRUE(commands_->step(at(time_)));
   EXPECT_EQ(cds_.state(), state) << "there was nothing to write";
-  for (int handle = 0; handle < 104; ++handle)
+  for (int handle = 0; handle < 104; ++handle) {
     put(base_ + "/outQueue/" + std::to_string(handle), CElement("x"),
         handle < 100 ? 1000 - handle : -9000);
+  }
   EXPECT_TRUE(step(10) && result(3) != "x") << "of more than 100 the oldest go";
   EXPECT_EQ(children("/outQueue"), "100;101;102;103") << "the others of the past are too old";
   EXPECT_TRUE(step(599) && result(100) == "x") << "dated anew";

@@ -21,11 +21,15 @@ TEST(Sags, AreRareDeepAndShort) {
     const sim::Phases& v = grid.voltage();
     const auto low = std::count_if(v.begin(), v.end(), [](double share) { return share < 0.93; });
     length = low > 0 ? length + 1 : 0;
-    if (length == 4) ++sags[low];
+    if (length == 4) {
+      ++sags[low];
+    }
     ASSERT_TRUE((sags.empty() || second > 300) && length <= 13) << second;
     ASSERT_GT(*std::min_element(v.begin(), v.end()), 0.37) << second;
   }
-  for (const int phases : {1, 2, 3}) EXPECT_NEAR(sags[phases], 5 * 86400 / 908.0 / 3, 40);
+  for (const int phases : {1, 2, 3}) {
+    EXPECT_NEAR(sags[phases], 5 * 86400 / 908.0 / 3, 40);
+  }
 }
 
 class Waveforms : public Sandbox {
@@ -47,8 +51,9 @@ class Waveforms : public Sandbox {
   }
   Names files(const std::string& end = "") const {
     Names names;
-    for (const auto& entry : std::filesystem::directory_iterator(file("w")))
+    for (const auto& entry : std::filesystem::directory_iterator(file("w"))) {
       names.insert("w/" + entry.path().filename().string());
+    }
     std::erase_if(names, [&](const std::string& name) { return !name.ends_with(end); });
     return names;
   }
@@ -107,7 +112,9 @@ TEST_F(Waveforms, TellWhatTheMeterMeasured) {
     step(30);
     const Names known = files(end);
     put(leaf, value);
-    for (int i = 0; i < 9000 && files(end) == known; ++i) step(1);
+    for (int i = 0; i < 9000 && files(end) == known; ++i) {
+      step(1);
+    }
     ASSERT_EQ(view.initialize(file(*files(end).rbegin())), 0) << leaf << view.last_error();
     expectMeasured(view, leaf == "Breaker" ? 1 : 0);
     put("Breaker", 1);
@@ -155,10 +162,13 @@ TEST_F(Waveforms, AreOneASagWhateverTheStoreSaysAndAnnouncedWithItsValues) {
 TEST_F(Waveforms, LeaveNothingHalfAndOthersFilesAlone) {
   const std::string old = "w/sag-20250101T000000.000Z-";
   Names left = {"w/sag-notes.cfg", old + "X.cfg.bak", old + "X.cfg.part", "w/.sag-mine.part"};
-  for (const std::string& name : left) write(name, "");
+  for (const std::string& name : left) {
+    write(name, "");
+  }
   for (const char* name :
-       {"sag-20250101T000000.000Z-X.dat", ".sag-20250101T000000.000Z-X.cfg.part"})
+       {"sag-20250101T000000.000Z-X.dat", ".sag-20250101T000000.000Z-X.cfg.part"}) {
     write(std::string("w/") + name, "");
+  }
   toolkit::CWaveformFolder folder(file("w"), 2);
   EXPECT_TRUE(folder.open()) << folder.lastError();
   EXPECT_EQ(files(), left);

@@ -31,7 +31,9 @@ class File {
   File(const File&) = delete;
   File& operator=(const File&) = delete;
   ~File() {
-    if (descriptor_ >= 0) ::close(descriptor_);
+    if (descriptor_ >= 0) {
+      ::close(descriptor_);
+    }
   }
   int get() const { return descriptor_; }
 
@@ -46,9 +48,13 @@ bool isSafe(char c) {
 // "/Site 1/Feeder1" is "Site_1-Feeder1".
 std::string safe(const std::string& device) {
   std::string name = device.substr(std::min(device.find_first_not_of('/'), device.size()));
-  if (name.size() > kLongestDevice) name = name.substr(name.size() - kLongestDevice);
+  if (name.size() > kLongestDevice) {
+    name = name.substr(name.size() - kLongestDevice);
+  }
   for (char& c : name) {
-    if (!isSafe(c)) c = c == '/' ? '-' : '_';
+    if (!isSafe(c)) {
+      c = c == '/' ? '-' : '_';
+    }
   }
   return name;
 }
@@ -84,7 +90,9 @@ std::optional<RecordFile> recordFileOf(std::string_view file) {
   }
   const auto kind = std::find_if(kKinds.begin(), kKinds.end(),
                                  [&](const char* suffix) { return file.ends_with(suffix); });
-  if (kind == kKinds.end()) return std::nullopt;
+  if (kind == kKinds.end()) {
+    return std::nullopt;
+  }
   found.makesRecord = kind == kKinds.begin() && !found.isTemporary;
   found.record = file.substr(0, file.size() - std::strlen(*kind));
   return isRecordName(found.record) ? std::optional(found) : std::nullopt;
@@ -99,8 +107,12 @@ bool writeText(int file, const std::string& text) {
   std::size_t done = 0;
   while (done < text.size()) {
     const ssize_t count = ::write(file, text.data() + done, text.size() - done);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return false;
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count < 0) {
+      return false;
+    }
     done += static_cast<std::size_t>(count);
   }
   return true;
@@ -126,7 +138,9 @@ bool CWaveformFolder::open() {
     const std::string file = entry->path().filename();
     std::error_code gone;
     const std::optional<RecordFile> found = recordFileOf(file);
-    if (!found || !std::filesystem::is_regular_file(entry->symlink_status(gone))) continue;
+    if (!found || !std::filesystem::is_regular_file(entry->symlink_status(gone))) {
+      continue;
+    }
     if (found->makesRecord) {
       whole.insert(found->record);
     } else {
@@ -138,7 +152,9 @@ bool CWaveformFolder::open() {
     return false;
   }
   for (const auto& [found, file] : others) {
-    if (found.isTemporary || !whole.contains(found.record)) unlink(pathOf(file));
+    if (found.isTemporary || !whole.contains(found.record)) {
+      unlink(pathOf(file));
+    }
   }
   names_.assign(whole.begin(), whole.end());
   return true;
@@ -156,7 +172,9 @@ std::string CWaveformFolder::nameOf(timeval time, const std::string& device) con
                        [&](const char* kind) { return exists(pathOf(candidate + kind)); });
   };
   std::string candidate = name;
-  for (int i = 2; isTaken(candidate); ++i) candidate = name + "-" + std::to_string(i);
+  for (int i = 2; isTaken(candidate); ++i) {
+    candidate = name + "-" + std::to_string(i);
+  }
   return candidate;
 }
 
@@ -168,14 +186,18 @@ bool CWaveformFolder::write(const std::string& name, const CWaveformFiles& recor
   const std::string why = lastError_;
   for (const char* kind : kKinds) {
     unlink(pathOf(temporary(name, kind)));
-    if (kind != kKinds[0]) unlink(pathOf(name + kind));
+    if (kind != kKinds[0]) {
+      unlink(pathOf(name + kind));
+    }
   }
   lastError_ = why;
   return false;
 }
 
 bool CWaveformFolder::remove(const std::string& name) {
-  if (!removeFiles(name)) return false;
+  if (!removeFiles(name)) {
+    return false;
+  }
   std::erase(names_, name);
   return true;
 }
@@ -188,7 +210,9 @@ bool CWaveformFolder::removeFiles(const std::string& name) {
 bool CWaveformFolder::makeRoom() {
   while (!names_.empty() && names_.size() >= max_) {
     const std::string oldest = names_.front();
-    if (!remove(oldest)) return false;
+    if (!remove(oldest)) {
+      return false;
+    }
   }
   return true;
 }
@@ -204,7 +228,9 @@ bool CWaveformFolder::writeFile(const std::string& path, const std::string& text
 bool CWaveformFolder::writeAll(const std::string& name, const CWaveformFiles& record) {
   const std::array texts = {&record.cfg, &record.dat, &record.hdr};
   for (std::size_t i = 0; i < kKinds.size(); ++i) {
-    if (!writeFile(pathOf(temporary(name, kKinds.at(i))), *texts.at(i))) return false;
+    if (!writeFile(pathOf(temporary(name, kKinds.at(i))), *texts.at(i))) {
+      return false;
+    }
   }
   return true;
 }
@@ -212,7 +238,9 @@ bool CWaveformFolder::writeAll(const std::string& name, const CWaveformFiles& re
 bool CWaveformFolder::publish(const std::string& name) {
   for (std::size_t i = kKinds.size(); i-- > 0;) {
     const std::string path = pathOf(name + kKinds.at(i));
-    if (i == 0 && !syncFolder()) return false;
+    if (i == 0 && !syncFolder()) {
+      return false;
+    }
     if (std::rename(pathOf(temporary(name, kKinds.at(i))).c_str(), path.c_str()) != 0) {
       return fail(path);
     }

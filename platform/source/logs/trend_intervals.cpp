@@ -27,12 +27,16 @@ void CIntervals::step(timeval stamp, const std::vector<double>& values,
   const std::int64_t now = qel_UNIXtoQELtime64(&stamp);
   const bool measured = valid && started_ && now > last_ && now - last_ <= longestGap_;
   if (const std::int64_t end = endOf(now, length_); !started_ || end != end_) {
-    if (measured) measured_ += end_ - last_;
+    if (measured) {
+      measured_ += end_ - last_;
+    }
     finish(ended);
     begin(end);
     last_ = std::max(last_, end - length_);
   }
-  if (measured) measured_ += now - last_;
+  if (measured) {
+    measured_ += now - last_;
+  }
   add(values, valid);
   last_ = now;
   started_ = true;
@@ -53,7 +57,9 @@ void CIntervals::add(const std::vector<double>& values, bool valid) {
   for (std::size_t i = 0; i < values.size(); ++i) {
     Sum& sum = sums_[i];
     sum.actual = values[i];
-    if (std::isnan(values[i])) continue;
+    if (std::isnan(values[i])) {
+      continue;
+    }
     sum.min = std::min(sum.min, values[i]);
     sum.max = std::max(sum.max, values[i]);
     sum.sum += values[i];
@@ -68,7 +74,9 @@ void CIntervals::begin(std::int64_t end) {
 }
 
 void CIntervals::finish(std::vector<CInterval>& ended) {
-  if (sums_.empty()) return;
+  if (sums_.empty()) {
+    return;
+  }
   CInterval interval;
   interval.end = end_ / kSecond;
   const double share = static_cast<double>(measured_) / static_cast<double>(length_);
