@@ -119,6 +119,7 @@ std::optional<std::vector<CommandExecutor::Offer>> CommandExecutor::offers(
   const auto all = allOffers();
   CLeafReader leaves;
   std::vector<CLeafReader::Handle> points;
+  points.reserve(all.size());
   for (const auto& [offer, point] : all) {
     points.push_back(leaves.add(paths_[device] + "/" + point));
   }
@@ -165,6 +166,7 @@ void CommandExecutor::settle(std::size_t device, const Execution& execution) {
 std::optional<Execution> CommandExecutor::resetEnergy(const Job& job) const {
   CLeafReader leaves;
   std::vector<CLeafReader::Handle> counters;
+  counters.reserve(kEnergyCounters.size());
   for (const char* counter : kEnergyCounters) {
     counters.push_back(leaves.add(job.path + "/" + counter));
   }

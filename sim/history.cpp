@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <vector>
@@ -91,11 +92,13 @@ class History {
   using Periods = std::array<Wanted, kPeriods.size()>;
 
   bool plan(const Times& oldest, const Values& present);
+  static void goOnFrom(const CPointFile::Kept& kept, const CPeriod& period, Wanted& wanted);
   bool isWanted(const Chunk& chunk) const;
   std::vector<Plant> startsOf(const std::vector<Chunk>& chunks, Plant& plant) const;
   void shiftBy(const Values& present, const Values& end);
   std::vector<Made> make(const Chunk& chunk, Plant plant) const;
   bool enter(std::vector<Made>&& made);
+  void prepare(Made& made, CPointFile::Entries& entries);
   void anchor(Wanted& wanted, std::size_t device, const CInterval& interval) const;
   void shift(const Wanted& wanted, std::size_t device, CInterval& interval) const;
 
@@ -130,6 +133,17 @@ bool History::run(Plant plant, int days, std::int64_t now) {
   return true;
 }
 
+// What the file has stays: only what is older is made, up to its values.
+void History::goOnFrom(const CPointFile::Kept& kept, const CPeriod& period, Wanted& wanted) {
+  wanted.from = std::max(wanted.from, kept.newest - (period.max_entries - 1) * period.seconds);
+  wanted.until = kept.oldest;
+  for (std::size_t k = 0; k < wanted.last.size(); ++k) {
+    if (!std::isnan(kept.actuals[k])) {
+      wanted.last[k] = kept.actuals[k];
+    }
+  }
+}
+
 bool History::plan(const Times& oldest, const Values& present) {
   for (std::size_t device = 0; device < file_.devices(); ++device) {
     const std::size_t first = file_.firstValue(device);
@@ -144,16 +158,8 @@ bool History::plan(const Times& oldest, const Values& present) {
       wanted.from = oldest.at(i);
       wanted.last.assign(present.begin() + static_cast<std::ptrdiff_t>(first),
                          present.begin() + static_cast<std::ptrdiff_t>(behind));
-      if (!kept) {
-        continue;
-      }
-      const auto& [id, seconds, most] = kPeriods.at(i);
-      wanted.from = std::max(wanted.from, kept->newest - (most - 1) * seconds);
-      wanted.until = kept->oldest;
-      for (std::size_t k = 0; k < wanted.last.size(); ++k) {
-        if (!std::isnan(kept->actuals[k])) {
-          wanted.last[k] = kept->actuals[k];
-        }
+      if (kept) {
+        goOnFrom(*kept, kPeriods.at(i), wanted);
       }
     }
   }
@@ -192,6 +198,23 @@ void History::shiftBy(const Values& present, const Values& end) {
   }
 }
 
+// What ends at a time, of the periods that are long enough for the step.
+std::vector<Made> endedAt(std::int64_t time, std::int64_t step, const Values& values,
+                          std::vector<CIntervals>& intervals) {
+  std::vector<Made> made;
+  for (std::size_t i = 0; i < intervals.size(); ++i) {
+    if (kPeriods.at(i).seconds < kStepsAnInterval * step) {
+      continue;
+    }
+    std::vector<CInterval> ended;
+    intervals[i].step({time, 0}, values, ended);
+    for (CInterval& interval : ended) {
+      made.push_back({i, std::move(interval)});
+    }
+  }
+  return made;
+}
+
 // Newest first. None when it was stopped.
 std::vector<Made> History::make(const Chunk& chunk, Plant plant) const {
   std::vector<CIntervals> intervals;
@@ -208,40 +231,37 @@ std::vector<Made> History::make(const Chunk& chunk, Plant plant) const {
       plant.step(static_cast<double>(chunk.step));
     }
     const Values values = installation_.values(plant);
-    for (std::size_t i = 0; i < intervals.size(); ++i) {
-      if (kPeriods.at(i).seconds < kStepsAnInterval * chunk.step) {
-        continue;
-      }
-      std::vector<CInterval> ended;
-      intervals[i].step({time, 0}, values, ended);
-      // What ends with the start is the chunk's before.
-      if (time == chunk.start) {
-        continue;
-      }
-      for (CInterval& interval : ended) {
-        made.push_back({i, std::move(interval)});
-      }
+    std::vector<Made> ended = endedAt(time, chunk.step, values, intervals);
+    // What ends with the start is the chunk's before.
+    if (time > chunk.start) {
+      std::move(ended.begin(), ended.end(), std::back_inserter(made));
     }
   }
   std::reverse(made.begin(), made.end());
   return made;
 }
 
+// Adds the entries of those devices that want what was made.
+void History::prepare(Made& made, CPointFile::Entries& entries) {
+  auto& [period, interval] = made;
+  for (std::size_t device = 0; device < wanted_.size(); ++device) {
+    Wanted& wanted = wanted_[device].at(period);
+    if (interval.end == wanted.until) {
+      anchor(wanted, device, interval);
+    }
+    if (interval.end < wanted.from || interval.end >= wanted.until) {
+      continue;
+    }
+    shift(wanted, device, interval);
+    entries.push_back(
+        file_.entryOf(device, kPeriods.at(period).id, interval, file_.firstValue(device)));
+  }
+}
+
 bool History::enter(std::vector<Made>&& made) {
   CPointFile::Entries entries;
-  for (auto& [period, interval] : made) {
-    for (std::size_t device = 0; device < wanted_.size(); ++device) {
-      Wanted& wanted = wanted_[device].at(period);
-      if (interval.end == wanted.until) {
-        anchor(wanted, device, interval);
-      }
-      if (interval.end < wanted.from || interval.end >= wanted.until) {
-        continue;
-      }
-      shift(wanted, device, interval);
-      entries.push_back(
-          file_.entryOf(device, kPeriods.at(period).id, interval, file_.firstValue(device)));
-    }
+  for (Made& one : made) {
+    prepare(one, entries);
     if (entries.size() < kEntriesAtOnce) {
       continue;
     }

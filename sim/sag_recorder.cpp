@@ -145,16 +145,20 @@ bool SagRecorder::make(Device& device, const Fall& fall, timeval stamp) {
   return true;
 }
 
+void SagRecorder::adopt(Device& device) {
+  device.before = device.now;
+  for (Phase& phase : device.phases) {
+    for (Limit& limit : phase.limits) {
+      limit.low = limit.lowNow;
+    }
+  }
+}
+
 void SagRecorder::settle(bool taken) {
   gaveUp_ = false;
   for (Device& device : devices_) {
     if (taken) {
-      device.before = device.now;
-      for (Phase& phase : device.phases) {
-        for (Limit& limit : phase.limits) {
-          limit.low = limit.lowNow;
-        }
-      }
+      adopt(device);
     }
     if (device.pending.empty() || (!taken && device.falls)) {
       continue;

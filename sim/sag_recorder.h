@@ -70,6 +70,7 @@ class SagRecorder {
   std::optional<Fall> fallOf(Device& device);
   bool isLow(const Device& device, const Phase& phase, const Limit& limit, double voltage) const;
   void record(Device& device, const Fall& fall, timeval stamp, toolkit::CLeafBatch& batch);
+  static void adopt(Device& device);
   bool make(Device& device, const Fall& fall, timeval stamp);
 
   toolkit::CCds& cds_;

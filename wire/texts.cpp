@@ -143,7 +143,7 @@ SOAP_FMAC1 int SOAP_FMAC2 soap_string_out(struct soap* ctx, const char* text, in
     if (!send(ctx, other)) {
       return ctx->error;
     }
-    end += bytes == 0 ? 1 : bytes;
+    end += std::max<std::size_t>(bytes, 1);
     run = end;
   }
 }

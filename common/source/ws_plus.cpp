@@ -64,8 +64,8 @@ void removeNode(_global_data_t* glptr, const std::string& path) {
 
 // Tells the publisher to look. 0, or non-zero when the store refused.
 int countChange(_global_data_t* glptr) {
-  return toolkit::CCds_SwInfo(glptr->cdsApi, kSubscriptionsPath)
-      .UpdateIntValue("", kSubscriptionCounter, 1, nullptr);
+  return toolkit::CCds_SwInfo(glptr->cdsApi, toolkit::kSubscriptionsPath)
+      .UpdateIntValue("", toolkit::kSubscriptionCounter, 1, nullptr);
 }
 
 // Path of a point's node in the subscription. Empty for a name that the store keeps for leaves, and

@@ -12,6 +12,7 @@
 #include "logs/log_retrieval.h"
 #include "soap_records.h"
 #include "toolkit/path.h"
+#include "toolkit/trees.h"
 #include "values/error_strings.h"
 #include "values/service_options.h"
 
@@ -20,7 +21,6 @@ using namespace toolkit::ws;
 namespace {
 
 constexpr int kEventShare = 4;  // of the delta records' maximum, what events may have
-constexpr const char* kAlarmTable = "/Alarms";
 constexpr const char* kCounters = "/AlarmCount";
 
 using AlarmSet = std::set<nss1__AlarmUpdate*, RuntimeAlarmCmp>;
@@ -147,7 +147,7 @@ int nsvk__getActiveAlarms(struct soap* ctx, nsvk__logRetrieveRequest* request,
   response.result.clear();
   response.numTrimmedEvents = 0;
   response.alarms.clear();
-  toolkit::CPath table(kAlarmTable);
+  toolkit::CPath table(toolkit::kAlarmsPath);
   table.normalize();
   std::vector<std::string> nodes;
   if (table.getChildPaths(glptr->cdsApi, nodes) != 0) {

@@ -152,6 +152,7 @@ bool readAlarm(toolkit::CCds& cds, std::uint64_t number, Alarm& alarm) {
   toolkit::CLeafReader batch;
   const std::vector<Leaf> names = leavesOf(alarm);
   std::vector<toolkit::CLeafReader::Handle> handles;
+  handles.reserve(names.size());
   for (const Leaf& leaf : names) {
     handles.push_back(batch.add(alarm.node() + "/" + leaf.node));
   }
@@ -159,6 +160,7 @@ bool readAlarm(toolkit::CCds& cds, std::uint64_t number, Alarm& alarm) {
     return false;
   }
   std::vector<const CElement*> leaves;
+  leaves.reserve(handles.size());
   for (const auto& handle : handles) {
     leaves.push_back(batch.element(handle));
   }

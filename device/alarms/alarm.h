@@ -17,10 +17,10 @@
 #include "toolkit/event.h"
 #include "toolkit/leaf_batch.h"
 #include "toolkit/leaf_reader.h"
+#include "toolkit/trees.h"
 
 namespace device {
 
-inline constexpr const char* kAlarmsNode = "/Alarms";
 inline constexpr const char* kCountPath = "/Alarms/AlarmCount/Value";
 inline constexpr const char* kTotalPath = "/Alarms/AlarmCountTotal/Value";
 // What is beyond was not given by an engine, and nothing is counted on from there.
@@ -45,7 +45,7 @@ struct Alarm {
   std::vector<std::string> waveforms;
 
   bool isClosed() const { return level == Level::kClosed; }
-  std::string node() const { return kAlarmsNode + ("/" + std::to_string(number)); }
+  std::string node() const { return toolkit::kAlarmsPath + ("/" + std::to_string(number)); }
 };
 
 // Both change the alarm and return true when the change counts, for its number and for an event;

@@ -43,7 +43,7 @@ bool AlarmEngine::refresh(timeval stamp, bool& changed) {
 // ones are this engine's own.
 bool AlarmEngine::readTable() {
   std::vector<std::string> nodes;
-  if (!toolkit::readChildren(cds_, kAlarmsNode, nodes)) {
+  if (!toolkit::readChildren(cds_, toolkit::kAlarmsPath, nodes)) {
     return false;
   }
   State next = state_;

@@ -31,8 +31,10 @@ int main(int argc, char** argv) {
   toolkit::CWatchdog watchdog(cds, "feed");
   for (long cycle = 1; stopped == 0; ++cycle) {
     toolkit::CLeafBatch batch;  // one transaction, one time stamp
-    batch.add(device + "/VoltageA/Value", toolkit::CElement(230 + std::sin(cycle)));
-    batch.add(device + "/EnergyImported/Value", toolkit::CElement(0.1 * cycle));
+    batch.add(device + "/VoltageA/Value",
+              toolkit::CElement(230 + std::sin(static_cast<double>(cycle))));
+    batch.add(device + "/EnergyImported/Value",
+              toolkit::CElement(0.1 * static_cast<double>(cycle)));
     batch.add(device + "/.Quality", toolkit::CElement(192));
     if (batch.write(cds, "feed") != API_SUCCESS) {
       std::fprintf(stderr, "feed: %s\n", cds.last_error().c_str());

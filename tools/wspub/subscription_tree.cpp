@@ -2,6 +2,7 @@
 
 #include "toolkit/sw_info.h"
 #include "toolkit/time.h"
+#include "toolkit/trees.h"
 
 namespace wspub {
 
@@ -11,12 +12,10 @@ using toolkit::CPath;
 namespace {
 
 constexpr const char* kSource = "wspub";
-constexpr const char* kSubscriptions = "/Software/Data Servers/WS-Publisher/Subscriptions";
-constexpr const char* kCounter = "/Software/Data Servers/WS-Publisher/SubUpdateCount";
 constexpr std::int64_t kLeftoverAge = 60'000'000;
 
 std::string baseOf(const std::string& id) {
-  return std::string(kSubscriptions) + "/" + id;
+  return std::string(toolkit::kSubscriptionsPath) + "/" + id;
 }
 
 std::string pointNode(const std::string& id, const std::string& name) {
@@ -49,7 +48,7 @@ bool childNames(toolkit::CCds& cds, const std::string& node, std::vector<std::st
 }  // namespace
 
 bool SubscriptionTree::ids(std::vector<std::string>& ids) {
-  return childNames(cds_, kSubscriptions, ids);
+  return childNames(cds_, toolkit::kSubscriptionsPath, ids);
 }
 
 bool SubscriptionTree::terms(const std::string& id, std::optional<Terms>& terms) {
@@ -101,7 +100,7 @@ bool SubscriptionTree::points(const std::string& id, std::map<std::string, Point
 }
 
 bool SubscriptionTree::marks(const std::vector<std::string>& ids, std::vector<CElement>& marks) {
-  std::vector<CPath> paths = {kCounter};
+  std::vector<CPath> paths = {toolkit::kSubscriptionCounter};
   for (const std::string& id : ids) {
     paths.emplace_back(baseOf(id) + "/RTNodeCount");
   }
@@ -115,7 +114,7 @@ bool SubscriptionTree::removeLapsed(const std::string& id, const Terms& terms) {
       status != API_SUCCESS) {
     return false;
   }
-  toolkit::CCds_SwInfo(cds_, kSource).UpdateIntValue("", kCounter, 1, nullptr);
+  toolkit::CCds_SwInfo(cds_, kSource).UpdateIntValue("", toolkit::kSubscriptionCounter, 1, nullptr);
   return true;
 }
 

@@ -8,7 +8,7 @@ namespace {
 
 // All templates have the same group; a node's name is relative to the subscription or to the
 // real-time node.
-constexpr const char* kGroup = kSubscriptionsPath;
+constexpr const char* kGroup = toolkit::kSubscriptionsPath;
 
 constexpr tagnval Node_replyUri[] = {{kGroup, "/ReplyURI"},
                                      {"/NodeType", "Point"},
@@ -87,7 +87,7 @@ void addNodeLeaves(const std::string& path, const tagnval* const* records,
 }
 
 void GetSubscrptBasePath(const std::string* subscriptionId, std::string& out) {
-  out = std::string(kSubscriptionsPath) + "/";
+  out = std::string(toolkit::kSubscriptionsPath) + "/";
   if (subscriptionId != nullptr) {
     out += *subscriptionId;
   }

@@ -6,12 +6,7 @@
 
 #include "front/global_data.h"
 #include "toolkit/sw_info.h"
-
-inline constexpr const char* kSubscriptionsPath =
-    "/Software/Data Servers/WS-Publisher/Subscriptions";
-// Counts up with every subscription that is made or cancelled.
-inline constexpr const char* kSubscriptionCounter =
-    "/Software/Data Servers/WS-Publisher/SubUpdateCount";
+#include "toolkit/trees.h"
 
 // Templates of a subscription's nodes and of one real-time node's, each list ended by null.
 extern const toolkit::tagnval* const SwSubscriptionNodes[];

@@ -52,6 +52,7 @@ bool makeCommandTree(CCds& cds, const std::vector<std::string>& bases, CCommandH
   }
   CLeafReader present;
   std::vector<CLeafReader::Handle> handles;
+  handles.reserve(leaves.size());
   for (const Leaf& leaf : leaves) {
     handles.push_back(present.add(leaf.path));
   }

@@ -1,0 +1,16 @@
+// Where the trees stand that several programs of a device share. Those of commands and of captured
+// waveform records have headers of their own: commands.h, captured_records.h.
+#pragma once
+
+namespace toolkit {
+
+// The alarms that stand, a node each, and their counters.
+inline constexpr const char* kAlarmsPath = "/Alarms";
+// The subscriptions, a node each; docs/subscriptions.md draws one.
+inline constexpr const char* kSubscriptionsPath =
+    "/Software/Data Servers/WS-Publisher/Subscriptions";
+// Counts up with every subscription that is made or cancelled.
+inline constexpr const char* kSubscriptionCounter =
+    "/Software/Data Servers/WS-Publisher/SubUpdateCount";
+
+}  // namespace toolkit
