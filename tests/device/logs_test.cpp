@@ -19,18 +19,6 @@ namespace {
 
 class DeviceLogs : public Sandbox {
  protected:
-  // Of all parameters, as far as there are 9999.
-  trend::CDeviceData snapshots(const std::string& name, const std::string& device,
-                               const std::vector<trend::CPeriodProperties>& periods) const {
-    trend::CLog reader;
-    EXPECT_EQ(reader.open(file(name), true, false, 1000, false, 0, 0, 0, true), toolkit::LOG_OK);
-    trend::CDeviceData data;
-    trend::CDeviceParams params{{device}, {}};
-    reader.get_params(params.device, params.params);
-    reader.get_trend_data(data, params, periods, {-1, -1}, 9999, 0, true, false);
-    return data;
-  }
-
   timeval now_ = {1700000000, 250000};
 };
 

@@ -7,6 +7,7 @@
 
 #include "store_fixture.h"
 #include "toolkit/log.h"
+#include "toolkit/trend.h"
 
 class Sandbox : public StoreTest {
  protected:
@@ -51,5 +52,18 @@ class Sandbox : public StoreTest {
     EXPECT_EQ(log.openToRead(file(name)), 0) << log.last_error();
     EXPECT_EQ(log.retrieve(events, "", nullptr, nullptr, log.kNoMaximum, false, false, 0), 0);
     return events;
+  }
+
+  // Of all parameters, as far as there are 9999.
+  toolkit::trend::CDeviceData snapshots(
+      const std::string& name, const std::string& device,
+      const std::vector<toolkit::trend::CPeriodProperties>& periods) const {
+    toolkit::trend::CLog reader;
+    EXPECT_EQ(reader.open(file(name), true, false, 1000, false, 0, 0, 0, true), toolkit::LOG_OK);
+    toolkit::trend::CDeviceData data;
+    toolkit::trend::CDeviceParams params{{device}, {}};
+    reader.get_params(params.device, params.params);
+    reader.get_trend_data(data, params, periods, {-1, -1}, 9999, 0, true, false);
+    return data;
   }
 };
