@@ -39,11 +39,11 @@ int run(const Options& options) {
   bool started = false;
   do {
     const timeval stamp = toolkit::presentTime();
-    started = started || device::tell(cds, device::systemEvent(device::kStarted, stamp));
+    started = started || device::notify(cds, device::systemEvent(device::kStarted, stamp));
     monitor.step(stamp);
     watchdog.pingWhenDue();
   } while (beat.wait());
-  device::tell(cds, device::systemEvent(device::kStopped, toolkit::presentTime()));
+  device::notify(cds, device::systemEvent(device::kStopped, toolkit::presentTime()));
   monitor.enterEvents();
   return 0;
 }

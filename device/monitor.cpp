@@ -23,7 +23,7 @@ Monitor::Monitor(toolkit::CCds& cds, double rate)
       reads_(kSource, "the store cannot be read"),
       qualities_(kSource, "the store refuses the qualities"),
       changes_(kSource, "the store refuses the alarms"),
-      tellings_(kSource, "the store refuses the deltas"),
+      notices_(kSource, "the store refuses the deltas"),
       entries_(kSource, "events are not entered"),
       snapshots_(kSource, "trends are not entered") {
   values_.emplace(cds_, std::vector<Watcher*>{&sources_, &alarms_, &deltas_});
@@ -54,10 +54,10 @@ void Monitor::serve(timeval stamp) {
   const toolkit::CLeafReader& leaves = values_->leaves();
   qualities_.note(!sources_.step(leaves, seconds_, stamp), cds_.last_error());
   for (const auto& [leaf, quality] : sources_.changes()) {
-    deltas_.noteTold(leaf, quality);
+    deltas_.noteNotified(leaf, quality);
   }
   changes_.note(!alarms_.step(leaves, seconds_, stamp), cds_.last_error());
-  tellings_.note(!deltas_.step(leaves, stamp), cds_.last_error());
+  notices_.note(!deltas_.step(leaves, stamp), cds_.last_error());
   if (logs_) {
     snapshots_.note(!logs_->trends.step(leaves, stamp), logs_->trends.lastError());
   }

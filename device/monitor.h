@@ -50,7 +50,7 @@ class Monitor {
   toolkit::CComplaint reads_;
   toolkit::CComplaint qualities_;
   toolkit::CComplaint changes_;
-  toolkit::CComplaint tellings_;
+  toolkit::CComplaint notices_;
   toolkit::CComplaint entries_;
   toolkit::CComplaint snapshots_;
 };

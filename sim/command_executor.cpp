@@ -68,7 +68,7 @@ void tellOf(toolkit::CLeafBatch& batch, const std::string& device, const std::st
   event.time = stamp;
   event.message = message;
   event.source = kSource;
-  batch.tell(std::move(event));
+  batch.notify(std::move(event));
 }
 
 CElement elementLike(const CElement& present, double value) {

@@ -223,7 +223,7 @@ bool AlarmEngine::write(Tick& tick) {
   writeCounters(batch, tick);
   writeInAlarm(batch, tick);
   for (const CEvent& event : tick.events) {
-    batch.tell(event);
+    batch.notify(event);
   }
   // A node whose path is too long for one leaf more goes without it.
   const api_status_t status = batch.write(cds_, kSource);

@@ -11,8 +11,8 @@ enum class Direction { kAbove, kBelow, kEqual };
 // The limits that a point may have, each one a condition of its own.
 struct LimitKind {
   const char* leaf;         // where the point keeps the limit
-  const char* messageLeaf;  // and what is told when it is crossed
-  const char* message;      // told when the point has no message of its own
+  const char* messageLeaf;  // and what is notified when it is crossed
+  const char* message;      // notified when the point has no message of its own
   Direction direction;
   bool critical;
 };

@@ -35,11 +35,11 @@ bool isState(const CElement& value, const std::string& valueType, const std::str
 
 }  // namespace
 
-bool hasLeft(double told, double value, double deadband) {
-  if (told == value || (std::isnan(told) && std::isnan(value))) {
+bool hasLeft(double notified, double value, double deadband) {
+  if (notified == value || (std::isnan(notified) && std::isnan(value))) {
     return false;
   }
-  return !(std::fabs(value - told) <= deadband);
+  return !(std::fabs(value - notified) <= deadband);
 }
 
 bool Deltas::step(const CLeafReader& leaves, timeval stamp) {
@@ -53,43 +53,43 @@ bool Deltas::step(const CLeafReader& leaves, timeval stamp) {
 
 bool Deltas::look(const CLeafReader& leaves, timeval stamp) {
   toolkit::CLeafBatch batch(stamp);
-  if (toldDevices_ && *toldDevices_ != devices_) {
-    batch.tell(configurationChanged(stamp));
+  if (notifiedDevices_ && *notifiedDevices_ != devices_) {
+    batch.notify(configurationChanged(stamp));
   }
   std::vector<std::pair<std::size_t, double>> seen;
-  std::size_t told = 0;
+  std::size_t notified = 0;
   std::size_t index = next_;
-  for (std::size_t i = 0; i < watches_.size() && told < kMaxAtOnce; ++i, ++index) {
+  for (std::size_t i = 0; i < watches_.size() && notified < kMaxAtOnce; ++i, ++index) {
     index %= watches_.size();
     const Watch& watch = watches_[index];
     const auto value = watch.type == toolkit::EVENT_QUALITY
                            ? std::optional<double>(qualityOf(leaves, watch.leaf))
                            : leaves.number(watch.leaf);
-    if (!value || (watch.told && !hasLeft(*watch.told, *value, watch.deadband))) {
+    if (!value || (watch.notified && !hasLeft(*watch.notified, *value, watch.deadband))) {
       continue;
     }
     seen.emplace_back(index, *value);
-    if (!watch.told && !watch.first) {
+    if (!watch.notified && !watch.first) {
       continue;
     }
-    batch.tell(eventOf(leaves, index, stamp));
-    ++told;
+    batch.notify(eventOf(leaves, index, stamp));
+    ++notified;
   }
   if (batch.write(cds_, kSource) != API_SUCCESS) {
     return false;
   }
   for (const auto& [watch, value] : seen) {
-    watches_[watch].told = value;
+    watches_[watch].notified = value;
   }
-  toldDevices_ = devices_;
+  notifiedDevices_ = devices_;
   next_ = index;
   return true;
 }
 
-void Deltas::noteTold(const std::string& path, double value) {
+void Deltas::noteNotified(const std::string& path, double value) {
   for (Watch& watch : watches_) {
     if (watch.path == path) {
-      watch.told = value;
+      watch.notified = value;
     }
   }
 }
@@ -188,7 +188,7 @@ bool Deltas::adopt(std::vector<Watch> watches) {
     known[watch.path] = std::move(watch);
   }
   for (Watch& watch : watches) {
-    watch.told = known[watch.path].told;
+    watch.notified = known[watch.path].notified;
     watch.leaf = known[watch.path].leaf;
   }
   watches_ = std::move(watches);

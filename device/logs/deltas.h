@@ -6,7 +6,7 @@
 //   EVENT_SYSTEM    there are other devices than before
 //
 // Looks once a second, by the stamps of the steps, and every ten seconds for which points there
-// are. What the store refuses has not been told: the next second tries again.
+// are. What the store refuses has not been notified: the next second tries again.
 #pragma once
 
 #include <optional>
@@ -19,8 +19,8 @@
 
 namespace device {
 
-// Whether a value is to be told. NaN is outside every deadband but for one that was told.
-bool hasLeft(double told, double value, double deadband);
+// Whether a value is to be notified. NaN is outside every deadband but for one that was notified.
+bool hasLeft(double notified, double value, double deadband);
 
 class Deltas : public Watcher {
  public:
@@ -33,7 +33,7 @@ class Deltas : public Watcher {
   // False when the store refused at the last look.
   bool step(const toolkit::CLeafReader& leaves, timeval stamp);
   // Somebody else has notified this value of a leaf.
-  void noteTold(const std::string& path, double value);
+  void noteNotified(const std::string& path, double value);
 
  private:
   struct Watch {
@@ -41,8 +41,8 @@ class Deltas : public Watcher {
     std::string path;        // of the leaf
     std::size_t device = 0;  // its index among the watches, which begin with the devices' qualities
     double deadband = 0;
-    bool first = false;  // told when first seen
-    std::optional<double> told;
+    bool first = false;  // notified when first seen
+    std::optional<double> notified;
     toolkit::CLeafReader::Handle leaf;
   };
 
@@ -55,7 +55,7 @@ class Deltas : public Watcher {
 
   toolkit::CCds& cds_;
   std::vector<std::string> devices_;
-  std::optional<std::vector<std::string>> toldDevices_;
+  std::optional<std::vector<std::string>> notifiedDevices_;
   std::vector<Watch> watches_;
   std::size_t nodes_ = 0;  // that were looked at
   std::size_t next_ = 0;

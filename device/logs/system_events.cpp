@@ -26,7 +26,7 @@ CEvent configurationChanged(timeval stamp) {
   return event;
 }
 
-bool tell(toolkit::CCds& cds, const CEvent& event) {
+bool notify(toolkit::CCds& cds, const CEvent& event) {
   api_status_t status = API_NONE;
   return cds.event_send(event, status) == 0 && status == API_SUCCESS;
 }

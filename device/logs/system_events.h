@@ -13,6 +13,6 @@ toolkit::CEvent systemEvent(const char* message, timeval stamp);
 toolkit::CEvent configurationChanged(timeval stamp);
 
 // False when the store refused it.
-bool tell(toolkit::CCds& cds, const toolkit::CEvent& event);
+bool notify(toolkit::CCds& cds, const toolkit::CEvent& event);
 
 }  // namespace device

@@ -183,7 +183,7 @@ bool SourceWatch::end(Device& device, const CLeafReader& leaves, timeval stamp) 
   batch.add(toolkit::CPath(leaf), bad);
   batch.add(toolkit::CPath(silentNodeOf(device.path) + "/Value"),
             CElement(static_cast<std::int32_t>(qualityOf(leaves, device.quality))));
-  batch.tell(qualityEvent(leaf, bad, stamp));
+  batch.notify(qualityEvent(leaf, bad, stamp));
   if (!isWritten(batch.write(cds_, kSource))) {
     return false;
   }
@@ -207,7 +207,7 @@ bool SourceWatch::resume(Device& device, const CLeafReader& leaves, timeval stam
     }
     toolkit::CLeafBatch batch(stamp);
     batch.add(toolkit::CPath(leaf), quality);
-    batch.tell(qualityEvent(leaf, quality, stamp));
+    batch.notify(qualityEvent(leaf, quality, stamp));
     if (!isWritten(batch.write(cds_, kSource))) {
       return false;
     }

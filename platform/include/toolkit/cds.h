@@ -37,6 +37,7 @@ namespace toolkit {
 namespace store {
 class Change;
 class Store;
+class Transaction;
 }  // namespace store
 
 using syslog_severity_t = event_severity_t;

@@ -19,7 +19,7 @@ class CLeafBatch {
 
   void add(CPath path, CElement element, pcd_tribool_t persist = PCD_FALSE);
 
-  void tell(CEvent event) { events_.push_back(std::move(event)); }
+  void notify(CEvent event) { events_.push_back(std::move(event)); }
 
   // API_SUCCESS when everything is in the store; an empty batch asks nobody. API_BAD_PATH when bad
   // paths were left out; anything else when the store refused, and nothing is written.

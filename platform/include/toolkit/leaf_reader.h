@@ -1,8 +1,14 @@
 // CLeafReader: leaves that are read together, in one transaction. The partner of CLeafBatch.
+//
+// Who reads the same leaves again and again pays for those that were written since: the store knows
+// what its latest commits changed.
 #pragma once
 
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "toolkit/cds.h"
@@ -43,13 +49,23 @@ class CLeafReader {
   bool flag(Handle leaf, bool otherwise = false) const;
 
  private:
-  void readAll(store::Store& store, int& result);
+  int readFrom(const std::shared_ptr<store::Store>& store);
+  bool readChanged(store::Transaction& transaction);
+  void readAll(store::Transaction& transaction);
+  void readLeaves(store::Transaction& transaction, const std::vector<std::size_t>& indices);
+  void index();
 
   std::vector<CPath> paths_;
   std::vector<std::string> keys_;  // in the store; empty: not a leaf that lies there as it is
   std::vector<api_status_t> statuses_;
   std::vector<CElement> elements_;
   std::vector<element_property_t> sources_;
+  // The state that was read last, and of which store; 0: none, or not of all leaves.
+  std::size_t state_ = 0;
+  std::weak_ptr<store::Store> store_;
+  // Filled at the second read: hashes of the keys in their order, each with its leaf.
+  std::vector<std::pair<std::uint64_t, std::size_t>> byHash_;
+  std::vector<std::size_t> computed_;  // that the store makes of others
 };
 
 // Node paths of the children, none for a node that is not there. False when the store cannot be

@@ -1,5 +1,8 @@
 #include "toolkit/leaf_reader.h"
 
+#include <algorithm>
+#include <numeric>
+
 #include "cds/leaf_access.h"
 #include "store/layout.h"
 #include "store/store.h"
@@ -13,25 +16,80 @@ CLeafReader::Handle CLeafReader::add(const std::string& path) {
   if (isStoredLeaf(leaf)) {
     keys_.back() = store::leafKey(leaf.getNodePath(), leaf.getLeafName());
   }
+  state_ = 0;
+  byHash_.clear();
+  computed_.clear();
   return Handle(paths_.size() - 1);
 }
 
 bool CLeafReader::read(CCds& cds) {
-  statuses_.assign(paths_.size(), API_FAILED);
-  elements_.resize(paths_.size());
-  sources_.assign(paths_.size(), ELEMENT_NORMAL);
-  int result = 1;
-  if (cds.handle() != nullptr) {
-    readAll(*cds.handle(), result);
-  }
+  const int result = cds.handle() == nullptr ? 1 : readFrom(cds.handle());
   // The client knows what to say of a failure.
   return result == 0 || cds.get_leaves(paths_, statuses_, elements_, sources_) == 0;
 }
 
-void CLeafReader::readAll(store::Store& store, int& result) {
-  store::ReadTransaction transaction(store.live());
+int CLeafReader::readFrom(const std::shared_ptr<store::Store>& store) {
+  if (store_.lock() != store) {
+    store_ = store;
+    state_ = 0;
+  }
+  store::ReadTransaction transaction(store->live());
+  if (!readChanged(transaction)) {
+    readAll(transaction);
+  }
+  state_ = transaction.status() == 0 ? transaction.id() : 0;
+  return transaction.status();
+}
+
+bool CLeafReader::readChanged(store::Transaction& transaction) {
+  std::vector<std::uint64_t> hashes;
+  if (transaction.status() != 0 || state_ == 0 ||
+      !store::collectChanges(transaction, state_, hashes) || hashes.size() > paths_.size()) {
+    return false;
+  }
+  if (byHash_.empty() && computed_.empty()) {
+    index();
+  }
+  std::vector<std::size_t> indices = computed_;
+  for (const std::uint64_t hash : hashes) {
+    auto found = std::lower_bound(byHash_.begin(), byHash_.end(), std::pair(hash, std::size_t{0}));
+    for (; found != byHash_.end() && found->first == hash; ++found) {
+      indices.push_back(found->second);
+    }
+  }
+  std::sort(indices.begin(), indices.end());
+  indices.erase(std::unique(indices.begin(), indices.end()), indices.end());
+  readLeaves(transaction, indices);
+  return true;
+}
+
+void CLeafReader::index() {
+  for (std::size_t i = 0; i < keys_.size(); ++i) {
+    if (keys_[i].empty()) {
+      computed_.push_back(i);
+    } else {
+      byHash_.emplace_back(store::leafHash(keys_[i]), i);
+    }
+  }
+  std::sort(byHash_.begin(), byHash_.end());
+}
+
+void CLeafReader::readAll(store::Transaction& transaction) {
+  statuses_.assign(paths_.size(), API_FAILED);
+  elements_.resize(paths_.size());
+  sources_.assign(paths_.size(), ELEMENT_NORMAL);
+  std::vector<std::size_t> indices(paths_.size());
+  std::iota(indices.begin(), indices.end(), std::size_t{0});
+  readLeaves(transaction, indices);
+}
+
+void CLeafReader::readLeaves(store::Transaction& transaction,
+                             const std::vector<std::size_t>& indices) {
   store::Lookup lookup(transaction, store::Table::kLeaf);
-  for (std::size_t i = 0; i < paths_.size() && transaction.status() == 0; ++i) {
+  for (const std::size_t i : indices) {
+    if (transaction.status() != 0) {
+      return;
+    }
     if (keys_[i].empty()) {
       LeafContent leaf = readLeaf(transaction, paths_[i]);
       statuses_[i] = leaf.status;
@@ -42,13 +100,10 @@ void CLeafReader::readAll(store::Store& store, int& result) {
     const auto record = lookup.get(keys_[i]);
     if (!record) {
       statuses_[i] = API_NOT_FOUND;
-    } else if (store::decodeLeaf(*record, elements_[i], sources_[i])) {
-      statuses_[i] = API_SUCCESS;
+    } else {
+      statuses_[i] =
+          store::decodeLeaf(*record, elements_[i], sources_[i]) ? API_SUCCESS : API_FAILED;
     }
-  }
-  result = transaction.status();
-  if (result != 0) {
-    statuses_.assign(paths_.size(), API_FAILED);
   }
 }
 

@@ -21,10 +21,11 @@ namespace toolkit::store {
 
 namespace {
 
-constexpr std::array kTableNames = {"leaf", "node", "device", "right", "watchdog", "meta", "event"};
+constexpr std::array kTableNames = {"leaf",     "node", "device", "right",
+                                    "watchdog", "meta", "event",  "change"};
 constexpr std::size_t kInitialMap = std::size_t{16} << 20;
 constexpr std::size_t kDefaultLimit = std::size_t{4} << 30;
-constexpr std::size_t kLeastReserve = std::size_t{64} << 10;
+constexpr std::size_t kMinReserve = std::size_t{64} << 10;
 constexpr std::size_t kSmallestLimit = std::size_t{64} << 10;
 constexpr MDB_dbi kMainTable = 1;
 // Other processes may grow the map again while this one follows.
@@ -340,7 +341,7 @@ bool Environment::grow() {
 bool Environment::exceedCeiling() {
   MDB_envinfo info = {};
   mdb_env_info(handle_.environment.get(), &info);
-  const std::size_t size = limit_ + std::max(limit_ / 8, kLeastReserve);
+  const std::size_t size = limit_ + std::max(limit_ / 8, kMinReserve);
   return size > info.me_mapsize &&
          mdb_env_set_mapsize(handle_.environment.get(), size) == MDB_SUCCESS;
 }

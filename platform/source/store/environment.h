@@ -16,7 +16,7 @@
 
 namespace toolkit::store {
 
-enum class Table : std::size_t { kLeaf, kNode, kDevice, kRight, kWatchdog, kMeta, kEvent };
+enum class Table : std::size_t { kLeaf, kNode, kDevice, kRight, kWatchdog, kMeta, kEvent, kChange };
 
 // Keys and value of the table kMeta.
 inline constexpr const char* kVersionKey = "version";
@@ -36,6 +36,8 @@ class Environment {
   Environment& operator=(const Environment&) = delete;
 
   const std::string& file() const { return file_; }
+  // Whether each commit says which leaves it changed: in the live half.
+  bool notesChanges() const { return commits_ == Commits::kUnsynced; }
   // A sentence for a code that a call on this environment gave.
   std::string describe(int code) const;
 
@@ -58,7 +60,7 @@ class Environment {
   friend class Transaction;
   friend class ReadTransaction;
   friend class WriteTransaction;
-  static constexpr std::size_t kTableCount = 7;
+  static constexpr std::size_t kTableCount = 8;
   // A file of an earlier program has only so many: the others are added to it.
   static constexpr std::size_t kFirstTables = 6;
 

@@ -30,6 +30,14 @@ std::optional<std::string_view> Transaction::get(Table table, std::string_view k
   return std::nullopt;
 }
 
+CursorHandle Transaction::openCursor(Table table) {
+  MDB_cursor* raw = nullptr;
+  if (status_ == MDB_SUCCESS) {
+    keep(mdb_cursor_open(transaction_, handleOf(table), &raw));
+  }
+  return CursorHandle(raw);
+}
+
 ReadTransaction::ReadTransaction(Environment& environment) : Transaction(environment) {
   status_ = environment_.beginRead();
   transaction_ = environment_.handle_.reader.get();
@@ -41,17 +49,8 @@ ReadTransaction::~ReadTransaction() {
   }
 }
 
-Lookup::Lookup(Transaction& transaction, Table table) : transaction_(transaction) {
-  if (transaction_.status_ != MDB_SUCCESS) {
-    return;
-  }
-  MDB_cursor* raw = nullptr;
-  const int code = mdb_cursor_open(transaction_.transaction_, transaction_.handleOf(table), &raw);
-  cursor_.reset(raw);
-  if (code != MDB_SUCCESS) {
-    transaction_.keep(code);
-  }
-}
+Lookup::Lookup(Transaction& transaction, Table table)
+    : transaction_(transaction), cursor_(transaction.openCursor(table)) {}
 
 std::optional<std::string_view> Lookup::get(std::string_view key) {
   if (transaction_.status_ != MDB_SUCCESS) {
@@ -79,6 +78,7 @@ void WriteTransaction::put(Table table, std::string_view key, std::string_view v
   if (journal_ != nullptr) {
     journal_->note(*this, table, key, value);
   }
+  note(table, key);
   if (status_ == MDB_SUCCESS) {
     MDB_val keyValue = toValue(key);
     MDB_val data = toValue(value);
@@ -90,6 +90,7 @@ void WriteTransaction::erase(Table table, std::string_view key) {
   if (journal_ != nullptr) {
     journal_->note(*this, table, key, std::nullopt);
   }
+  note(table, key);
   if (status_ == MDB_SUCCESS) {
     MDB_val keyValue = toValue(key);
     const int code = mdb_del(transaction_, handleOf(table), &keyValue, nullptr);
@@ -101,12 +102,22 @@ void WriteTransaction::clear(Table table) {
   if (journal_ != nullptr) {
     journal_->noteClear(*this, table);
   }
+  changes_.noteAll();
   if (status_ == MDB_SUCCESS) {
     keep(mdb_drop(transaction_, handleOf(table), 0));
   }
 }
 
+void WriteTransaction::note(Table table, std::string_view key) {
+  if (table == Table::kLeaf && environment_.notesChanges()) {
+    changes_.note(key);
+  }
+}
+
 int WriteTransaction::commit() {
+  if (environment_.notesChanges()) {
+    changes_.enter(*this);
+  }
   if (status_ == MDB_SUCCESS) {
     keep(mdb_txn_commit(owner_.release()));
   }
@@ -115,17 +126,7 @@ int WriteTransaction::commit() {
 }
 
 Range::Range(Transaction& transaction, Table table, std::string_view prefix)
-    : transaction_(transaction), prefix_(prefix) {
-  if (transaction_.status_ != MDB_SUCCESS) {
-    return;
-  }
-  MDB_cursor* raw = nullptr;
-  const int code = mdb_cursor_open(transaction_.transaction_, transaction_.handleOf(table), &raw);
-  cursor_.reset(raw);
-  if (code != MDB_SUCCESS) {
-    transaction_.keep(code);
-  }
-}
+    : transaction_(transaction), prefix_(prefix), cursor_(transaction.openCursor(table)) {}
 
 bool Range::next() {
   if (transaction_.status_ != MDB_SUCCESS) {

@@ -10,6 +10,7 @@
 #include <optional>
 #include <string_view>
 
+#include "store/changes.h"
 #include "store/environment.h"
 #include "store/journal.h"
 
@@ -39,6 +40,8 @@ class Transaction {
     return environment_.handle_.tables[static_cast<std::size_t>(table)];
   }
   void keep(int code) { status_ = environment_.settle(code); }
+  // Null when the transaction has failed.
+  CursorHandle openCursor(Table table);
 
   Environment& environment_;
   MDB_txn* transaction_ = nullptr;
@@ -80,8 +83,11 @@ class WriteTransaction : public Transaction {
   Environment& environment() { return environment_; }
 
  private:
+  void note(Table table, std::string_view key);
+
   TransactionHandle owner_;
   Journal* journal_;
+  Changes changes_;
 };
 
 // The records whose keys begin with a prefix, in the order of their bytes.

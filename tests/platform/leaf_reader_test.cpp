@@ -1,0 +1,111 @@
+// A reader that reads again and again sees what one that reads for the first time sees.
+#include "toolkit/leaf_reader.h"
+
+#include "store_fixture.h"
+#include "toolkit/leaf_batch.h"
+
+using toolkit::CElement;
+using toolkit::CLeafReader;
+
+namespace {
+
+constexpr int kLeaves = 5000;
+
+class Reader : public StoreTest {
+ protected:
+  Reader() {
+    import(leaves("/Dev/P", kLeaves, CElement(1)));
+    EXPECT_EQ(cds_.init(), 0) << cds_.last_error();
+    for (int i = 0; i < kLeaves; ++i) {
+      add("/Dev/P" + std::to_string(i) + "/Value");
+    }
+    for (const char* path :
+         {"/Dev/New", "/Dev:Children", "/Dev/P7:PossibleValues[1]", "//", "/Dev/P7"}) {
+      add(path);
+    }
+    EXPECT_TRUE(reader_.read(cds_));
+  }
+
+  void add(const std::string& path) {
+    paths_.push_back(path);
+    handles_.push_back(reader_.add(path));
+  }
+  api_status_t write(const std::string& path, int value) {
+    return set(cds_, path, CElement(value));
+  }
+  void writeMany(int count, int value) {
+    toolkit::CLeafBatch batch;
+    for (int i = 0; i < count; ++i) {
+      batch.add(normalized(paths_[static_cast<std::size_t>(i)]), CElement(value));
+    }
+    EXPECT_EQ(batch.write(cds_, "test"), API_SUCCESS);
+  }
+  // Number of leaves that differ from what a new reader reads.
+  int stale() {
+    EXPECT_TRUE(reader_.read(cds_));
+    CLeafReader fresh;
+    std::vector<CLeafReader::Handle> handles;
+    for (const std::string& path : paths_) {
+      handles.push_back(fresh.add(path));
+    }
+    EXPECT_TRUE(fresh.read(cds_));
+    int count = 0;
+    for (std::size_t i = 0; i < paths_.size(); ++i) {
+      count += reader_.status(handles_[i]) != fresh.status(handles[i]) ||
+               reader_.source(handles_[i]) != fresh.source(handles[i]) ||
+               reader_.text(handles_[i]) != fresh.text(handles[i]);
+    }
+    return count;
+  }
+
+  toolkit::CCds cds_;
+  CLeafReader reader_;
+  std::vector<std::string> paths_;
+  std::vector<CLeafReader::Handle> handles_;
+};
+
+TEST_F(Reader, ReadsWhatWasWrittenSince) {
+  EXPECT_EQ(write("/Dev/P3", 2), API_SUCCESS);
+  EXPECT_EQ(write("/Elsewhere", 2), API_SUCCESS);
+  EXPECT_EQ(stale(), 0);
+  EXPECT_EQ(reader_.text(handles_[3]), "2");
+  EXPECT_EQ(stale(), 0) << "nobody has written";
+  EXPECT_EQ(set(cds_, "/Dev/P4", CElement("new"), PCD_TRUE), API_SUCCESS);
+  EXPECT_EQ(write("/Dev/New", 1), API_SUCCESS);
+  EXPECT_EQ(set(cds_, "/Dev/P7:PossibleValues", CElement("a;b;c")), API_SUCCESS);
+  EXPECT_EQ(stale(), 0);
+  EXPECT_EQ(remove(cds_, "/Dev/P5"), API_SUCCESS);
+  api_status_t status = API_NONE;
+  EXPECT_EQ(cds_.clear_leaf(normalized("/Dev/New"), status, "test"), 0);
+  EXPECT_EQ(stale(), 0);
+  add("/Dev/Later");
+  EXPECT_EQ(write("/Dev/Later", 1), API_SUCCESS);
+  EXPECT_EQ(stale(), 0);
+}
+
+TEST_F(Reader, ReadsAllWhereTooMuchWasWritten) {
+  for (const int commits : {127, 128, 129, 300}) {
+    for (int i = 0; i < commits; ++i) {
+      EXPECT_EQ(write("/Dev/P" + std::to_string(i), commits), API_SUCCESS);
+    }
+    EXPECT_EQ(stale(), 0) << commits;
+  }
+  for (const int batch : {4095, 4096, 4097, kLeaves}) {
+    writeMany(batch, batch);
+    EXPECT_EQ(stale(), 0) << batch;
+  }
+  import(leaves("/Dev/P", kLeaves / 2, CElement(9)));
+  EXPECT_EQ(stale(), 0) << "another model";
+}
+
+TEST_F(Reader, FollowsItsClient) {
+  EXPECT_EQ(write("/Dev/P1", 5), API_SUCCESS);
+  cds_.close();
+  EXPECT_FALSE(reader_.read(cds_));
+  EXPECT_EQ(reader_.status(handles_[1]), API_FAILED);
+  ASSERT_EQ(cds_.init(), 0);
+  EXPECT_EQ(stale(), 0);
+  EXPECT_EQ(reader_.text(handles_[1]), "5");
+}
+
+}  // namespace
