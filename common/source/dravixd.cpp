@@ -11,6 +11,7 @@
 #include "front/fastcgi_socket.h"
 #include "front/global_data.h"
 #include "front/process.h"
+#include "front/workers.h"
 #include "values/locales.h"
 
 namespace {
@@ -37,8 +38,8 @@ bool openStore(toolkit::CCds& cds) {
 }
 
 void publishStart(global_data_t& global) {
-  global.swInfo.emplace(global.cdsApi, kStatusPath);
-  global.connxns.emplace(global.cdsApi, kConnectionsPath, global.syslog);
+  global.swInfo.emplace(global.cdsApi, nameOfWorker(kStatusPath));
+  global.connxns.emplace(global.cdsApi, nameOfWorker(kConnectionsPath), global.syslog);
   global.swInfo->SetAppStatus(toolkit::APP_RUNNING);
   global.swInfo->SetAppError(0);
   if (daemonMode) {
@@ -82,12 +83,28 @@ bool serve(global_data_t& global) {
 // Whoever starts a second service sees why there is none; the first one's rows in the store stay
 // as they are.
 bool isSecond() {
-  if (!isSocketServed(kSocketPath)) {
+  if (hasSupervisorsSocket() || !isSocketServed(kSocketPath)) {
     return false;
   }
   __psyslog->err(0, "Another process is serving at socket %s", kSocketPath);
   std::fprintf(stderr, "dravixd: another process is serving at socket %s\n", kSocketPath);
   return true;
+}
+
+// Joins the other workers, if there are any.
+bool joinWorkers(global_data_t& global) {
+  const std::optional<int> number = workerNumber();
+  std::string error;
+  if (!number) {
+    error = "DRAVIXD_WORKER must be a number from 1 to " + std::to_string(Workers::kMaxWorkers);
+  } else if (*number != 0) {
+    global.workers = Workers::join(*number, error);
+  }
+  if (!error.empty()) {
+    __psyslog->err(0, "%s", error.c_str());
+    std::fprintf(stderr, "dravixd: %s\n", error.c_str());
+  }
+  return error.empty();
 }
 
 int run(int argc, char** argv, global_data_t& global) {
@@ -103,7 +120,7 @@ int run(int argc, char** argv, global_data_t& global) {
     __psyslog->err(0, "Error fork()ing new process");
     return EXIT_FAILURE;
   }
-  if (!openStore(global.cdsApi)) {
+  if (!openStore(global.cdsApi) || !joinWorkers(global)) {
     return EXIT_FAILURE;
   }
   return serve(global) ? EXIT_SUCCESS : EXIT_FAILURE;

@@ -9,11 +9,14 @@
 #include "TarnixH.h"
 #include "front/clients.h"
 #include "front/global_data.h"
+#include "front/memory_budget.h"
 
 namespace {
 
 constexpr int kFirstStopCode = 1000;       // engine codes from here on need no fault
 constexpr const char* kRealm = "dravixd";  // as the web server's
+constexpr const char* kReplyTooLarge = "The reply would be larger than 32 MiB";
+constexpr const char* kRequestTooLarge = "The request takes more than 48 MiB of memory";
 
 class Memory : public ByteSource, public ByteSink {
  public:
@@ -84,6 +87,8 @@ void sendFault(struct soap* ctx) {
   if (glptr->guard.refused()) {
     drain(*glptr->pReq->in);
     soap_sender_fault(ctx, glptr->guard.reason(), nullptr);
+  } else if (ctx->error == SOAP_EOM) {
+    soap_sender_fault(ctx, kRequestTooLarge, nullptr);
   } else if (ctx->error == SOAP_SVR_FAULT) {
     // The engine's text for this code is right, but not the side that it blames.
     soap_receiver_fault(ctx, "Server fault", nullptr);
@@ -91,11 +96,40 @@ void sendFault(struct soap* ctx) {
   soap_send_fault(ctx);
 }
 
+// The engine's own.
+int (*sendHeader)(struct soap*, int, ULONG64) = nullptr;
+
+// Called when the reply's length is known, and nothing of it sent.
+int beginReply(struct soap* ctx, int status, ULONG64 length) {
+  if (length > limits::kMaxReplyBytes) {
+    return soap_sender_fault(ctx, kReplyTooLarge, nullptr);
+  }
+  return sendHeader(ctx, status, length);
+}
+
+// A reply is written once, kept, and sent with its length; the engine would write it twice, first
+// to count it. It goes back to that after each reply.
+void keepReply(struct soap* ctx) {
+  soap_set_omode(ctx, SOAP_IO_STORE);
+}
+
+void countReply(void* ctx) {
+  soap_clr_omode(static_cast<struct soap*>(ctx), SOAP_IO_STORE);
+}
+
 // The reply goes out first: the web server works on it while the engine tidies up.
 void endReply(struct soap* ctx) {
   globalData(ctx)->pReq->out->close();
   soap_delete(ctx, nullptr);
   soap_end(ctx);
+}
+
+// After an exception the engine knows of no error yet and would send nothing.
+void endInFault(struct soap* ctx, const std::exception& e,
+                int (*fault)(struct soap*, const char*, const char*), const char* text) {
+  __psyslog->info(0, "Exception in soap_serve processing: %s", e.what());
+  fault(ctx, text, nullptr);
+  soap_send_fault(ctx);
 }
 
 bool serveEnvelope(struct soap* ctx) {
@@ -108,6 +142,8 @@ bool serveEnvelope(struct soap* ctx) {
 void installHooks(struct soap* ctx) {
   ctx->frecv = myrecv;
   ctx->fsend = mysend;
+  sendHeader = ctx->fresponse;
+  ctx->fresponse = beginReply;
 }
 
 void serveExchange(struct soap* ctx, const Caller& caller, Exchange& exchange, bool firstRequest) {
@@ -149,9 +185,7 @@ int soap_process(struct soap* ctx, bool /*firstRequest*/) {
   glptr->guard.reset();
   glptr->body.reset();
   checkHeaders(*glptr->pReq, glptr->guard);
-  // A reply is written once, kept, and sent with its length; the engine would write it twice, first
-  // to count it. It goes back to that after each reply.
-  soap_set_omode(ctx, SOAP_IO_STORE);
+  keepReply(ctx);
   soap_begin(ctx);
   if (soap_begin_recv(ctx) != SOAP_OK) {
     __psyslog->info(0, "Failed on soap_begin_recv, soap->error = 0x%X; ",
@@ -165,15 +199,15 @@ int soap_process(struct soap* ctx, bool /*firstRequest*/) {
   }
   ctx->authrealm = kRealm;
   try {
+    const MemoryBudget budget(limits::kMaxMemory, limits::kLargeReply, countReply, ctx);
     if (!serveEnvelope(ctx)) {
       __psyslog->info(0, "Failed in soap processing; ");
       sendFault(ctx);
     }
+  } catch (const BudgetExceeded& e) {
+    endInFault(ctx, e, soap_sender_fault, kRequestTooLarge);
   } catch (const std::exception& e) {
-    __psyslog->info(0, "Exception in soap_serve processing: %s", e.what());
-    // The engine knows of no error yet and would send nothing.
-    soap_receiver_fault(ctx, "Internal error", nullptr);
-    soap_send_fault(ctx);
+    endInFault(ctx, e, soap_receiver_fault, "Internal error");
   }
   endReply(ctx);
   glptr->ignored.report();

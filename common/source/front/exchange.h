@@ -19,6 +19,9 @@ class ByteSink {
   virtual bool write(const char* bytes, std::size_t size) = 0;
   // Called once, when the reply is complete.
   virtual void close() = 0;
+  // Why a request that takes long should end, or empty: nobody waits for its reply, or others wait
+  // for the service. To be asked now and then, not for each item.
+  virtual std::string whyEnd() { return {}; }
 };
 
 struct Exchange {

@@ -2,10 +2,13 @@
 
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include <fcgiapp.h>
 
@@ -14,28 +17,41 @@
 #include "front/fastcgi_socket.h"
 #include "front/global_data.h"
 #include "front/timer.h"
+#include "front/web_connection.h"
+#include "front/workers.h"
 
 namespace {
 
 constexpr int kBacklog = 64;
 constexpr int kStallSeconds = 5;
+// From the first byte of a request to its last.
+constexpr int kReadSeconds = 5;
+constexpr const char* kBusy =
+    "Status: 503 Service Unavailable\r\nRetry-After: 1\r\nContent-Type: text/plain\r\n\r\n"
+    "Other requests of yours take long: try again when they have ended.\n";
+
+using std::chrono::microseconds;
 
 class RequestSource : public ByteSource {
  public:
-  explicit RequestSource(FCGX_Stream* in) : in_(in) {}
+  RequestSource(FCGX_Stream* in, ReadDeadline& deadline) : in_(in), deadline_(deadline) {}
 
   std::size_t read(char* buffer, std::size_t size) override {
     const int count = FCGX_GetStr(buffer, static_cast<int>(size), in_);
+    if (FCGX_HasSeenEOF(in_) != 0) {
+      deadline_.lift();
+    }
     return count > 0 ? static_cast<std::size_t>(count) : 0;
   }
 
  private:
   FCGX_Stream* in_;
+  ReadDeadline& deadline_;
 };
 
 class ReplySink : public ByteSink {
  public:
-  explicit ReplySink(FCGX_Request& request) : request_(request) {}
+  ReplySink(FCGX_Request& request, const Workers* workers) : request_(request), workers_(workers) {}
 
   bool write(const char* bytes, std::size_t size) override {
     if (FCGX_PutStr(bytes, static_cast<int>(size), request_.out) >= 0) {
@@ -48,9 +64,24 @@ class ReplySink : public ByteSink {
     FCGX_FClose(request_.err);
     FCGX_FClose(request_.out);
   }
+  std::string whyEnd() override {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - asked_ < kPause) {
+      return {};
+    }
+    asked_ = now;
+    if (hasPeerLeft(request_.ipcFd)) {
+      return "Nobody waits for the reply";
+    }
+    return workers_ != nullptr && workers_->mustYield() ? "Other clients wait for the service" : "";
+  }
 
  private:
+  static constexpr std::chrono::milliseconds kPause{50};
+
   FCGX_Request& request_;
+  const Workers* workers_;
+  std::chrono::steady_clock::time_point asked_ = std::chrono::steady_clock::now();
 };
 
 std::string parameter(const FCGX_Request& request, const char* name) {
@@ -116,26 +147,81 @@ void endRequest(struct soap* ctx, FCGX_Request& request) {
   FCGX_Finish_r(&request);
 }
 
-// A web server that stalls in the middle of a request holds up nobody for long.
-void limitStalls(const FCGX_Request& request) {
-  constexpr timeval kPatience = {kStallSeconds, 0};
-  for (const int direction : {SO_RCVTIMEO, SO_SNDTIMEO}) {
-    setsockopt(request.ipcFd, SOL_SOCKET, direction, &kPatience, sizeof kPatience);
-  }
+microseconds cpuTime() {
+  timespec time = {};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return std::chrono::duration_cast<microseconds>(std::chrono::seconds(time.tv_sec) +
+                                                  std::chrono::nanoseconds(time.tv_nsec));
 }
 
-void serveRequest(struct soap* ctx, FCGX_Request& request, bool firstRequest) {
-  limitStalls(request);
-  RequestSource in(request.in);
-  ReplySink out(request);
+// What a request costs this process: the time that it works, or waits for a log.
+class Stopwatch {
+ public:
+  microseconds busy() const {
+    const auto waited = std::chrono::duration_cast<microseconds>(Clock::now() - begin_);
+    return waited > kWait ? waited : cpuTime() - cpu_;
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  // On a busy machine others run meanwhile.
+  static constexpr std::chrono::milliseconds kWait{100};
+
+  Clock::time_point begin_ = Clock::now();
+  microseconds cpu_ = cpuTime();
+};
+
+void refuseBusy(FCGX_Request& request) {
+  FCGX_PutStr(kBusy, static_cast<int>(std::strlen(kBusy)), request.out);
+  FCGX_Finish_r(&request);
+}
+
+void serveRequest(struct soap* ctx, FCGX_Request& request, ReadDeadline& deadline,
+                  bool firstRequest) {
+  Workers* workers = globalData(ctx)->workers.get();
+  const Caller caller = readCaller(request, firstRequest);
+  if (workers != nullptr && !workers->begin(caller)) {
+    __psyslog->info(2, "Requests of one client keep the other workers busy: refused another");
+    refuseBusy(request);
+    return;
+  }
+  const Stopwatch watch;
+  RequestSource in(request.in, deadline);
+  ReplySink out(request, workers);
   Exchange exchange;
   exchange.in = &in;
   exchange.out = &out;
   exchange.announcedBytes =
       std::strtoull(parameter(request, "CONTENT_LENGTH").c_str(), nullptr, 10);
   exchange.encoding = parameter(request, "HTTP_CONTENT_ENCODING");
-  serveExchange(ctx, readCaller(request, firstRequest), exchange, firstRequest);
+  serveExchange(ctx, caller, exchange, firstRequest);
   endRequest(ctx, request);
+  if (workers != nullptr) {
+    workers->end(watch.busy());
+  }
+}
+
+// Takes a connection that is there, and serves its request. False when accepting fails.
+bool acceptAndServe(struct soap* ctx, FCGX_Request& request, bool& firstRequest) {
+  const int connection = acceptConnection(kListenDescriptor, kStallSeconds);
+  if (connection == -1) {
+    // Another worker was faster, or the peer has left.
+    return errno == EAGAIN || errno == ECONNABORTED || errno == EINTR;
+  }
+  if (hasPeerLeft(connection)) {
+    close(connection);
+    return true;
+  }
+  ReadDeadline deadline(connection, kReadSeconds);
+  // As a connection that was kept open: the library reads a request from it, and closes it.
+  request.ipcFd = connection;
+  request.keepConnection = 1;
+  if (FCGX_Accept_r(&request) < 0) {
+    return true;  // it has sent no request
+  }
+  serveRequest(ctx, request, deadline, firstRequest);
+  firstRequest = false;
+  return true;
 }
 
 // Waits until a connection is there or the time-out, which is counted down, has passed. Negative
@@ -160,7 +246,9 @@ int soap_serve(struct soap* ctx) {
     return bound;
   }
   FCGX_Request request;
-  FCGX_InitRequest(&request, kListenDescriptor, 0);
+  // Without the listening socket: the library would go on with another connection, without bounds,
+  // where one has sent no request.
+  FCGX_InitRequest(&request, -1, 0);
   installHooks(ctx);
 
   bool firstRequest = true;
@@ -170,14 +258,8 @@ int soap_serve(struct soap* ctx) {
     if (waitForConnection(timer.timeLeft(), readable) < 0) {
       continue;
     }
-    if (readable) {
-      const int accepted = FCGX_Accept_r(&request);
-      if (accepted >= 0) {
-        serveRequest(ctx, request, firstRequest);
-        firstRequest = false;
-      } else if (accepted != -EAGAIN) {  // then the peer left before it had sent a request
-        return endAfterFailedAccept(ctx, request);
-      }
+    if (readable && !acceptAndServe(ctx, request, firstRequest)) {
+      return endAfterFailedAccept(ctx, request);
     }
     timer.runWhenDue();
   }

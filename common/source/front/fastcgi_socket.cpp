@@ -53,6 +53,15 @@ int listenAt(const std::string& path, int backlog) {
 
 }  // namespace
 
+bool hasSupervisorsSocket() {
+  const auto option = [](int name) {
+    int value = 0;
+    socklen_t size = sizeof value;
+    return getsockopt(kListenDescriptor, SOL_SOCKET, name, &value, &size) == 0 ? value : 0;
+  };
+  return option(SO_ACCEPTCONN) != 0 && option(SO_TYPE) == SOCK_STREAM;
+}
+
 bool isSocketServed(const std::string& path) {
   sockaddr_un address;
   if (!fillAddress(path, address)) {
@@ -72,6 +81,11 @@ bool isSocketServed(const std::string& path) {
 
 int tk_fcgi_bind(const std::string& path, int backlog) {
   assert(!path.empty());
+  if (hasSupervisorsSocket()) {
+    fcntl(kListenDescriptor, F_SETFL, O_NONBLOCK);
+    __psyslog->info(2, "FCGI app listening at the supervisor's socket [%d]", kListenDescriptor);
+    return 0;
+  }
   if (isSocketServed(path)) {
     __psyslog->err(0, "Another process is serving at socket %s", path.c_str());
     return -1;

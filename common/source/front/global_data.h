@@ -27,6 +27,7 @@
 #include "toolkit/utils.h"
 
 struct Exchange;
+class Workers;
 
 namespace toolkit::trend {
 class CLog;
@@ -36,6 +37,7 @@ struct _global_data_t {
   static constexpr std::int32_t kDefaultMaxRecords = 10000;
 
   _global_data_t();
+  ~_global_data_t();
 
   toolkit::CCds cdsApi;
   std::optional<toolkit::CCds_SwInfo> swInfo;    // set once the store is open
@@ -57,13 +59,14 @@ struct _global_data_t {
   };
   // Takes the program's place; returns only when it cannot. Tests put theirs here.
   int (*execute)(const char* path, char* const arguments[]) = ::execv;
-  Exchange* pReq = nullptr;        // the request being served
-  Caller caller;                   // of that request; nobody between requests
-  EnvelopeGuard guard;             // what the request's body has shown so far
-  RequestBody body;                // in UTF-8
-  IgnoredElements ignored;         // of the request
-  std::int32_t nextConnCheck = 0;  // monotonic seconds
-  std::string waveFolder;          // -w
+  std::unique_ptr<Workers> workers;  // of the same socket; null: this process is alone
+  Exchange* pReq = nullptr;          // the request being served
+  Caller caller;                     // of that request; nobody between requests
+  EnvelopeGuard guard;               // what the request's body has shown so far
+  RequestBody body;                  // in UTF-8
+  IgnoredElements ignored;           // of the request
+  std::int32_t nextConnCheck = 0;    // monotonic seconds
+  std::string waveFolder;            // -w
   bool localesOk = false;
   std::string supportedLocales;                             // names joined by ";"
   std::unordered_map<std::string, std::locale> localesMap;  // by name as in supportedLocales

@@ -9,7 +9,9 @@
 #include <csignal>
 #include <cstdlib>
 
+#include "front/fastcgi_socket.h"
 #include "front/global_data.h"
+#include "front/workers.h"
 
 bool daemonMode = true;
 
@@ -43,17 +45,27 @@ bool childSucceeded() {
 
 // Opens /dev/null as descriptors 0, 1 and 2.
 bool detachStandardStreams() {
-  close(STDIN_FILENO);
-  close(STDOUT_FILENO);
-  close(STDERR_FILENO);
-  return open("/dev/null", O_RDWR) == STDIN_FILENO && dup(STDIN_FILENO) == STDOUT_FILENO &&
-         dup(STDIN_FILENO) == STDERR_FILENO;
+  const int null = open("/dev/null", O_RDWR);
+  bool good = null != -1;
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    const bool stays = stream == STDIN_FILENO && hasSupervisorsSocket();
+    good = good && (stays || null == stream || dup2(null, stream) == stream);
+  }
+  if (null > STDERR_FILENO) {
+    close(null);
+  }
+  return good;
 }
 
 }  // namespace
 
+std::string nameOfWorker(const std::string& name) {
+  const int number = workerNumber().value_or(0);
+  return number == 0 ? name : name + "-" + std::to_string(number);
+}
+
 void registerWithWatchdog(toolkit::CCds& cds, api_status_t& status) {
-  cds.watchdog_register(status, "dravixd", kWatchdogSeconds, kWatchdogAction);
+  cds.watchdog_register(status, nameOfWorker("dravixd"), kWatchdogSeconds, kWatchdogAction);
 }
 
 void register_handlers() {

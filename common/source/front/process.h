@@ -6,6 +6,10 @@
 // False with -d: the process stays in the foreground and out of the watchdog's sight.
 extern bool daemonMode;
 
+// The name of this process in the watchdog's table, and of its trees in the store: "dravixd", and
+// "dravixd-2" for worker 2.
+std::string nameOfWorker(const std::string& name);
+
 // Enters the service into the watchdog's table; `status` tells how that went.
 void registerWithWatchdog(toolkit::CCds& cds, api_status_t& status);
 
@@ -16,7 +20,7 @@ void deregister_handlers();
 
 // Becomes a daemon by a double fork. Returns 0 in the daemon, whose working directory is "/" and
 // whose standard streams are /dev/null; the first process exits with 0 and never returns. Returns
-// -1 when there is no daemon.
+// -1 when there is no daemon. A listening socket as descriptor 0 stays there.
 int daemon_process();
 
 // Makes sure that descriptors 0, 1 and 2 are open, so that no file or socket opened later lands on

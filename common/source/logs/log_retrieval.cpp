@@ -2,6 +2,7 @@
 
 #include <cassert>
 
+#include "front/exchange.h"
 #include "toolkit/log.h"
 #include "toolkit/time.h"
 #include "values/error_strings.h"
@@ -44,6 +45,10 @@ void trimLastGroup(CLog& log, const std::string& pathFilter, std::vector<CEvent>
   }
 }
 
+bool shouldEnd(const global_data_t& global) {
+  return global.pReq != nullptr && !global.pReq->out->whyEnd().empty();
+}
+
 }  // namespace
 
 Retrieval retrieveWithRetries(const global_data_t& global, const std::function<int()>& call) {
@@ -51,7 +56,7 @@ Retrieval retrieveWithRetries(const global_data_t& global, const std::function<i
   do {
     retrieval.result = call();
     ++retrieval.calls;
-    if (retrieval.result != toolkit::LOG_BUSY) {
+    if (retrieval.result != toolkit::LOG_BUSY || shouldEnd(global)) {
       break;
     }
     global.pause(kPause);

@@ -12,7 +12,7 @@ AttributeSearch::AttributeSearch(struct soap* ctx, const _service_options_t& opt
       opts_(opts),
       attribute_(std::move(request.attribute)),
       response_(response),
-      pattern_(std::move(request.pattern), clock) {}
+      pattern_(std::move(request.pattern), globalData(ctx)->pReq, clock) {}
 
 bool AttributeSearch::CheckRegexMatch(const std::string& path) {
   pattern_.checkTime();

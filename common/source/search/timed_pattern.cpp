@@ -36,8 +36,11 @@ class TimedPattern::Place
   TimedPattern* pattern_ = nullptr;
 };
 
-TimedPattern::TimedPattern(std::string pattern, Clock clock)
-    : pattern_(std::move(pattern)), clock_(clock), end_(clock() + limits::kMaxSearch) {
+TimedPattern::TimedPattern(std::string pattern, const Exchange* exchange, Clock clock)
+    : pattern_(std::move(pattern)),
+      exchange_(exchange),
+      clock_(clock),
+      end_(clock() + limits::kMaxSearch) {
   if (charactersOf(pattern_) > limits::kMaxPattern) {
     throw std::length_error("The pattern is longer than " + std::to_string(limits::kMaxPattern) +
                             " characters");
@@ -48,6 +51,11 @@ void TimedPattern::checkTime() const {
   if (clock_() >= end_) {
     throw SearchEnded("The search was ended after " + std::to_string(limits::kMaxSearch.count()) +
                       " s");
+  }
+  if (exchange_ != nullptr && exchange_->out != nullptr) {
+    if (const std::string why = exchange_->out->whyEnd(); !why.empty()) {
+      throw SearchEnded("The search was ended: " + why);
+    }
   }
 }
 

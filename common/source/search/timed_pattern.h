@@ -11,6 +11,7 @@
 
 #include <boost/regex.hpp>
 
+#include "front/exchange.h"
 #include "front/request_limits.h"
 
 struct SearchEnded : std::runtime_error {
@@ -22,11 +23,13 @@ class TimedPattern {
   using Clock = std::chrono::steady_clock::time_point (*)();
 
   // The time runs from now. Throws std::length_error for a pattern that is longer than
-  // limits::kMaxPattern.
-  explicit TimedPattern(std::string pattern, Clock clock = std::chrono::steady_clock::now);
+  // limits::kMaxPattern. `exchange`, unless null, is the request's, and outlives the pattern.
+  TimedPattern(std::string pattern, const Exchange* exchange,
+               Clock clock = std::chrono::steady_clock::now);
 
-  // Throws SearchEnded when limits::kMaxSearch is over, also in the middle of a text, and another
-  // std::exception each time for a bad pattern or one that takes too many steps on the text.
+  // Throws SearchEnded when limits::kMaxSearch is over, also in the middle of a text, or when the
+  // request should end; and another std::exception each time for a bad pattern or one that takes
+  // too many steps on the text.
   bool isIn(const std::string& text);
   // Throws SearchEnded.
   void checkTime() const;
@@ -44,6 +47,7 @@ class TimedPattern {
   static constexpr unsigned kStepsPerCheck = 65536;
 
   std::string pattern_;
+  const Exchange* exchange_;
   Clock clock_;
   std::chrono::steady_clock::time_point end_;
   unsigned steps_ = 0;

@@ -3,8 +3,9 @@
 #include <cstdlib>
 
 #include "store/boot.h"
+#include "toolkit/run_folder.h"
 
-namespace toolkit::store {
+namespace toolkit {
 
 namespace {
 
@@ -13,8 +14,20 @@ std::string folderOf(const char* variable, const char* fallback) {
   return value == nullptr || *value == '\0' ? fallback : value;
 }
 
+}  // namespace
+
+std::string runFolder() {
+  return folderOf("TOOLKIT_RUN", "/run/toolkit");
+}
+
+}  // namespace toolkit
+
+namespace toolkit::store {
+
+namespace {
+
 std::string liveFile() {
-  return folderOf("TOOLKIT_RUN", "/run/toolkit") + "/live.mdb";
+  return runFolder() + "/live.mdb";
 }
 
 std::string persistentFile() {

@@ -17,6 +17,11 @@ class BadInput : public ServiceTest {
     start({"-d", "-D", "1"});
   }
 
+  // Of memory, since the service started.
+  int peakKilobytes() const {
+    const std::string status = contentsOf("/proc/" + std::to_string(pid()) + "/status");
+    return std::atoi(status.c_str() + status.find("VmHWM:") + 6);
+  }
   void expectFault(const std::string& body, const std::string& text = "") {
     const FastCgiReply reply = post(body);
     EXPECT_TRUE(reply.complete);
@@ -44,6 +49,31 @@ TEST_F(BadInput, IsAnsweredWithAFault) {
   expectFault(envelope("getArrayRange", "<n:index>18446744073709551616</n:index>"));
   expectFault(envelope("getValue", "<n:path>" + std::string(64 << 20, 'x') + "</n:path>"),
               "larger than 1 MiB");
+}
+
+TEST_F(BadInput, RepliesAreBounded) {
+  constexpr std::size_t kSize = 200000;
+  toolkit::admin::Model model = testModel();
+  model.leaves.push_back({"/M1/Large", "Value", toolkit::CElement(std::string(kSize, '&'))});
+  import(model);
+  ASSERT_EQ(stop(SIGTERM).status, 0);
+  start({"-d", "-D", "1"});
+  const auto values = [](int times) {
+    std::string paths;
+    for (int i = 0; i < times; ++i) {
+      paths += "<n:string>/M1/Large</n:string>";
+    }
+    return envelope("getValues", "<n:paths>" + paths + "</n:paths>");
+  };
+  const FastCgiReply large = post(values(33));
+  EXPECT_EQ(large.status(), 200);
+  EXPECT_NE(large.out.find("Content-Length: " + std::to_string(large.body().size()) + "\r\n"),
+            std::string::npos);
+  EXPECT_GT(large.body().size(), 33 * 5 * kSize);
+  EXPECT_EQ(elements(large.body(), "getValuesResult").size(), 33U);
+  expectFault(values(34), "The reply would be larger than 32 MiB");
+  expectFault(values(10000), "The request takes more than 48 MiB of memory");
+  EXPECT_LT(peakKilobytes(), 64 << 10);
 }
 
 TEST_F(BadInput, ReferencesAreNamed) {

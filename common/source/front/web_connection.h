@@ -1,0 +1,27 @@
+// A connection of the web server's: one request and its reply.
+#pragma once
+
+#include <csignal>
+
+// Gives the peer so many seconds to send its request: then the input ends, wherever it is. One at a
+// time; it takes SIGALRM.
+class ReadDeadline {
+ public:
+  ReadDeadline(int descriptor, int seconds);
+  ~ReadDeadline();
+  ReadDeadline(const ReadDeadline&) = delete;
+  ReadDeadline& operator=(const ReadDeadline&) = delete;
+
+  // The request is there.
+  void lift();
+
+ private:
+  struct sigaction former_ = {};
+};
+
+// Takes the next connection of a listening socket that does not block, and bounds how long the
+// peer may be silent. -1 with errno set; EAGAIN when another process has taken it.
+int acceptConnection(int listener, int stallSeconds);
+
+// True when the peer has closed: nobody waits for the reply.
+bool hasPeerLeft(int descriptor);
