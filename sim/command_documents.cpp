@@ -1,12 +1,12 @@
 #include "command_documents.h"
 
 #include <cmath>
-#include <memory>
 #include <new>
 #include <sstream>
 #include <utility>
 
 #include "TarnixH.h"
+#include "soap_context.h"
 #include "toolkit/command_queues.h"
 
 namespace sim {
@@ -17,17 +17,8 @@ namespace {
 constexpr std::size_t kMostBytes = 65536;
 constexpr unsigned kMostLevels = 16;
 
-struct EndContext {
-  void operator()(struct soap* ctx) const {
-    soap_destroy(ctx);
-    soap_end(ctx);
-    soap_free(ctx);
-  }
-};
-using Context = std::unique_ptr<struct soap, EndContext>;
-
-Context newContext() {
-  Context ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE | SOAP_ENC_PLAIN));
+SoapContext newContext() {
+  SoapContext ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE | SOAP_ENC_PLAIN));
   if (!ctx) {
     throw std::bad_alloc();
   }
@@ -93,7 +84,7 @@ std::optional<Command> readCommand(const std::string& document) {
   if (document.size() > kMostBytes) {
     return std::nullopt;
   }
-  const Context ctx = newContext();
+  const SoapContext ctx = newContext();
   std::istringstream stream(document);
   ctx->is = &stream;
   nsc3__sendCmd_s read;
@@ -126,7 +117,7 @@ std::string writeResult(int handle, const CommandResult& result) {
     to.__union_cmdResultUnion = SOAP_UNION_nsc3__cmdResultUnion_resText;
     to.result.resText = &text;
   }
-  const Context ctx = newContext();
+  const SoapContext ctx = newContext();
   std::ostringstream stream;
   ctx->os = &stream;
   response.soap_serialize(ctx.get());
