@@ -242,7 +242,7 @@ std::optional<Execution> CommandExecutor::setpoint(const Job& job) const {
   const double scale = scaleOf(leaves.text(units));
   // In whole plain units, as the command's value.
   const double lowest = std::max(1.0, std::ceil(leaves.number(least).value_or(0) * scale));
-  const double highest = std::floor(leaves.number(most).value_or(kLargestSetpoint) * scale);
+  const double highest = std::floor(leaves.number(most).value_or(kMaxSetpoint) * scale);
   const auto* known = std::find_if(
       kSetpointCommands.begin(), kSetpointCommands.end(),
       [&](const SetpointCommand& setpoint) { return setpoint.name == job.command.name; });

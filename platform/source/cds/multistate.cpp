@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "cds/leaf_text.h"
+#include "toolkit/leaf_reader.h"
 
 namespace toolkit {
 
@@ -66,18 +67,18 @@ std::optional<int> writableState(const std::string& possible, const std::string&
 
 bool CCds_Multistate::IsMultistate(const std::string& nodePath, bool fetchLabels,
                                    std::string& possibleValues) {
-  std::vector<CPath> paths = {nodePath + ":ValueType", nodePath + ":PossibleValues",
-                              nodePath + ":Value"};
-  std::vector<api_status_t> statuses;
-  std::vector<CElement> elements;
-  std::vector<element_property_t> sources;
-  cds_.get_leaves(paths, statuses, elements, sources);
-  const std::string labels = elements[1].to_string();
+  CLeafReader leaves;
+  const auto valueType = leaves.add(nodePath + ":ValueType");
+  const auto possible = leaves.add(nodePath + ":PossibleValues");
+  const auto value = leaves.add(nodePath + ":Value");
+  leaves.read(cds_);
+  const std::string labels = leaves.text(possible);
   if (fetchLabels) {
     possibleValues = labels;
   }
-  return elements[0].to_string() == kMultistateType ||
-         (!labels.empty() && isState(elements[2].type()));
+  const CElement* const element = leaves.element(value);
+  return leaves.text(valueType) == kMultistateType ||
+         (!labels.empty() && element != nullptr && isState(element->type()));
 }
 
 int CCds_Multistate::GetBoolPossibleValues(const std::string& nodePath, bool writable,
