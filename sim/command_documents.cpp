@@ -14,15 +14,15 @@ namespace sim {
 namespace {
 
 // Far more than a command needs: who writes to the queue may be anybody.
-constexpr std::size_t kMostBytes = 65536;
-constexpr unsigned kMostLevels = 16;
+constexpr std::size_t kMaxBytes = 65536;
+constexpr unsigned kMaxLevels = 16;
 
 SoapContext newContext() {
   SoapContext ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE | SOAP_ENC_PLAIN));
   if (!ctx) {
     throw std::bad_alloc();
   }
-  ctx->maxlevel = kMostLevels;
+  ctx->maxlevel = kMaxLevels;
   return ctx;
 }
 
@@ -31,7 +31,7 @@ Command named(Command::Kind kind, const Named& from) {
   return {0, kind, from.name, from.param, from.psswd, 0};
 }
 
-// An element that is nil leaves nothing behind.
+// An element that is nil gives nothing.
 std::optional<Command> commandOf(const nsc3__sendCmd_s& from) {
   const auto& cmd = from.cmd;
   switch (from.__union_sendCmdUnion) {
@@ -81,7 +81,7 @@ nsc3__harmonicResponse harmonicsElement(const HarmonicsReading& from) {
 }  // namespace
 
 std::optional<Command> readCommand(const std::string& document) {
-  if (document.size() > kMostBytes) {
+  if (document.size() > kMaxBytes) {
     return std::nullopt;
   }
   const SoapContext ctx = newContext();

@@ -28,7 +28,7 @@ bool isWanted(const std::string& device, const std::string& prefix, bool recursi
          (recursive || device.find('/', prefix.size() + 1) == std::string::npos);
 }
 
-bool describeDevice(global_data_t* glptr, const std::string& device,
+bool describeDevice(_global_data_t* glptr, const std::string& device,
                     nsvk__deviceDescriptor& descriptor) {
   const std::string base = device.size() == 1 ? std::string() : device;
   const std::string typePath = base + "/NodeType";
@@ -78,7 +78,7 @@ int nsvk__getMinAvgMaxValues(struct soap* /*ctx*/, std::string* /*options*/,
 
 int nsvk__getDeviceTree(struct soap* ctx, std::string* /*options*/, std::string* startingPath,
                         bool bRecursive, nsvk__getDeviceTreeResponse& response) {
-  global_data_t* glptr = globalDataWithStore(ctx);
+  _global_data_t* glptr = globalDataWithStore(ctx);
   response.result.clear();
   const std::string prefix = textOf(startingPath);
   std::vector<std::string> devices;
@@ -114,7 +114,7 @@ int nsvk__findAttributeMatches(struct soap* ctx, std::string* options, std::stri
 int nsvk__getLeafDescriptors(struct soap* ctx, std::string* options, std::string* basePath,
                              std::vector<std::string> leafPaths,
                              nsvk__getLeafDescriptorsResponse& response) {
-  global_data_t* glptr = globalDataWithStore(ctx);
+  _global_data_t* glptr = globalDataWithStore(ctx);
   _service_options_t opts;
   parseServiceOptions(ctx->user, options, &opts);
   if (leafPaths.empty()) {

@@ -32,7 +32,7 @@ class Events : public StoreTest {
     cds.events_send(events, statuses);
     return statuses;
   }
-  // "number:id" of each entry behind a number.
+  // "number:id" of each entry after a number.
   static std::string entries(CCds& cds, CEventStream::Kind kind, std::uint64_t after = 0) {
     std::vector<CEventStream::Entry> entries;
     EXPECT_EQ(CEventStream(cds, kind).read(after, entries), 0);

@@ -82,9 +82,9 @@ bool Subscriptions::load(const std::string& id, const Terms& terms, Clock::time_
   if (!samePoints && !tree_.points(id, points)) {
     return false;
   }
-  const auto [place, isNew] =
+  const auto [entry, isNew] =
       subscriptions_.try_emplace(id, id, options_.queueBound, options_.firstBackoff);
-  Subscription& subscription = place->second;
+  Subscription& subscription = entry->second;
   subscription.apply(terms, now);
   if (isNew) {
     if (terms.lastEvent) {

@@ -67,7 +67,7 @@ AckState ackState(std::uint32_t level) {
 }
 
 // A leaf of the alarm's source point; false, and `element` stays, where it has none.
-bool readSourceLeaf(global_data_t* glptr, const CPath& source, const char* leaf,
+bool readSourceLeaf(_global_data_t* glptr, const CPath& source, const char* leaf,
                     CElement& element) {
   auto found =
       source.is_normalized() ? glptr->cdsApi.find_leaf(source.getNewPath(leaf)) : std::nullopt;
@@ -96,7 +96,7 @@ std::uint64_t numberOf(const std::string& alarmPath) {
 
 }  // namespace
 
-nss1__AlarmUpdate* mapAlarmDescription(global_data_t* glptr, struct soap* ctx,
+nss1__AlarmUpdate* mapAlarmDescription(_global_data_t* glptr, struct soap* ctx,
                                        const std::string& alarmPath, TimedPattern& pathPattern) {
   AlarmLeaves leaves(alarmPath);
   if (!leaves.read(glptr->cdsApi)) {

@@ -46,7 +46,7 @@ void trimLastGroup(CLog& log, const std::string& pathFilter, std::vector<CEvent>
 
 }  // namespace
 
-Retrieval retrieveWithRetries(const global_data_t& global, const std::function<int()>& call) {
+Retrieval retrieveWithRetries(const _global_data_t& global, const std::function<int()>& call) {
   Retrieval retrieval;
   do {
     retrieval.result = call();
@@ -73,7 +73,7 @@ std::optional<timeval> boundOf(LONG64 time) {
   return bound;
 }
 
-int fetchLogEvents(global_data_t* glptr, const std::string& dbPath,
+int fetchLogEvents(_global_data_t* glptr, const std::string& dbPath,
                    const nsvk__logRetrieveRequest& request, int maxRecords, std::string& errorText,
                    int& numTrimmed, std::vector<CEvent>& events, unsigned pageSize,
                    unsigned cacheSize, unsigned heapLimit) {

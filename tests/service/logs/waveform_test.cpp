@@ -45,7 +45,7 @@ TEST_F(Waveforms, AreDescribedAndGivenByChannel) {
   ASSERT_EQ(samples.size(), 40U);
   EXPECT_EQ(samples.front(), "-1990");
   EXPECT_EQ(samples.back(), "1910");
-  EXPECT_EQ(elements(data("sag%207", "#2"), "data"), samples) << "by its place";
+  EXPECT_EQ(elements(data("sag%207", "#2"), "data"), samples) << "by its number";
 }
 
 TEST_F(Waveforms, WithOddSamplesAndTextsAreWellFormed) {
