@@ -120,29 +120,6 @@ TEST_F(Maintenance, TheDevicesOwnTreesFollowTheRightsAndTheirRootsStay) {
   EXPECT_EQ(create("/Software", {":Description"}, {"mine"}), "mine");
 }
 
-TEST_F(Maintenance, ListsThePointsOfASubscription) {
-  const auto nodes = [this](const std::string& id) {
-    const FastCgiReply reply = maintain("getSubscribedNodes", id);
-    EXPECT_EQ(reply.status(), 200) << id;
-    return elements(reply.body(), "getSubscribedNodesResult");
-  };
-  const auto id = [](const std::string& text) {
-    return "<n:subscriptionId>" + text + "</n:subscriptionId>";
-  };
-  call("createSubscription",
-       id("s1") +
-           "<n:replyUri>http://127.0.0.1:9/</n:replyUri><n:leaseDuration>60"
-           "</n:leaseDuration><n:realTimeNodes><n:NodeSubscription><n:Path>/M1/Va</n:Path>"
-           "</n:NodeSubscription><n:NodeSubscription><n:Path>/M1/Count</n:Path>"
-           "</n:NodeSubscription></n:realTimeNodes>");
-  call("createSubscription", id("none") + "<n:replyUri>http://127.0.0.1:9/</n:replyUri>");
-  EXPECT_EQ(nodes(id("s1")), (Texts{"/M1/Count", "/M1/Va"}));
-  EXPECT_EQ(nodes(id("none")), Texts());
-  EXPECT_EQ(nodes(id("s2")), Texts{"? 28 No match for SubscriberId : s2"});
-  EXPECT_EQ(nodes(id("s1/RTNodes")), Texts{"? 28 No match for SubscriberId : s1/RTNodes"});
-  EXPECT_EQ(nodes(id("")), Texts{"? 28 No match for SubscriberId"});
-}
-
 // The fixture's view of the file system has no reboot that can be executed.
 TEST_F(Maintenance, ResetIsForThoseWithTheRightAndSaysWhyItFailed) {
   EXPECT_EQ(maintain("Reset", "", "admin").status(), 401);

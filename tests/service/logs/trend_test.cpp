@@ -65,11 +65,10 @@ TEST_F(TrendLogs, TellWhatIsTrended) {
   EXPECT_EQ(elements(periods, "period"), (Texts{"1", "2"}));
   EXPECT_EQ(elements(periods, "max-entries"), (Texts{"1440", "4000000000"}));
 
-  const auto params = [this](const std::string& device) {
-    return ask("getDeviceTrendParams", "<devicePath>" + device + "</devicePath>");
-  };
-  for (const char* stranger : {"", "/M", "/M1/", "/m1"}) {
-    EXPECT_EQ(elements(params(stranger), "result"),
+  for (const std::string stranger : {"", "/M", "/M1/", "/m1"}) {
+    const std::string params =
+        ask("getDeviceTrendParams", "<devicePath>" + stranger + "</devicePath>");
+    EXPECT_EQ(elements(params, "result"),
               Texts{"? 21 No History : No Trend data found for this device."});
   }
 }
@@ -77,21 +76,21 @@ TEST_F(TrendLogs, TellWhatIsTrended) {
 TEST_F(TrendLogs, GiveSnapshotsByPeriodTimeAndNumber) {
   makeTrends(file());
   startWith("59");  // 4 snapshots
+  const std::string first = "<periods>1</periods>";
   const std::string both = "<periods>2</periods><periods>9</periods><periods>1</periods>";
   const std::string up = "<ascendingOrder>true</ascendingOrder>";
   const std::tuple<std::string, std::string, Texts> kCases[] = {
-      {"", "1", {"240000000", "180000000", "120000000", "60000000"}},
+      {"", first, {"240000000", "180000000", "120000000", "60000000"}},
       {up + "<nMaxToReturn>4</nMaxToReturn><startingOffset>1</startingOffset>",
-       "both",
+       both,
        {"120000000", "120000000", "180000000", "240000000"}},
       {up + "<startTime>120000000</startTime><endTime>180999999</endTime>",
-       "1",
+       first,
        {"120000000", "180000000"}},
-      {"<startTime>9223372036854775807</startTime><endTime>-5</endTime>", "1", {}},
-      {"<startingOffset>4294967296</startingOffset>", "1", {}}};
-  for (const auto& [children, period, times] : kCases) {
-    const std::string reply =
-        data(children, "/M1", period == "both" ? both : "<periods>" + period + "</periods>");
+      {"<startTime>9223372036854775807</startTime><endTime>-5</endTime>", first, {}},
+      {"<startingOffset>4294967296</startingOffset>", first, {}}};
+  for (const auto& [children, periods, times] : kCases) {
+    const std::string reply = data(children, "/M1", periods);
     EXPECT_EQ(elements(reply, "timestamp"), times) << children;
     EXPECT_EQ(elements(reply, "result"), Texts{"OK"});
   }

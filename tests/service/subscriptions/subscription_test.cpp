@@ -170,6 +170,22 @@ TEST_F(Subscriptions, AnIdReachesNothingButItsOwnNode) {
   expectSame(before, after);
 }
 
+TEST_F(Subscriptions, ListTheirPoints) {
+  create("demo", point("/M1/Va") + point("/M1/Count"));
+  create("none", "");
+  const std::string refusal = "? 28 No match for SubscriberId";
+  const std::pair<const char*, Texts> kCases[] = {{"demo", {"/M1/Count", "/M1/Va"}},
+                                                  {"none", {}},
+                                                  {"other", {refusal + " : other"}},
+                                                  {"demo/RTNodes", {refusal + " : demo/RTNodes"}},
+                                                  {"", {refusal}}};
+  for (const auto& [name, expected] : kCases) {
+    const FastCgiReply reply = post(envelope("getSubscribedNodes", id(name), "TarnixWSTest"));
+    EXPECT_EQ(reply.status(), 200) << name;
+    EXPECT_EQ(elements(reply.body(), "getSubscribedNodesResult"), expected) << name;
+  }
+}
+
 TEST_F(Subscriptions, LongIdsAreCutBetweenCharacters) {
   const std::size_t room = 255 - kFolder.size() - 1;
   std::string name(room - 1, 'x');
