@@ -53,7 +53,7 @@ class Site {
   Site(const Site&) = delete;
   Site& operator=(const Site&) = delete;
 
-  global_data_t& global() { return global_; }
+  _global_data_t& global() { return global_; }
   std::string eventFile() const { return folder_.path() / "events.db"; }
   std::string trendFile() const { return folder_.path() / "trends.db"; }
 
@@ -127,7 +127,7 @@ class Site {
 
   toolkit::CSysLog log_{"log_bench", -1, false, false, false};
   ScratchFolder folder_{"log-bench"};
-  global_data_t global_;
+  _global_data_t global_;
 };
 
 SoapContext newContextOfSite() {

@@ -42,7 +42,7 @@ class Site {
   Site& operator=(const Site&) = delete;
 
   std::string file(const char* extension) const { return folder_.path() / "record" += extension; }
-  global_data_t& global() { return global_; }
+  _global_data_t& global() { return global_; }
 
  private:
   Site() {
@@ -71,7 +71,7 @@ class Site {
 
   toolkit::CSysLog log_{"waveform_bench", -1, false, false, false};
   ScratchFolder folder_{"waveform-bench"};
-  global_data_t global_;
+  _global_data_t global_;
 };
 
 std::string contentsOf(const std::string& file) {

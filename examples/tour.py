@@ -13,7 +13,7 @@ import zeep
 from zeep.transports import Transport
 
 BASE = sys.argv[1] if len(sys.argv) > 1 else f"http://127.0.0.1:{os.environ.get('PORT', '8080')}"
-# The demo has a subscriber on the port behind its own. It prints into the demo's terminal.
+# The demo has a subscriber on the port after its own. It prints into the demo's terminal.
 HOST, PORT = BASE.rsplit(":", 1)
 SUBSCRIBER = f"{HOST}:{int(PORT) + 1}/"
 VOLTAGE, SETPOINT = "/Feeder1/VoltageA", "/Feeder1/NominalVoltage"

@@ -4,7 +4,7 @@
 #   examples/tour.sh [http://127.0.0.1:8080]
 set -uo pipefail
 base=${1:-http://127.0.0.1:${PORT:-8080}}
-# The demo has a subscriber on the port behind its own. It prints into the demo's terminal.
+# The demo has a subscriber on the port after its own. It prints into the demo's terminal.
 subscriber=${base%:*}:$((${base##*:} + 1))/
 voltage=/Feeder1/VoltageA
 setpoint=/Feeder1/NominalVoltage

@@ -119,7 +119,7 @@ class Service {
   Scratch scratch_;
   toolkit::admin::Model model_;
   std::unique_ptr<toolkit::CSysLog> log_;
-  global_data_t global_;
+  _global_data_t global_;
   SoapContext engine_;
   std::size_t restored_ = 0;
 };
@@ -162,8 +162,8 @@ bool isGood(const std::string& reply) {
 }
 
 void checkReply(const std::string& reply, const std::string& input) {
-  const bool tells = reply.find(kSecret) != std::string::npos;
-  if (!isGood(reply) || (tells && input.find(kSecret) == std::string::npos)) {
+  const bool leaks = reply.find(kSecret) != std::string::npos;
+  if (!isGood(reply) || (leaks && input.find(kSecret) == std::string::npos)) {
     std::fprintf(stderr, "The reply was: %s\n", reply.c_str());
     std::abort();
   }

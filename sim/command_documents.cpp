@@ -1,12 +1,12 @@
 #include "command_documents.h"
 
 #include <cmath>
-#include <memory>
 #include <new>
 #include <sstream>
 #include <utility>
 
 #include "TarnixH.h"
+#include "soap_context.h"
 #include "toolkit/command_queues.h"
 
 namespace sim {
@@ -14,24 +14,15 @@ namespace sim {
 namespace {
 
 // Far more than a command needs: who writes to the queue may be anybody.
-constexpr std::size_t kMostBytes = 65536;
-constexpr unsigned kMostLevels = 16;
+constexpr std::size_t kMaxBytes = 65536;
+constexpr unsigned kMaxLevels = 16;
 
-struct EndContext {
-  void operator()(struct soap* ctx) const {
-    soap_destroy(ctx);
-    soap_end(ctx);
-    soap_free(ctx);
-  }
-};
-using Context = std::unique_ptr<struct soap, EndContext>;
-
-Context newContext() {
-  Context ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE | SOAP_ENC_PLAIN));
+SoapContext newContext() {
+  SoapContext ctx(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE | SOAP_ENC_PLAIN));
   if (!ctx) {
     throw std::bad_alloc();
   }
-  ctx->maxlevel = kMostLevels;
+  ctx->maxlevel = kMaxLevels;
   return ctx;
 }
 
@@ -40,7 +31,7 @@ Command named(Command::Kind kind, const Named& from) {
   return {0, kind, from.name, from.param, from.psswd, 0};
 }
 
-// An element that is nil leaves nothing behind.
+// An element that is nil gives nothing.
 std::optional<Command> commandOf(const nsc3__sendCmd_s& from) {
   const auto& cmd = from.cmd;
   switch (from.__union_sendCmdUnion) {
@@ -90,10 +81,10 @@ nsc3__harmonicResponse harmonicsElement(const HarmonicsReading& from) {
 }  // namespace
 
 std::optional<Command> readCommand(const std::string& document) {
-  if (document.size() > kMostBytes) {
+  if (document.size() > kMaxBytes) {
     return std::nullopt;
   }
-  const Context ctx = newContext();
+  const SoapContext ctx = newContext();
   std::istringstream stream(document);
   ctx->is = &stream;
   nsc3__sendCmd_s read;
@@ -126,7 +117,7 @@ std::string writeResult(int handle, const CommandResult& result) {
     to.__union_cmdResultUnion = SOAP_UNION_nsc3__cmdResultUnion_resText;
     to.result.resText = &text;
   }
-  const Context ctx = newContext();
+  const SoapContext ctx = newContext();
   std::ostringstream stream;
   ctx->os = &stream;
   response.soap_serialize(ctx.get());

@@ -58,7 +58,7 @@ Execution gone(const std::string& point) {
   return failure(CommandStatus::kUnable, point + " cannot be read");
 }
 
-void tellOf(toolkit::CLeafBatch& batch, const std::string& device, const std::string& what,
+void notify(toolkit::CLeafBatch& batch, const std::string& device, const std::string& what,
             int handle, timeval stamp) {
   const std::string message = what + " by command #" + std::to_string(handle);
   toolkit::CEvent event;
@@ -79,8 +79,8 @@ CElement elementLike(const CElement& present, double value) {
 
 // A command may be named by anybody, at any length.
 std::string shortened(const std::string& text) {
-  constexpr std::size_t kMost = 60;
-  return text.size() <= kMost ? text : text.substr(0, kMost) + "...";
+  constexpr std::size_t kMaxShown = 60;
+  return text.size() <= kMaxShown ? text : text.substr(0, kMaxShown) + "...";
 }
 
 }  // namespace
@@ -182,7 +182,7 @@ std::optional<Execution> CommandExecutor::resetEnergy(const Job& job) const {
                   elementLike(*leaves.element(counters[i]), 0));
     names += (names.empty() ? "" : ", ") + std::string(kEnergyCounters.at(i));
   }
-  tellOf(job.batch, job.path, "Energy counters reset", job.handle, job.stamp);
+  notify(job.batch, job.path, "Energy counters reset", job.handle, job.stamp);
   Execution execution = success("Set to zero: " + names);
   execution.resetsEnergy = true;
   return execution;
@@ -222,7 +222,7 @@ std::optional<Execution> CommandExecutor::operateRelay(const Job& job) const {
   const std::string what = opens ? "Relay opened" : "Relay closed";
   // A relay stays where it is when the device restarts.
   job.batch.add(CPath(node), elementLike(*leaves.element(state), wanted), PCD_TRUE);
-  tellOf(job.batch, job.path, what, job.handle, job.stamp);
+  notify(job.batch, job.path, what, job.handle, job.stamp);
   return success(what);
 }
 
@@ -230,8 +230,8 @@ std::optional<Execution> CommandExecutor::setpoint(const Job& job) const {
   const std::string node = job.path + "/" + job.command.name;
   CLeafReader leaves;
   const auto present = leaves.add(node);
-  const auto least = leaves.add(node + ":Minimum");
-  const auto most = leaves.add(node + ":Maximum");
+  const auto minimum = leaves.add(node + ":Minimum");
+  const auto maximum = leaves.add(node + ":Maximum");
   const auto units = leaves.add(node + ":Units");
   if (!leaves.read(cds_)) {
     return std::nullopt;
@@ -241,8 +241,8 @@ std::optional<Execution> CommandExecutor::setpoint(const Job& job) const {
   }
   const double scale = scaleOf(leaves.text(units));
   // In whole plain units, as the command's value.
-  const double lowest = std::max(1.0, std::ceil(leaves.number(least).value_or(0) * scale));
-  const double highest = std::floor(leaves.number(most).value_or(kLargestSetpoint) * scale);
+  const double lowest = std::max(1.0, std::ceil(leaves.number(minimum).value_or(0) * scale));
+  const double highest = std::floor(leaves.number(maximum).value_or(kMaxSetpoint) * scale);
   const auto* known = std::find_if(
       kSetpointCommands.begin(), kSetpointCommands.end(),
       [&](const SetpointCommand& setpoint) { return setpoint.name == job.command.name; });

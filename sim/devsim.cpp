@@ -91,7 +91,7 @@ int makeHistory(toolkit::CCds& cds, sim::Installation& installation, const Optio
   const bool made = file.open(options.logs + "/interval-trends.db") &&
                     file.setPoints(installation.points()) &&
                     sim::makeHistory(installation, *plant, file, options.history,
-                                     toolkit::presentTime(), toolkit::CBeat::isToldToStop);
+                                     toolkit::presentTime(), toolkit::CBeat::isStopRequested);
   return made ? 0 : fail(file.lastError());
 }
 

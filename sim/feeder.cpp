@@ -12,7 +12,7 @@ constexpr double kHour = 3600;
 constexpr double kDay = 24 * kHour;
 // Between two sags, and before the first one; on average, and at least.
 constexpr double kMeanCalm = 900;
-constexpr double kLeastCalm = 300;
+constexpr double kMinCalm = 300;
 
 double noise(std::mt19937_64& random, double sigma) {
   return std::normal_distribution<double>(0, sigma)(random);
@@ -87,12 +87,12 @@ void Sags::turn() {
   }
 }
 
-double Sags::between(double least, double most) {
-  return std::uniform_real_distribution<double>(least, most)(random_);
+double Sags::between(double min, double max) {
+  return std::uniform_real_distribution<double>(min, max)(random_);
 }
 
 double Sags::calm() {
-  return kLeastCalm + std::exponential_distribution<double>(1 / (kMeanCalm - kLeastCalm))(random_);
+  return kMinCalm + std::exponential_distribution<double>(1 / (kMeanCalm - kMinCalm))(random_);
 }
 
 Grid::Grid(std::uint64_t seed, double nominalFrequency)

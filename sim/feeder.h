@@ -38,7 +38,7 @@ class Sags {
 
  private:
   void turn();
-  double between(double least, double most);
+  double between(double min, double max);
   double calm();
 
   std::mt19937_64 random_;

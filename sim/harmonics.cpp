@@ -29,10 +29,10 @@ Harmonic harmonicOf(const std::vector<double>& samples, std::size_t cycles, int 
 }  // namespace
 
 std::vector<Harmonic> harmonicsOf(const std::vector<double>& samples, std::size_t cycles,
-                                  int most) {
+                                  int maxOrder) {
   std::vector<Harmonic> harmonics;
   double largest = 0;
-  for (int order = 1; order <= most && !samples.empty(); ++order) {
+  for (int order = 1; order <= maxOrder && !samples.empty(); ++order) {
     harmonics.push_back(harmonicOf(samples, cycles, order));
     largest = std::max(largest, harmonics.back().magnitude);
   }

@@ -57,9 +57,9 @@ std::int64_t floorTo(std::int64_t time, std::int64_t length) {
 Times oldestOf(int days, std::int64_t now) {
   Times times{};
   for (std::size_t i = 0; i < times.size(); ++i) {
-    const auto& [id, seconds, most] = kPeriods.at(i);
+    const auto& [id, seconds, maxEntries] = kPeriods.at(i);
     times.at(i) = std::max(floorTo(now, kHour) - days * kDay + seconds,
-                           floorTo(now, seconds) - (most - 1) * seconds);
+                           floorTo(now, seconds) - (maxEntries - 1) * seconds);
   }
   return times;
 }
@@ -147,7 +147,7 @@ void History::goOnFrom(const CPointFile::Kept& kept, const CPeriod& period, Want
 bool History::plan(const Times& oldest, const Values& present) {
   for (std::size_t device = 0; device < file_.devices(); ++device) {
     const std::size_t first = file_.firstValue(device);
-    const std::size_t behind = file_.firstValue(device + 1);
+    const std::size_t end = file_.firstValue(device + 1);
     Periods& periods = wanted_.emplace_back();
     for (std::size_t i = 0; i < periods.size(); ++i) {
       Wanted& wanted = periods.at(i);
@@ -157,7 +157,7 @@ bool History::plan(const Times& oldest, const Values& present) {
       }
       wanted.from = oldest.at(i);
       wanted.last.assign(present.begin() + static_cast<std::ptrdiff_t>(first),
-                         present.begin() + static_cast<std::ptrdiff_t>(behind));
+                         present.begin() + static_cast<std::ptrdiff_t>(end));
       if (kept) {
         goOnFrom(*kept, kPeriods.at(i), wanted);
       }
@@ -284,11 +284,11 @@ void History::anchor(Wanted& wanted, std::size_t device, const CInterval& interv
 
 void History::shift(const Wanted& wanted, std::size_t device, CInterval& interval) const {
   for (std::size_t i = 0; i < wanted.shift.size(); ++i) {
-    const std::size_t place = file_.firstValue(device) + i;
-    if (!file_.point(place).isCounter()) {
+    const std::size_t index = file_.firstValue(device) + i;
+    if (!file_.point(index).isCounter()) {
       continue;
     }
-    double& actual = interval.trends[place].actual;
+    double& actual = interval.trends[index].actual;
     actual = std::min(wanted.last[i], std::max(0.0, actual + wanted.shift[i]));
   }
 }

@@ -13,6 +13,7 @@ namespace sim {
 namespace {
 
 using toolkit::CElement;
+using toolkit::CLeafReader;
 using toolkit::CPath;
 
 struct Quantity {
@@ -79,7 +80,7 @@ std::string textOf(toolkit::CCds& cds, const std::string& path) {
   return element ? element->to_string() : std::string();
 }
 
-// The breaker's number for "closed": its place among the labels, or 1.
+// The breaker's number for "closed": its index among the labels, or 1.
 std::int32_t closedState(toolkit::CCds& cds, const std::string& device) {
   std::vector<std::string> labels;
   CElement::split_string(labels, textOf(cds, device + "/Breaker:PossibleValues"), ';');
@@ -104,7 +105,8 @@ double nominalFrequency(toolkit::CCds& cds) {
 
 struct Installation::Point {
   const Quantity* quantity;
-  std::size_t index;  // in the batch
+  CPath path;
+  CLeafReader::Handle value;
   double scale;
   toolkit::trend::CPoint trend;
   bool hasTrends;
@@ -112,17 +114,17 @@ struct Installation::Point {
 
 struct Installation::Setting {
   double Conditions::*condition;
-  std::size_t index;  // in the batch
+  CLeafReader::Handle value;
   double scale;
-  double least;
-  double most;
+  double min;
+  double max;
 };
 
 struct Installation::Device {
   std::string path;
   std::vector<Point> points;
   std::vector<Setting> settings;
-  std::size_t breaker = 0;  // batch place
+  CLeafReader::Handle breaker;
   std::int32_t closed = 1;
 };
 
@@ -140,10 +142,6 @@ void Installation::addDevice(const std::string& path, std::uint64_t seed) {
   auto device = std::make_shared<Device>();
   PlantDevice physics(seed);
   device->path = path;
-  const auto addPath = [this](const std::string& text) {
-    paths_.emplace_back(text).normalize();
-    return paths_.size() - 1;
-  };
   for (const Quantity& quantity : kQuantities) {
     const std::string point = path + "/" + quantity.name;
     const auto value = fetch(cds_, point);
@@ -159,20 +157,22 @@ void Installation::addDevice(const std::string& path, std::uint64_t seed) {
     trend.param.path = point;
     const bool hasTrends =
         toolkit::trend::readTraits(textOf(cds_, point + ":.TrendTraits"), trend.param);
-    device->points.push_back({&quantity, addPath(point), scale, trend, hasTrends});
+    CPath leaf(point);
+    leaf.normalize();
+    device->points.push_back({&quantity, leaf, leaves_.add(point), scale, trend, hasTrends});
   }
   if (device->points.empty()) {
     return;
   }
   for (const Setpoint& setpoint : kSetpoints) {
     const std::string point = path + "/" + setpoint.name;
-    const auto least = fetch(cds_, point + ":Minimum");
-    const auto most = fetch(cds_, point + ":Maximum");
-    device->settings.push_back(
-        {setpoint.condition, addPath(point), scaleOf(textOf(cds_, point + ":Units")),
-         least ? least->to_double() : 0, most ? most->to_double() : kLargestSetpoint});
+    const auto min = fetch(cds_, point + ":Minimum");
+    const auto max = fetch(cds_, point + ":Maximum");
+    device->settings.push_back({setpoint.condition, leaves_.add(point),
+                                scaleOf(textOf(cds_, point + ":Units")), min ? min->to_double() : 0,
+                                max ? max->to_double() : kMaxSetpoint});
   }
-  device->breaker = addPath(path + "/Breaker");
+  device->breaker = leaves_.add(path + "/Breaker");
   device->closed = closedState(cds_, path);
   devices_.push_back(std::move(device));
   plant_.devices.push_back(physics);
@@ -207,10 +207,6 @@ std::vector<std::string> Installation::devicePaths() const {
   return paths;
 }
 
-bool Installation::readStore() {
-  return cds_.get_leaves(paths_, statuses_, elements_, sources_) == 0;
-}
-
 void Installation::readConditions(Plant& plant) const {
   for (std::size_t i = 0; i < devices_.size(); ++i) {
     readConditions(*devices_[i], plant.devices[i].conditions);
@@ -220,24 +216,24 @@ void Installation::readConditions(Plant& plant) const {
 // A setpoint outside its range, or that cannot be read, leaves things as they are.
 void Installation::readConditions(const Device& device, Conditions& conditions) const {
   for (const Setting& setting : device.settings) {
-    const double value = elements_[setting.index].to_double();
-    if (statuses_[setting.index] == API_SUCCESS && value > 0 && value >= setting.least &&
-        value <= setting.most) {
+    const CElement* const element = leaves_.element(setting.value);
+    const double value = element != nullptr ? element->to_double() : 0;
+    if (value > 0 && value >= setting.min && value <= setting.max) {
       conditions.*setting.condition = value * setting.scale;
     }
   }
-  if (statuses_[device.breaker] == API_SUCCESS) {
-    conditions.closed = elements_[device.breaker].to_int() == device.closed;
+  if (const CElement* const breaker = leaves_.element(device.breaker)) {
+    conditions.closed = breaker->to_int() == device.closed;
   }
 }
 
-bool Installation::isThere(const Point& point) const {
-  return point.index < statuses_.size() && statuses_[point.index] == API_SUCCESS;
-}
-
-CElement Installation::elementOf(const Point& point, Reading& reading) const {
+std::optional<CElement> Installation::elementOf(const Point& point, Reading& reading) const {
+  const CElement* const stored = leaves_.element(point.value);
+  if (stored == nullptr) {
+    return std::nullopt;
+  }
   CElement element(point.quantity->of(reading) / point.scale);
-  element.convert_type(elements_[point.index].type());
+  element.convert_type(stored->type());
   return element;
 }
 
@@ -245,8 +241,8 @@ bool Installation::write(toolkit::CLeafBatch& batch) const {
   for (std::size_t i = 0; i < devices_.size(); ++i) {
     Reading reading = plant_.devices[i].feeder.reading();
     for (const Point& point : devices_[i]->points) {
-      if (isThere(point)) {
-        batch.add(paths_[point.index], elementOf(point, reading));
+      if (auto element = elementOf(point, reading)) {
+        batch.add(point.path, std::move(*element));
       }
     }
   }
@@ -255,7 +251,7 @@ bool Installation::write(toolkit::CLeafBatch& batch) const {
 }
 
 bool Installation::advance(double seconds) {
-  if (!readStore()) {
+  if (!leaves_.read(cds_)) {
     return false;
   }
   readConditions(plant_);
@@ -288,15 +284,15 @@ std::vector<double> Installation::values(const Plant& plant) const {
       if (!point.hasTrends) {
         continue;
       }
-      values.push_back(isThere(point) ? elementOf(point, reading).to_double()
-                                      : std::numeric_limits<double>::quiet_NaN());
+      const auto element = elementOf(point, reading);
+      values.push_back(element ? element->to_double() : std::numeric_limits<double>::quiet_NaN());
     }
   }
   return values;
 }
 
 std::optional<Plant> Installation::copyPlant() {
-  if (!readStore()) {
+  if (!leaves_.read(cds_)) {
     return std::nullopt;
   }
   Plant copy = plant_;

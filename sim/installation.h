@@ -18,6 +18,7 @@
 #include "plant.h"
 #include "toolkit/cds.h"
 #include "toolkit/leaf_batch.h"
+#include "toolkit/leaf_reader.h"
 #include "toolkit/trend_points.h"
 
 namespace sim {
@@ -28,7 +29,7 @@ inline constexpr const char* kSource = "devsim";
 inline constexpr const char* kStarted = "Simulated meter started";
 inline constexpr const char* kStopped = "Simulated meter stopped";
 // Of a setpoint without a Maximum.
-inline constexpr double kLargestSetpoint = 1e6;
+inline constexpr double kMaxSetpoint = 1e6;
 // Points of a device, those that it has, that resetEnergy() sets to zero.
 inline constexpr std::array kEnergyCounters = {"EnergyImported", "EnergyReactive"};
 
@@ -69,22 +70,17 @@ class Installation {
 
   void addDevice(const std::string& path, std::uint64_t seed);
   void linkParents();
-  bool readStore();
   void readConditions(Plant& plant) const;
   void readConditions(const Device& device, Conditions& conditions) const;
-  bool isThere(const Point& point) const;
-  toolkit::CElement elementOf(const Point& point, Reading& reading) const;
+  // None where the store had no such point when it was last read.
+  std::optional<toolkit::CElement> elementOf(const Point& point, Reading& reading) const;
 
   toolkit::CCds& cds_;
   Plant plant_;
   // As in the plant. Sorted by path: parents before their branches.
   std::vector<std::shared_ptr<Device>> devices_;
 
-  // One batch for all devices; a point knows its place in it.
-  std::vector<toolkit::CPath> paths_;
-  std::vector<api_status_t> statuses_;
-  std::vector<toolkit::CElement> elements_;
-  std::vector<element_property_t> sources_;
+  toolkit::CLeafReader leaves_;  // of all devices
 };
 
 }  // namespace sim

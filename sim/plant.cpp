@@ -18,8 +18,8 @@ void Plant::step(double seconds) {
     device.conditions.voltageDrop = kDropPerLevel * device.depth;
     device.conditions.downstream = {};
   }
-  for (std::size_t place = devices.size(); place-- > 0;) {
-    PlantDevice& device = devices[place];
+  for (std::size_t index = devices.size(); index-- > 0;) {
+    PlantDevice& device = devices[index];
     device.feeder.step(seconds, grid_, device.conditions);
     if (!device.parent) {
       continue;

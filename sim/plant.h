@@ -14,7 +14,7 @@ struct PlantDevice {
 
   Feeder feeder;
   Conditions conditions;              // the setpoints and the breaker; a step makes the others
-  std::optional<std::size_t> parent;  // place of the device that feeds this one, before its own
+  std::optional<std::size_t> parent;  // index of the device that feeds this one, before its own
   int depth = 0;
 };
 

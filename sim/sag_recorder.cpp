@@ -18,7 +18,7 @@ struct LimitLeaves {
 constexpr std::array kLowLimits = {LimitLeaves{":.AlarmLowLimit", ":.AlarmLowMsg"},
                                    LimitLeaves{":.AlarmLowLowLimit", ":.AlarmLowLowMsg"}};
 constexpr double kReadSeconds = 1;
-// What a record shows behind the fall with which it begins.
+// What a record shows after the fall with which it begins.
 constexpr double kCyclesAfter =
     static_cast<double>(WaveformRecord::kSamples - WaveformRecord::kTrigger) /
     WaveformRecord::kSamplesACycle;
@@ -127,16 +127,16 @@ void SagRecorder::record(Device& device, const Fall& fall, timeval stamp,
 
 bool SagRecorder::make(Device& device, const Fall& fall, timeval stamp) {
   const std::string name = limits_.text(device.name);
-  const VoltageFall told = {name.empty() ? device.path : name,
-                            device.path,
-                            fall.phase,
-                            stamp,
-                            device.before,
-                            device.now,
-                            fall.message.empty() ? "Voltage too low" : fall.message,
-                            device.phases.at(fall.phase).node + "/Value"};
+  const VoltageFall voltageFall = {name.empty() ? device.path : name,
+                                   device.path,
+                                   fall.phase,
+                                   stamp,
+                                   device.before,
+                                   device.now,
+                                   fall.message.empty() ? "Voltage too low" : fall.message,
+                                   device.phases.at(fall.phase).node + "/Value"};
   const std::string record = folder_.nameOf(stamp, device.path);
-  if (!folder_.write(record, recordOf(told))) {
+  if (!folder_.write(record, recordOf(voltageFall))) {
     return false;
   }
   device.pending = record;

@@ -18,8 +18,8 @@ namespace {
 constexpr std::size_t kSamples = WaveformRecord::kSamples;
 constexpr std::size_t kTrigger = WaveformRecord::kTrigger;
 constexpr const char* kPhaseNames = "ABC";
-constexpr double kMostCounts = 32767;  // -32768 says that a sample is missing
-constexpr std::size_t kLongestField = 64;
+constexpr double kMaxCounts = 32767;  // -32768 says that a sample is missing
+constexpr std::size_t kMaxFieldLength = 64;
 // Order and share of what the rectifiers among the loads add to the current, and of what that
 // leaves on the voltage.
 using Harmonics = std::array<std::pair<int, double>, 2>;
@@ -94,7 +94,7 @@ Channel channelOf(char quantity, std::size_t phase, const char* unit, Samples sa
           phase,
           unit,
           std::move(samples),
-          peak > 0 ? peak / kMostCounts : 1};
+          peak > 0 ? peak / kMaxCounts : 1};
 }
 
 std::array<Channel, 6> channelsOf(const VoltageFall& fall) {
@@ -128,10 +128,10 @@ std::string lineOf(std::string text) {
 std::string fieldOf(const std::string& text) {
   std::string field = lineOf(text);
   std::replace(field.begin(), field.end(), ',', ' ');
-  if (field.size() <= kLongestField) {
+  if (field.size() <= kMaxFieldLength) {
     return field;
   }
-  std::size_t end = kLongestField;
+  std::size_t end = kMaxFieldLength;
   // Not in the middle of a character.
   while (end > 0 && (static_cast<unsigned char>(field[end]) & 0xC0) == 0x80) {
     --end;
@@ -178,7 +178,7 @@ void append(std::string& out, std::uint64_t number, int bytes) {
 std::uint64_t countsOf(double sample, double factor) {
   const double counts = std::isfinite(sample) ? std::round(sample / factor) : 0;
   return static_cast<std::uint64_t>(
-      static_cast<std::int64_t>(std::clamp(counts, -kMostCounts, kMostCounts)));
+      static_cast<std::int64_t>(std::clamp(counts, -kMaxCounts, kMaxCounts)));
 }
 
 std::string dataOf(const VoltageFall& fall, const std::array<Channel, 6>& channels) {

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr std::size_t kLongest = 256;  // of an element that is sent in one step
+constexpr std::size_t kMaxLength = 256;  // of an element that is sent in one step
 
 // True when the engine would write the tags alone: no attributes, no declarations, no layout.
 bool isBare(const struct soap* ctx, const char* tag, int id, const char* type) {
@@ -25,13 +25,13 @@ int sendLeaf(struct soap* ctx, const char* tag, int id, const char* type, const 
   const std::size_t tagLength = std::strlen(tag);
   const std::size_t textLength = std::strlen(text);
   const std::size_t length = 2 * tagLength + textLength + std::strlen("<></>");
-  if (length > kLongest || !isBare(ctx, tag, id, type)) {
+  if (length > kMaxLength || !isBare(ctx, tag, id, type)) {
     if (soap_element_begin_out(ctx, tag, id, type) != SOAP_OK || soap_send(ctx, text) != SOAP_OK) {
       return ctx->error;
     }
     return soap_element_end_out(ctx, tag);
   }
-  std::array<char, kLongest> element;
+  std::array<char, kMaxLength> element;
   char* end = element.data();
   const auto put = [&end](const char* bytes, std::size_t count) {
     std::memcpy(end, bytes, count);

@@ -33,7 +33,7 @@ std::size_t characterBytes(const unsigned char* text) {
   if (first < 0x80) {
     return first >= ' ' || first == '\t' || first == '\n' || first == '\r' ? 1 : 0;
   }
-  constexpr std::array<unsigned, 5> kLeast = {0, 0, 0x80, 0x800, 0x10000};
+  constexpr std::array<unsigned, 5> kMinCodes = {0, 0, 0x80, 0x800, 0x10000};
   const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
   unsigned code = first & (0x7FU >> length);
   for (std::size_t i = 1; i < length; ++i) {
@@ -42,7 +42,7 @@ std::size_t characterBytes(const unsigned char* text) {
     }
     code = code << 6 | (text[i] & 0x3FU);
   }
-  const bool good = first >= 0xC0 && first < 0xF8 && code >= kLeast.at(length) &&
+  const bool good = first >= 0xC0 && first < 0xF8 && code >= kMinCodes.at(length) &&
                     code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF) && code != 0xFFFE &&
                     code != 0xFFFF;
   return good ? length : 0;

@@ -37,7 +37,7 @@ bool openStore(toolkit::CCds& cds) {
   return false;
 }
 
-void publishStart(global_data_t& global) {
+void publishStart(_global_data_t& global) {
   global.swInfo.emplace(global.cdsApi, nameOfWorker(kStatusPath));
   global.connxns.emplace(global.cdsApi, nameOfWorker(kConnectionsPath), global.syslog);
   global.swInfo->SetAppStatus(toolkit::APP_RUNNING);
@@ -48,7 +48,7 @@ void publishStart(global_data_t& global) {
   }
 }
 
-void publishEnd(global_data_t& global) {
+void publishEnd(_global_data_t& global) {
   global.swInfo->SetAppStatus(toolkit::APP_STOPPED);
   if (daemonMode) {
     api_status_t status = API_NONE;
@@ -59,7 +59,7 @@ void publishEnd(global_data_t& global) {
 }
 
 // True when the loop ended as it was asked to.
-bool serve(global_data_t& global) {
+bool serve(_global_data_t& global) {
   SoapContext engine = createEngine(global);
   __psyslog->notice(0, "Initializing dravixd");
   publishStart(global);
@@ -92,7 +92,7 @@ bool isSecond() {
 }
 
 // Joins the other workers, if there are any.
-bool joinWorkers(global_data_t& global) {
+bool joinWorkers(_global_data_t& global) {
   const std::optional<int> number = workerNumber();
   std::string error;
   if (!number) {
@@ -107,7 +107,7 @@ bool joinWorkers(global_data_t& global) {
   return error.empty();
 }
 
-int run(int argc, char** argv, global_data_t& global) {
+int run(int argc, char** argv, _global_data_t& global) {
   const CommandLine commandLine = parseCommandLine(argc, argv, global);
   if (commandLine.action == CommandLine::Action::Exit) {
     return commandLine.exitStatus;
@@ -130,7 +130,7 @@ int run(int argc, char** argv, global_data_t& global) {
 
 int main(int argc, char** argv) {
   reserveStandardDescriptors();
-  global_data_t global;
+  _global_data_t global;
   register_handlers();
   UTIL_installBacktraceHandlers();
   auto logger = std::make_unique<toolkit::CSysLog>("dravixd", kLogLevel, false, true, true);

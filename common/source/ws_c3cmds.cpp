@@ -99,14 +99,14 @@ class Queuing {
   bool checkRoom() {
     CPath queue(base_ + "/inpQueue");
     std::vector<std::string> children;
-    CElement most;
+    CElement maxCount;
     if (queue.normalize() != 0 ||
         queue.getAttributeList("Children", glptr_->cdsApi, children) != 0 || children.empty() ||
-        (children.size() > 1 && !fetch(glptr_, queue.str() + "/maxCount/Value", most))) {
+        (children.size() > 1 && !fetch(glptr_, queue.str() + "/maxCount/Value", maxCount))) {
       return refuse(answer(WS_NODE_NOT_FOUND), "No Input Queue length found at %s",
                     queue.str().c_str());
     }
-    if (children.size() > 1 && most.to_int64() < static_cast<std::int64_t>(children.size())) {
+    if (children.size() > 1 && maxCount.to_int64() < static_cast<std::int64_t>(children.size())) {
       return refuse(answer(WS_DEVICE_BUSY, "Input Queue already full"), "Input Queue already full");
     }
     return true;
@@ -219,7 +219,7 @@ bool readDocument(struct soap* ctx, const std::string& document, int cmdHandle,
 
 int nsc3__sendDeviceCmd(struct soap* ctx, std::string* options, std::string* devPath,
                         nsc3__sendCmd_s* cmd, nsc3__sendDeviceCmdResponse& response) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed so
   if (!glptr->cdsApi.is_initialized()) {
     return SOAP_OK;
@@ -236,7 +236,7 @@ int nsc3__sendDeviceCmd(struct soap* ctx, std::string* options, std::string* dev
 
 int nsc3__getDeviceCmdResult(struct soap* ctx, std::string* options, std::string* devPath,
                              int cmdHandle, nsc3__getDeviceCmdResultResponse& response) {
-  global_data_t* glptr = globalDataWithStore(ctx);
+  _global_data_t* glptr = globalDataWithStore(ctx);
   _service_options_t opts;
   parseServiceOptions(ctx->user, options, &opts);
   const auto fail = [&](nsc3__cmdNumStatus number, WS_Errors code, const char* text = nullptr) {

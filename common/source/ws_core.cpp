@@ -197,7 +197,7 @@ int __nsc1__getDefaultLocale(struct soap* ctx, _nsc1__getDefaultLocale* /*reques
 int __nsc1__getSupportedLocales(struct soap* ctx, _nsc1__getSupportedLocales* request,
                                 _nsc1__getSupportedLocalesResponse* response) {
   const auto& in = recordOf(request);
-  const global_data_t* glptr = globalData(ctx);
+  const _global_data_t* glptr = globalData(ctx);
   _service_options_t opts;
   parseServiceOptions(ctx->user, in.options, &opts);
   response->getSupportedLocalesResult = soap_new_nsc1__ArrayOfString(ctx);

@@ -327,7 +327,7 @@ int __nsc1__updateSubscriptionRealTimeNodes(
     struct soap* ctx, _nsc1__updateSubscriptionRealTimeNodes* request,
     _nsc1__updateSubscriptionRealTimeNodesResponse* response) {
   const auto& in = recordOf(request);
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   const std::string id = textOf(in.subscriptionId);
   if (id.empty()) {
     __psyslog->info(1, "updateSubscriptionRealTimeNodes: NULL Subscription ID provided");
@@ -350,7 +350,7 @@ int __nsc1__updateSubscriptionRealTimeNodes(
 int __nsc1__cancelSubscription(struct soap* ctx, _nsc1__cancelSubscription* request,
                                _nsc1__cancelSubscriptionResponse* /*response*/) {
   const auto& in = recordOf(request);
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   const std::string id = textOf(in.subscriptionId);
   std::string base;
   GetSubscrptBasePath(in.subscriptionId, base);

@@ -44,15 +44,15 @@ std::string withoutEnd(const std::string& path) {
   return hasEnd ? path.substr(0, path.size() - 1) : path;
 }
 
-// The place of the last "Value"; 0 when there is none.
-std::size_t placeOfValue(const std::vector<std::string>& paths) {
-  std::size_t place = 0;
+// The index of the last "Value"; 0 when there is none.
+std::size_t indexOfValue(const std::vector<std::string>& paths) {
+  std::size_t index = 0;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     if (paths[i] == "Value") {
-      place = i;
+      index = i;
     }
   }
-  return place;
+  return index;
 }
 
 bool removeAt(_global_data_t* glptr, const std::string& basePath, const CPath& path) {
@@ -67,7 +67,7 @@ bool removeAt(_global_data_t* glptr, const std::string& basePath, const CPath& p
 // the node was there already; else the store's failure, and API_FAILED for a bad path. Asks for no
 // right: its caller has.
 int pcd_AddNode(struct soap* ctx, const std::string& path) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   const std::string node = withoutEnd(path);
   if (glptr->cdsApi.node_exists(node)) {
     return 0;
@@ -78,7 +78,7 @@ int pcd_AddNode(struct soap* ctx, const std::string& path) {
 }
 
 // Only returns when no restart could be begun.
-void reboot(const global_data_t& global) {
+void reboot(const _global_data_t& global) {
   char name[] = "/sbin/reboot";
   char force[] = "-f";
   char* const plain[] = {name, nullptr};
@@ -123,7 +123,7 @@ int __nst1__CreateNode(struct soap* ctx, _nst1__CreateNode* request,
   }
   const int status = pcd_setValues(ctx, true, &opts, paths, in.values, results);
   if (status == SOAP_OK) {
-    reply = results.at(results.size() == paths.size() ? placeOfValue(in.paths) : 0);
+    reply = results.at(results.size() == paths.size() ? indexOfValue(in.paths) : 0);
   }
   return status;
 }
@@ -151,7 +151,7 @@ int __nst1__SetLeaves(struct soap* ctx, _nst1__SetLeaves* request,
 }
 
 int __nst1__Reset(struct soap* ctx, _nst1__Reset* /*request*/, _nst1__ResetResponse* response) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   const std::string user = glptr->caller.user.value_or("");
   CPath root("/");
   root.normalize();

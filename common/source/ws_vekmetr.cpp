@@ -4,6 +4,7 @@
 #include "front/global_data.h"
 #include "search/attribute_search.h"
 #include "soap_records.h"
+#include "toolkit/leaf_reader.h"
 #include "toolkit/time.h"
 #include "values/error_strings.h"
 #include "values/reading.h"
@@ -15,33 +16,9 @@ namespace {
 
 constexpr const char* kUnknown = "Unknown";
 
-// A leaf as a batch read gives it.
-struct Fetched {
-  api_status_t status;
-  toolkit::CElement element;
-  element_property_t source;
-
-  bool isThere() const { return status == API_SUCCESS; }
-  std::int64_t time() const {
-    const timeval stamp = element.time();
-    return qel_UNIXtoQELtime64(&stamp);
-  }
-};
-
-// False when the store cannot be read.
-bool fetch(global_data_t* glptr, const std::vector<toolkit::CPath>& paths,
-           std::vector<Fetched>& leaves) {
-  std::vector<api_status_t> statuses;
-  std::vector<toolkit::CElement> elements;
-  std::vector<element_property_t> sources;
-  if (glptr->cdsApi.get_leaves(paths, statuses, elements, sources) != 0) {
-    return false;
-  }
-  leaves.reserve(paths.size());
-  for (std::size_t i = 0; i < paths.size(); ++i) {
-    leaves.push_back({statuses[i], std::move(elements[i]), sources[i]});
-  }
-  return true;
+std::int64_t timeOf(const toolkit::CElement& element) {
+  const timeval stamp = element.time();
+  return qel_UNIXtoQELtime64(&stamp);
 }
 
 // Whether a device belongs to the answer for a prefix. Without `recursive`, one level below: the
@@ -51,26 +28,31 @@ bool isWanted(const std::string& device, const std::string& prefix, bool recursi
          (recursive || device.find('/', prefix.size() + 1) == std::string::npos);
 }
 
-bool describeDevice(global_data_t* glptr, const std::string& device,
+bool describeDevice(_global_data_t* glptr, const std::string& device,
                     nsvk__deviceDescriptor& descriptor) {
   const std::string base = device.size() == 1 ? std::string() : device;
-  const std::vector<toolkit::CPath> paths = {base + "/NodeType", base + "/DisplayName",
-                                             base + "/.Quality", base + "/sDevChangeCount/Value"};
-  std::vector<Fetched> leaves;
-  if (!fetch(glptr, paths, leaves)) {
-    __psyslog->info(1, "get_leaves() call failed for %s", paths.front().str().c_str());
+  const std::string typePath = base + "/NodeType";
+  toolkit::CLeafReader leaves;
+  const auto typeLeaf = leaves.add(typePath);
+  const auto nameLeaf = leaves.add(base + "/DisplayName");
+  const auto qualityLeaf = leaves.add(base + "/.Quality");
+  const auto changesLeaf = leaves.add(base + "/sDevChangeCount/Value");
+  if (!leaves.read(glptr->cdsApi)) {
+    __psyslog->info(1, "get_leaves() call failed for %s", typePath.c_str());
     return false;
   }
-  const Fetched& type = leaves[0];
-  const Fetched& displayName = leaves[1];
-  const Fetched& quality = leaves[2];
-  const Fetched& changes = leaves[3];
+  const toolkit::CElement* const type = leaves.element(typeLeaf);
+  const toolkit::CElement* const displayName = leaves.element(nameLeaf);
+  const toolkit::CElement* const changes = leaves.element(changesLeaf);
+  const toolkit::CElement* const qualityElement = leaves.element(qualityLeaf);
+  const toolkit::CElement quality =
+      qualityElement != nullptr ? *qualityElement : toolkit::CElement();
   descriptor.devPath = device;
-  descriptor.devType = type.isThere() ? type.element.to_string() : kUnknown;
-  descriptor.devDisplayName = displayName.isThere() ? displayName.element.to_string() : kUnknown;
-  descriptor.devQuality = quality.isThere() ? quality.element.to_int() : 0;
-  descriptor.devChangeCount = changes.isThere() ? changes.element.to_int() : 0;
-  descriptor.devChangeTime = changes.isThere() ? changes.time() : quality.time();
+  descriptor.devType = type != nullptr ? type->to_string() : kUnknown;
+  descriptor.devDisplayName = displayName != nullptr ? displayName->to_string() : kUnknown;
+  descriptor.devQuality = quality.to_int();
+  descriptor.devChangeCount = changes != nullptr ? changes->to_int() : 0;
+  descriptor.devChangeTime = timeOf(changes != nullptr ? *changes : quality);
   return true;
 }
 
@@ -96,7 +78,7 @@ int nsvk__getMinAvgMaxValues(struct soap* /*ctx*/, std::string* /*options*/,
 
 int nsvk__getDeviceTree(struct soap* ctx, std::string* /*options*/, std::string* startingPath,
                         bool bRecursive, nsvk__getDeviceTreeResponse& response) {
-  global_data_t* glptr = globalDataWithStore(ctx);
+  _global_data_t* glptr = globalDataWithStore(ctx);
   response.result.clear();
   const std::string prefix = textOf(startingPath);
   std::vector<std::string> devices;
@@ -132,7 +114,7 @@ int nsvk__findAttributeMatches(struct soap* ctx, std::string* options, std::stri
 int nsvk__getLeafDescriptors(struct soap* ctx, std::string* options, std::string* basePath,
                              std::vector<std::string> leafPaths,
                              nsvk__getLeafDescriptorsResponse& response) {
-  global_data_t* glptr = globalDataWithStore(ctx);
+  _global_data_t* glptr = globalDataWithStore(ctx);
   _service_options_t opts;
   parseServiceOptions(ctx->user, options, &opts);
   if (leafPaths.empty()) {
@@ -146,22 +128,23 @@ int nsvk__getLeafDescriptors(struct soap* ctx, std::string* options, std::string
     leaf = pcd_joinPath(base, leaf);
     paths.emplace_back(std::move(leaf)).normalize();
   }
-  std::vector<Fetched> leaves;
-  if (!fetch(glptr, paths, leaves)) {
+  std::vector<api_status_t> statuses;
+  std::vector<toolkit::CElement> elements;
+  std::vector<element_property_t> sources;
+  if (glptr->cdsApi.get_leaves(paths, statuses, elements, sources) != 0) {
     BnwsErrMsg(WS_NODE_NOT_FOUND, "CDS access failed", response.result, &opts);
     return SOAP_OK;
   }
   response.result = "OK";
   response.descriptors.reserve(paths.size());
   for (std::size_t i = 0; i < paths.size(); ++i) {
-    Fetched& leaf = leaves[i];
     nsvk__leafDescriptor* descriptor = soap_new_nsvk__leafDescriptor(ctx);
     descriptor->result = newString(ctx);
     bool isMultistate = false;
-    pcd_ProcessValue(glptr, &opts, 0, paths[i], leaf.status, leaf.element, leaf.source,
-                     isMultistate, *descriptor->result);
-    descriptor->leafChangeTime = leaf.time();
-    descriptor->leafType = static_cast<enum nsvk__LeafTypes>(leaf.source);
+    pcd_ProcessValue(glptr, &opts, 0, paths[i], statuses[i], elements[i], sources[i], isMultistate,
+                     *descriptor->result);
+    descriptor->leafChangeTime = timeOf(elements[i]);
+    descriptor->leafType = static_cast<enum nsvk__LeafTypes>(sources[i]);
     response.descriptors.push_back(descriptor);
   }
   return SOAP_OK;

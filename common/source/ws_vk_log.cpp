@@ -25,7 +25,7 @@ constexpr const char* kCounters = "/AlarmCount";
 
 using AlarmSet = std::set<nss1__AlarmUpdate*, RuntimeAlarmCmp>;
 
-int fetchEvents(global_data_t* glptr, const std::string& dbPath,
+int fetchEvents(_global_data_t* glptr, const std::string& dbPath,
                 const nsvk__logRetrieveRequest& request, int maxRecords, std::string& errorText,
                 int& numTrimmed, std::vector<toolkit::CEvent>& events) {
   return fetchLogEvents(glptr, dbPath, request, maxRecords, errorText, numTrimmed, events,
@@ -99,7 +99,7 @@ void answerAlarms(struct soap* ctx, const nsvk__logRetrieveRequest& request,
 
 int nsvk__getDeltaLog(struct soap* ctx, nsvk__logRetrieveRequest* request,
                       nsvk__getDeltaLogResponse& response) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed so
   std::vector<toolkit::CEvent> events;
   if (fetchEvents(glptr, glptr->deltaLog, recordOf(request), glptr->maxRecords, response.result,
@@ -116,7 +116,7 @@ int nsvk__getDeltaLog(struct soap* ctx, nsvk__logRetrieveRequest* request,
 
 int nsvk__getEventLog(struct soap* ctx, nsvk__logRetrieveRequest* request,
                       nsvk__getEventLogResponse& response) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed so
   const nsvk__logRetrieveRequest& asked = recordOf(request);
   const std::string& dbPath =
@@ -140,7 +140,7 @@ int nsvk__getEventLog(struct soap* ctx, nsvk__logRetrieveRequest* request,
 
 int nsvk__getActiveAlarms(struct soap* ctx, nsvk__logRetrieveRequest* request,
                           nsvk__getActiveAlarmsResponse& response) {
-  global_data_t* glptr = globalDataWithStore(ctx);
+  _global_data_t* glptr = globalDataWithStore(ctx);
   const nsvk__logRetrieveRequest& asked = recordOf(request);
   _service_options_t opts;
   parseServiceOptions(glptr, &asked.options, &opts);

@@ -33,7 +33,7 @@ bool contains(const Values& values, const Value& value) {
 }
 
 // Opens the trend log unless an earlier request has.
-bool CheckOpenTrendLog(global_data_t* glptr, const _service_options_t& opts,
+bool CheckOpenTrendLog(_global_data_t* glptr, const _service_options_t& opts,
                        std::string& errorText) {
   if (glptr->trendLog) {
     return true;
@@ -51,8 +51,9 @@ bool CheckOpenTrendLog(global_data_t* glptr, const _service_options_t& opts,
   return false;
 }
 
-bool findDevice(global_data_t* glptr, const _service_options_t& opts, const std::string& devicePath,
-                std::string& errorText, trend::CDeviceProperties& device) {
+bool findDevice(_global_data_t* glptr, const _service_options_t& opts,
+                const std::string& devicePath, std::string& errorText,
+                trend::CDeviceProperties& device) {
   std::vector<trend::CDeviceProperties> devices;
   if (glptr->trendLog->get_devices(devices) != 0) {
     BnwsErrMsg(WS_NO_HISTORY, "No Trending devices found.", errorText, &opts);
@@ -72,7 +73,7 @@ bool findDevice(global_data_t* glptr, const _service_options_t& opts, const std:
 
 // The parameters of a device, cut down to `pointPaths` unless that is empty. 0 on success. When
 // nothing is left of them the reply stays without a text.
-int GetDeviceParams(global_data_t* glptr, const _service_options_t& opts,
+int GetDeviceParams(_global_data_t* glptr, const _service_options_t& opts,
                     const std::string& devicePath, const std::vector<std::string>& pointPaths,
                     std::string& errorText, trend::CDeviceParams& deviceParams) {
   assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed so
@@ -162,7 +163,7 @@ bool choosePeriods(trend::CLog& log, const std::vector<ULONG64>& wanted,
   return !periods.empty();
 }
 
-void answerTrendData(global_data_t* glptr, const _service_options_t& opts,
+void answerTrendData(_global_data_t* glptr, const _service_options_t& opts,
                      const nsvk__getTrendDataRequest& request, int max,
                      nsvk__getTrendDataResponse& response) {
   if (!CheckOpenTrendLog(glptr, opts, response.result)) {
@@ -201,7 +202,7 @@ void answerTrendData(global_data_t* glptr, const _service_options_t& opts,
 
 int nsvk__getTrendPeriods(struct soap* ctx, std::string* options,
                           nsvk__getTrendPeriodsResponse& response) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   _service_options_t opts;
   parseServiceOptions(glptr, options, &opts);
   if (!CheckOpenTrendLog(glptr, opts, response.result)) {
@@ -224,7 +225,7 @@ int nsvk__getTrendPeriods(struct soap* ctx, std::string* options,
 
 int nsvk__getDeviceTrendParams(struct soap* ctx, std::string* options, std::string* devicePath,
                                nsvk__getDeviceTrendParamsResponse& response) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   _service_options_t opts;
   parseServiceOptions(glptr, options, &opts);
   const std::string device = textOf(devicePath);
@@ -239,7 +240,7 @@ int nsvk__getDeviceTrendParams(struct soap* ctx, std::string* options, std::stri
 
 int nsvk__getTrendData(struct soap* ctx, nsvk__getTrendDataRequest* request,
                        nsvk__getTrendDataResponse& response) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   const nsvk__getTrendDataRequest& asked = recordOf(request);
   _service_options_t opts;
   parseServiceOptions(glptr, &asked.options, &opts);

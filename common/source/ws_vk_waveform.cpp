@@ -30,7 +30,7 @@ struct Access {
     return {code, text, result, &opts, Refusal::Line::kInfo, view.last_error()};
   }
 
-  bool open(const global_data_t& global, const std::string& url) {
+  bool open(const _global_data_t& global, const std::string& url) {
     if (global.waveFolder.empty()) {
       __psyslog->info(2, "There is no waveform folder: the option -w names it");
     }
@@ -137,7 +137,7 @@ void answerData(Access& access, const std::string& channel, nsvk__getWaveDataRes
 
 int nsvk__getWaveformConfig(struct soap* ctx, std::string* options, std::string* url,
                             nsvk__getWaveConfigResponse& response) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   Access access{{}, {}, {}, response.result};
   parseServiceOptions(glptr, options, &access.opts);
   if (access.open(*glptr, textOf(url))) {
@@ -148,7 +148,7 @@ int nsvk__getWaveformConfig(struct soap* ctx, std::string* options, std::string*
 
 int nsvk__getWaveformData(struct soap* ctx, nsvk__getWaveDataRequest* request,
                           nsvk__getWaveDataResponse& response) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   const nsvk__getWaveDataRequest& asked = recordOf(request);
   Access access{{}, {}, {}, response.result};
   parseServiceOptions(glptr, &asked.options, &access.opts);

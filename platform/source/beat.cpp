@@ -51,7 +51,7 @@ bool CBeat::wait() {
   }
 }
 
-bool CBeat::isToldToStop() {
+bool CBeat::isStopRequested() {
   sigset_t pending;
   sigpending(&pending);
   return std::any_of(kStopSignals.begin(), kStopSignals.end(),

@@ -92,7 +92,7 @@ TEST_F(Devctl, BootMakesNoStoreOfNothing) {
   EXPECT_EQ(std::filesystem::file_size(state / "persistent.mdb"), 0U);
   expectSuccess({"init"});
   expectSuccess({"boot"});
-  EXPECT_EQ(expectSuccess({"ls", "/"}).find("A/"), std::string::npos);
+  EXPECT_FALSE(contains(expectSuccess({"ls", "/"}), "A/"));
   useStore("imported");
   expectSuccess({"import", FEEDER_MODEL});
   const std::string before = expectSuccess({"export"});
@@ -120,7 +120,7 @@ TEST_F(Devctl, StatusFailsWhenSomebodyIsOverdue) {
   api_status_t status = API_NONE;
   toolkit::CCds cds;
   cds.watchdog_register(status, "sleeper", 90, 0);
-  EXPECT_NE(Sandbox::expectSuccess({"status"}).find("sleeper"), std::string::npos);
+  EXPECT_TRUE(contains(Sandbox::expectSuccess({"status"}), "sleeper"));
   cds.watchdog_register(status, "sleeper", -1, 0);
   expectSuccess({"boot"});
   Sandbox::expectFailure({"status"}, {"sleeper is overdue"});

@@ -80,7 +80,7 @@ TEST_F(LogCommands, EventsAreListedByPagesWhateverTheirTimes) {
     found.pop_back();
     EXPECT_EQ(found.size(), count) << testing::PrintToString(command);
     for (const std::string& line : found) {
-      ASSERT_NE(line.find(all.at(next)), std::string::npos) << testing::PrintToString(command);
+      ASSERT_TRUE(contains(line, all.at(next))) << testing::PrintToString(command);
       next += static_cast<std::size_t>(step);
     }
   }
@@ -133,7 +133,7 @@ TEST_F(LogCommands, TrendsAreCopiedAndListedInPart) {
                                           "1", "--from", "5", "--to", "1700000000", "--max", "2"});
   for (const char* data : {"[[2.0,2.0,2.0,2.0],[null,null,null,null],[1.0,1.0,1.0,1.0]]},\n",
                            "[[3.0,3.0,3.0,3.0],[null,null,null,null],[null,null,null,null]]}\n"}) {
-    EXPECT_NE(part.find(data), std::string::npos) << part;
+    EXPECT_TRUE(contains(part, data));
   }
   expectFailure({"trends", "list", db, "--device", "/Dev3"}, "", "no device \"/Dev3\"");
   expectFailure({"trends", "list", db, "--period", "2"}, "", "no period 2");

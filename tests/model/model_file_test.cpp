@@ -39,7 +39,7 @@ TEST(ModelFile, FaultsNameThePlace) {
   for (const auto& [text, words] : kCases) {
     const std::string error = errorOf(text);
     for (const char* word : words) {
-      EXPECT_NE(error.find(word), std::string::npos) << text << "\n gave: " << error;
+      EXPECT_TRUE(contains(error, word)) << text;
     }
   }
   EXPECT_NE(errorOf(std::string(1000000, '[')), "") << "bottomless nesting";

@@ -1,8 +1,8 @@
 // Events handed over between processes, and what the platform keeps for them.
 #include "toolkit/event_stream.h"
 
-#include <map>
-#include <sstream>
+#include <algorithm>
+#include <functional>
 
 #include "store/store.h"
 #include "store_fixture.h"
@@ -32,15 +32,16 @@ class Events : public StoreTest {
     cds.events_send(events, statuses);
     return statuses;
   }
-  // "number:id" of each entry behind a number.
-  static std::string entries(CCds& cds, CEventStream::Kind kind, std::uint64_t after = 0) {
+  // Number and id of each entry after a number.
+  using Entries = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
+  static Entries entries(CCds& cds, CEventStream::Kind kind, std::uint64_t after = 0) {
     std::vector<CEventStream::Entry> entries;
     EXPECT_EQ(CEventStream(cds, kind).read(after, entries), 0);
-    std::string text;
+    Entries found;
     for (const auto& entry : entries) {
-      text += std::to_string(entry.number) + ":" + std::to_string(entry.event.id) + " ";
+      found.emplace_back(entry.number, entry.event.id);
     }
-    return text;
+    return found;
   }
 
   const CEvent ack_ = event(toolkit::EVENT_ACKNOWLEDGE, 7);
@@ -52,74 +53,77 @@ TEST_F(Events, GoToTheirStreams) {
                        event(toolkit::EVENT_ALARM, 8), ack_}),
             (std::vector{API_SUCCESS, API_NOT_FOUND, API_SUCCESS, API_SUCCESS, API_SUCCESS}));
   CCds other;
-  EXPECT_EQ(entries(other, kEvents, 1), "2:8 ");
-  EXPECT_EQ(entries(other, kAcks), "1:7 2:7 ");
+  EXPECT_EQ(entries(other, kEvents, 1), (Entries{{2, 8}}));
+  EXPECT_EQ(entries(other, kAcks), (Entries{{1, 7}, {2, 7}}));
   EXPECT_EQ(CEventStream(cds, kAcks).remove(99), 0);
   send(cds, {ack_});
-  EXPECT_EQ(entries(cds, kAcks), "3:7 ") << "no number twice";
-  EXPECT_EQ(entries(cds, kEvents), "1:3 2:8 ");
+  EXPECT_EQ(entries(cds, kAcks), (Entries{{3, 7}})) << "no number twice";
+  EXPECT_EQ(entries(cds, kEvents), (Entries{{1, 3}, {2, 8}}));
 }
 
 TEST_F(Events, StreamsHoldAThousand) {
   CCds cds;
   const std::size_t full = CEventStream::kCapacity;
   send(cds, std::vector(full + 2, event(toolkit::EVENT_PLAIN, 1)));
-  const std::string held = entries(cds, kEvents);
-  EXPECT_TRUE(held.starts_with("3:1 ") && held.ends_with(" 1002:1 ")) << held;
+  const Entries held = entries(cds, kEvents);
+  EXPECT_EQ(std::pair(held.front().first, held.back().first), std::pair(3UL, full + 2));
   EXPECT_EQ(send(cds, std::vector(full + 1, ack_)).back(), API_STORE_FULL);
   EXPECT_EQ(CEventStream(cds, kAcks).remove(1), 0);
   EXPECT_EQ(send(cds, {ack_, ack_}), (std::vector{API_SUCCESS, API_STORE_FULL}));
 }
 
-// Events are sent by groups, "3d" is three deltas; q(uality), a(larm), s(ystem), p(lain).
 TEST_F(Events, ChangesPushOutNoOtherEventsAndTheMissingAreCounted) {
-  const std::map<char, std::int32_t> kinds = {{'d', toolkit::EVENT_DELTA},
-                                              {'q', toolkit::EVENT_QUALITY},
-                                              {'a', toolkit::EVENT_ALARM},
-                                              {'s', toolkit::EVENT_SYSTEM},
-                                              {'p', toolkit::EVENT_PLAIN}};
-  struct Case {
-    const char* sent;
+  using namespace toolkit;
+  using Missed = std::tuple<std::uint64_t, std::uint64_t, std::uint64_t>;  // all, events, changes
+  struct Look {
     std::uint64_t after;
-    const char* missed;  // all, events, changes
+    Missed missed;
     std::uint64_t first;
     std::size_t count;
   };
-  const Case kCases[] = {
-      {"1a 1s 1p 900d 1100q", 0, "1000 0 1000", 1, 1003},
-      {"1a 2000d", 1, "1000 0 1000", 1002, 1000},
-      {"1a 2000d", 600, "401 0 401", 1002, 1000},
-      {"1a 2000d", 1001, "0 0 0", 1002, 1000},
-      {"1a 2000d", 2001, "0 0 0", 0, 0},
-      {"1a 2000d", 2500, "0 0 0", 0, 0},
-      {"500d 600a 600p 1s", 0, "201 201 0", 1, 1500},
-      {"500d 600a 600p 1s 10d", 500, "201 201 0", 702, 1010},
-      {"10a 1500d 1500a 3d 1a", 1510, "501 501 0", 2012, 1003},
-      {"1d 1001a 1500d", 2, "500 0 500", 3, 2000},
-      {"2000d 2000a", 0, "2000 1000 1000", 1001, 2000},
+  struct Case {
+    std::vector<std::pair<std::size_t, std::int32_t>> sent;  // so many of a type
+    std::vector<Look> looks;
   };
-  for (const Case& one : kCases) {
+  constexpr auto alarm = EVENT_ALARM;
+  constexpr auto delta = EVENT_DELTA;
+  constexpr auto plain = EVENT_PLAIN;
+  const Case kCases[] = {
+      {{{2, alarm}, {1, plain}, {900, delta}, {1100, EVENT_QUALITY}},
+       {{0, {1000, 0, 1000}, 1, 1003}}},
+      {{{1, alarm}, {2000, delta}},
+       {{1, {1000, 0, 1000}, 1002, 1000},
+        {600, {401, 0, 401}, 1002, 1000},
+        {1001, {0, 0, 0}, 1002, 1000},
+        {2001, {0, 0, 0}, 0, 0},
+        {2500, {0, 0, 0}, 0, 0}}},
+      {{{500, delta}, {600, alarm}, {601, EVENT_SYSTEM}}, {{0, {201, 201, 0}, 1, 1500}}},
+      {{{500, delta}, {600, alarm}, {601, plain}, {10, delta}}, {{500, {201, 201, 0}, 702, 1010}}},
+      {{{10, alarm}, {1500, delta}, {1500, alarm}, {3, delta}, {1, alarm}},
+       {{1510, {501, 501, 0}, 2012, 1003}}},
+      {{{1, delta}, {1001, alarm}, {1500, delta}}, {{2, {500, 0, 500}, 3, 2000}}},
+      {{{2000, delta}, {2000, alarm}}, {{0, {2000, 1000, 1000}, 1001, 2000}}},
+  };
+  for (const auto& [sent, looks] : kCases) {
     for (const char* half : {"TOOLKIT_RUN", "TOOLKIT_STATE"}) {
       std::filesystem::remove_all(std::getenv(half));
     }
     import({});
     CCds cds;
-    std::istringstream groups(one.sent);
-    std::size_t count = 0;
-    for (char kind = 0; groups >> count >> kind;) {
-      send(cds, std::vector(count, event(kinds.at(kind), 1)));
+    for (const auto& [count, type] : sent) {
+      send(cds, std::vector(count, event(type, 1)));
     }
-    std::vector<CEventStream::Entry> entries;
-    CEventStream::Missed missed;
-    EXPECT_EQ(CEventStream(cds, kEvents).read(one.after, entries, missed), 0);
-    EXPECT_EQ(std::to_string(missed.all) + " " + std::to_string(missed.events) + " " +
-                  std::to_string(missed.changes),
-              one.missed)
-        << one.sent << one.after;
-    EXPECT_EQ(entries.size(), one.count) << one.sent << one.after;
-    EXPECT_EQ(entries.empty() ? 0 : entries.front().number, one.first) << one.sent << one.after;
-    for (std::size_t i = 1; i < entries.size(); ++i) {
-      ASSERT_LT(entries[i - 1].number, entries[i].number) << one.sent;
+    for (const auto& [after, expected, first, count] : looks) {
+      SCOPED_TRACE(testing::PrintToString(sent) + " after " + std::to_string(after));
+      std::vector<CEventStream::Entry> entries;
+      CEventStream::Missed missed;
+      EXPECT_EQ(CEventStream(cds, kEvents).read(after, entries, missed), 0);
+      EXPECT_EQ(Missed(missed.all, missed.events, missed.changes), expected);
+      EXPECT_EQ(entries.size(), count);
+      EXPECT_EQ(entries.empty() ? 0 : entries.front().number, first);
+      EXPECT_EQ(std::ranges::adjacent_find(entries, std::ranges::greater_equal(),
+                                           &CEventStream::Entry::number),
+                entries.end());
     }
   }
 }

@@ -29,7 +29,7 @@ TEST_F(ExampleSource, WritesItsDevicesValuesAndLeavesTheWatchdog) {
 }
 
 TEST_F(ExampleSource, SaysWhatIsMissing) {
-  EXPECT_NE(feed({"/Plant/Meter1"}).err.find("import a model"), std::string::npos);
+  EXPECT_TRUE(contains(feed({"/Plant/Meter1"}).err, "import a model"));
   import({});
   EXPECT_EQ(feed({}).status, 1);
 }

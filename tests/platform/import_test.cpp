@@ -23,7 +23,7 @@ TEST_F(Import, TakesAllOrNamesTheFault) {
   };
   for (const auto& [right, odd, named] : kCases) {
     const std::string error = importModel({{right}, {"/New"}, {good, odd}}, true);
-    EXPECT_NE(error.find(named), std::string::npos) << error;
+    EXPECT_TRUE(contains(error, named));
   }
   CCds cds;
   EXPECT_EQ(text(cds, "/Kept"), "1");

@@ -123,28 +123,28 @@ TEST_F(Logs, TheOldestGoWhenALogIsFullAndTheMarkStays) {
 
 TEST_F(Logs, TheGroupMayWriteThemWhateverTheUmask) {
   const auto modes = [&] {
-    std::string text;
+    std::vector<mode_t> found;
     for (const char* suffix : {"", "-wal", "-shm"}) {
       struct stat status {};
       stat((file() + suffix).c_str(), &status);
-      text += std::to_string(status.st_mode >> 6 & 7) + std::to_string(status.st_mode >> 3 & 7) +
-              std::to_string(status.st_mode & 7) + " ";
+      found.push_back(status.st_mode & 0777U);
     }
-    return text;
+    return found;
   };
+  const std::vector<mode_t> wanted(3, 0660);
   const mode_t before = umask(0);
   for (const mode_t mask : {077U, 022U}) {
     umask(mask);
     fs::remove(file());
     CLog log;
     EXPECT_EQ(openWriter(log) + fill(log), 0);
-    EXPECT_EQ(modes(), "660 660 660 ");
+    EXPECT_EQ(modes(), wanted);
     for (const char* suffix : {"", "-wal", "-shm"}) {
       chmod((file() + suffix).c_str(), 0640);
     }
     CLog another;
     EXPECT_EQ(openWriter(another) + fill(another), 0);
-    EXPECT_EQ(modes(), "660 660 660 ") << "one from before";
+    EXPECT_EQ(modes(), wanted) << "one from before";
   }
   umask(before);
 }
@@ -232,7 +232,7 @@ TYPED_TEST(DamagedLogs, FailAtOnceUnlessTheyAreOnlyBusy) {
   SQLite::Database other(this->file(), SQLite::OPEN_READWRITE);
   other.exec("PRAGMA user_version=3");
   EXPECT_EQ(this->openReader(log), toolkit::LOG_FOREIGN);
-  EXPECT_NE(log.last_error().find("schema version 3 and not "), std::string::npos);
+  EXPECT_TRUE(contains(log.last_error(), "schema version 3 and not "));
   other.exec("PRAGMA user_version=1; PRAGMA application_id=7");
   EXPECT_EQ(this->openReader(log), toolkit::LOG_FOREIGN);
   other.exec("PRAGMA user_version=1; PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE");

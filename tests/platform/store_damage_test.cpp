@@ -46,9 +46,9 @@ class StoreDamage : public StoreTest {
     ASSERT_EQ(action(transaction, handle), 0);
     ASSERT_EQ(mdb_txn_commit(transaction), 0);
   }
-  void expectTold(const std::string& what) const { expectTold(persistentFile(), what); }
+  void expectError(const std::string& what) const { expectError(persistentFile(), what); }
   // Expects a client to be told of the file.
-  static void expectTold(const fs::path& file, const std::string& what) {
+  static void expectError(const fs::path& file, const std::string& what) {
     CCds cds;
     EXPECT_FALSE(cds.is_open());
     EXPECT_NE(cds.init(), 0);
@@ -60,11 +60,11 @@ class StoreDamage : public StoreTest {
 
 TEST_F(StoreDamage, Missing) {
   fs::remove(persistentFile());
-  expectTold("import a model with 'devctl store import'");
+  expectError("import a model with 'devctl store import'");
   std::ofstream(persistentFile()).close();
-  expectTold("no data store in the folder");
+  expectError("no data store in the folder");
   fs::remove_all(folder() / "state");
-  expectTold("no data store in the folder");
+  expectError("no data store in the folder");
   EXPECT_FALSE(fs::exists(folder() / "state")) << "a client makes no store";
 }
 
@@ -72,22 +72,22 @@ TEST_F(StoreDamage, Rubbish) {
   for (const fs::path& file : {liveFile(), persistentFile()}) {
     for (const std::string& bytes : {std::string("{}"), std::string(100000, 'x')}) {
       std::ofstream(file) << bytes;
-      expectTold(file, "is damaged or is not a data store");
+      expectError(file, "is damaged or is not a data store");
     }
     fs::remove(file);
   }
   fs::create_directory(persistentFile());
-  expectTold("cannot open");
+  expectError("cannot open");
 }
 
 TEST_F(StoreDamage, Truncated) {
   const auto size = fs::file_size(persistentFile());
   for (const auto left : {size - 1, size / 2, std::uintmax_t{8192}, std::uintmax_t{5000}}) {
     fs::resize_file(persistentFile(), left);
-    expectTold("truncated");
+    expectError("truncated");
   }
   fs::resize_file(persistentFile(), 100);
-  expectTold("is damaged");
+  expectError("is damaged");
 }
 
 TEST_F(StoreDamage, AFileThatEndsBeforeFreePagesIsSound) {
@@ -116,7 +116,7 @@ TEST_F(StoreDamage, OtherVersionOfTheLibrary) {
     file.seekp(page + 16 + 4).write("\x63\0\0\0", 4);
   }
   file.close();
-  expectTold("another version of the database library");
+  expectError("another version of the database library");
 }
 
 TEST_F(StoreDamage, OtherVersionOfTheFormat) {
@@ -126,7 +126,7 @@ TEST_F(StoreDamage, OtherVersionOfTheFormat) {
     transaction.put(Table::kMeta, toolkit::store::kVersionKey, "2");
     ASSERT_EQ(transaction.commit(), 0);
   }
-  expectTold("format version 2, this program knows version 1");
+  expectError("format version 2, this program knows version 1");
 }
 
 TEST_F(StoreDamage, ADatabaseOfSomethingElse) {
@@ -135,7 +135,7 @@ TEST_F(StoreDamage, ADatabaseOfSomethingElse) {
     MDB_val text = {4, const_cast<char*>("meta")};
     return mdb_put(transaction, table, &text, &text, 0);
   });
-  expectTold("is not a data store");
+  expectError("is not a data store");
   EXPECT_NE(toolkit::admin::importModel({}, true), "") << "nor is it taken over";
 }
 
@@ -156,7 +156,7 @@ TEST_F(StoreDamage, NoPermission) {
   }
   const auto asNobody = [this] {
     const bool became = setgroups(0, nullptr) == 0 && setgid(kNobody) == 0 && setuid(kNobody) == 0;
-    expectTold("no permission to open");
+    expectError("no permission to open");
     return !became || HasFailure() ? 1 : 0;
   };
   EXPECT_EQ(ChildProcess(asNobody).wait(), 0) << "none to the lock file";

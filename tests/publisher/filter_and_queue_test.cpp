@@ -91,39 +91,40 @@ TEST(RecordQueue, GivesEachRecordOnceInOrderAndDropsTheOldestThatIsNotOnItsWay) 
       queue.add({wspub::Value{}, ++added});
     }
   };
-  // "first number, lost: records"
+  // Number of the first record, how many are lost, and the records.
+  using Sent = std::tuple<std::uint64_t, std::uint64_t, std::vector<std::uint64_t>>;
   const auto next = [&](std::size_t limit) {
     const wspub::Batch batch = queue.begin(limit);
-    std::string text = std::to_string(batch.sequence) + ", " + std::to_string(batch.lost) + ":";
+    Sent sent = {batch.sequence, batch.lost, {}};
     for (const auto* record : batch.records) {
-      text += " " + std::to_string(record->streamNumber);
+      std::get<2>(sent).push_back(record->streamNumber);
     }
-    return text;
+    return sent;
   };
   add(5);
-  EXPECT_EQ(next(2), "1, 0: 1 2");
+  EXPECT_EQ(next(2), (Sent{1, 0, {1, 2}}));
   EXPECT_EQ(queue.accepted(), 2U);
-  EXPECT_EQ(next(9), "3, 0: 3 4 5");
+  EXPECT_EQ(next(9), (Sent{3, 0, {3, 4, 5}}));
   queue.refused();
   add(1);
-  EXPECT_EQ(next(9), "3, 0: 3 4 5 6");
+  EXPECT_EQ(next(9), (Sent{3, 0, {3, 4, 5, 6}}));
   EXPECT_EQ(queue.accepted(), 6U);
   EXPECT_TRUE(queue.isEmpty());
 
   add(8);
-  EXPECT_EQ(next(2), "10, 3: 10 11");
+  EXPECT_EQ(next(2), (Sent{10, 3, {10, 11}}));
   add(3);  // 12, 13 and 14 go
   queue.refused();
-  EXPECT_EQ(next(9), "10, 3: 10 11");
+  EXPECT_EQ(next(9), (Sent{10, 3, {10, 11}}));
   queue.accepted();
-  EXPECT_EQ(next(9), "15, 3: 15 16 17");
+  EXPECT_EQ(next(9), (Sent{15, 3, {15, 16, 17}}));
   queue.accepted();
   add(5);
-  EXPECT_EQ(next(9), "18, 0: 18 19 20 21 22");
+  EXPECT_EQ(next(9), (Sent{18, 0, {18, 19, 20, 21, 22}}));
   add(1);  // no room at all
   queue.accepted();
   add(1);
-  EXPECT_EQ(next(9), "24, 1: 24");
+  EXPECT_EQ(next(9), (Sent{24, 1, {24}}));
 }
 
 using SubscriptionsTest = PublisherTest;

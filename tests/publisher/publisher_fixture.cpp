@@ -10,7 +10,7 @@ using toolkit::CElement;
 namespace {
 
 constexpr const char* kPublisher = "/Software/Data Servers/WS-Publisher";
-// Its point stands behind all others in the order in which points are read.
+// Its point stands after all others in the order in which points are read.
 const std::string kMark = "/Z = ";
 
 }  // namespace

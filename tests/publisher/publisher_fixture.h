@@ -34,7 +34,7 @@ class PublisherTest : public StoreTest {
   // Counts a change among the subscriptions.
   void count();
 
-  // Starts wspub with short times; `more` comes behind its arguments.
+  // Starts wspub with short times; `more` comes after its arguments.
   void start(const std::vector<std::string>& more = {});
   // Ends it: its exit status.
   int stop(int signal);

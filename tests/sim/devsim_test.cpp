@@ -107,8 +107,8 @@ TEST_F(Devsim, LeavesMissingPointsAlone) {
 
 TEST_F(Devsim, MakesHistoryAndEnds) {
   ASSERT_EQ(run(DEVSIM, {"--history=1", "--logs", folder()}).status, 0);
-  EXPECT_NE(expectSuccess({"trends", "list", file("interval-trends.db")}).find("/Feeder1/Branch1"),
-            std::string::npos);
+  EXPECT_TRUE(
+      contains(expectSuccess({"trends", "list", file("interval-trends.db")}), "/Feeder1/Branch1"));
   for (const std::vector<std::string>& bad :
        {std::vector<std::string>{"--history=1"}, {"--logs", folder()}}) {
     EXPECT_EQ(run(DEVSIM, bad).status, 1) << "one needs the other";

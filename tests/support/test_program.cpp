@@ -53,6 +53,11 @@ std::string contentsOf(const fs::path& file) {
   return text.str();
 }
 
+testing::AssertionResult contains(const std::string& text, const std::string& part) {
+  return testing::AssertionResult(text.find(part) != std::string::npos)
+         << "\"" << part << "\" in: " << text.substr(0, 4000);
+}
+
 pid_t startProcess(const fs::path& folder, const std::string& program,
                    const std::vector<std::string>& arguments,
                    const std::function<void()>& prepare) {

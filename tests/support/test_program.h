@@ -1,6 +1,7 @@
 // Programs run as processes, and the folders they work in.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
 #include <filesystem>
@@ -50,6 +51,9 @@ struct Outcome {
 bool await(const std::function<bool()>& condition);
 
 std::string contentsOf(const std::filesystem::path& file);
+
+// Whether a text has the part; the result shows both.
+testing::AssertionResult contains(const std::string& text, const std::string& part);
 
 // Starts a program whose output goes to the files "out" and "err" of the folder. `prepare` runs in
 // the child before it.

@@ -61,8 +61,10 @@ TEST_F(WireTypes, ATextIsAlwaysOneThatXmlCanCarry) {
       {"\xC3", bad},
       {"\xE6\xBC<", bad + bad + "&lt;"},
       {"\xC0\xAF\xF5\x80", bad + bad + bad + bad},
-      {"\xED\xA0\x80", bad + bad + bad},
-      {"\xEF\xBF\xBE\xEF\xBF\xBD", bad + bad + bad + bad}};
+      {"\xE0\x80\xAF", bad + bad + bad},
+      {"\xED\xA0\x80\xF4\x90\x80\x80", bad + bad + bad + bad + bad + bad + bad},
+      {"\xEF\xBF\xBE\xEF\xBF\xBD", bad + bad + bad + bad},
+      {"\xEF\xBF\xBF(", bad + bad + bad + "("}};
   for (const auto& [text, expected] : kCases) {
     nsvk__getDeviceTreeResponse reply;
     reply.result = text;

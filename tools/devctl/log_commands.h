@@ -19,10 +19,10 @@ void succeed(const Log& log, int result) {
   }
 }
 
-// Place `number` (from 1) of the input is wrong.
-[[noreturn]] inline void fail(const std::string& file, const char* place, std::size_t number,
+// The line, snapshot or other unit `number` (from 1) of the input is wrong.
+[[noreturn]] inline void fail(const std::string& file, const char* unit, std::size_t number,
                               const std::string& error) {
-  throw Failure(file + ": " + place + " " + std::to_string(number) + ": " + error);
+  throw Failure(file + ": " + unit + " " + std::to_string(number) + ": " + error);
 }
 
 // To be called when there is no more input.
@@ -42,21 +42,21 @@ std::int64_t removeLastTime(Rows& rows, const TimeOf& timeOf) {
   return last;
 }
 
-// Takes the first `most` rows that fetch(time, limit) gives, in an order of time, to `take`: a page
+// Takes the first `max` rows that fetch(time, limit) gives, in an order of time, to `take`: a page
 // at a time, so that a long log need not fit into memory. `time` is where the rows begin, if
 // anywhere. A page ends where the time changes: the next one begins with a time, and no row is
 // left out or comes twice when a writer adds and removes some meanwhile.
 template <typename Fetch, typename TimeOf, typename Take>
-void inPages(std::uint64_t most, const Fetch& fetch, const TimeOf& timeOf, const Take& take) {
+void inPages(std::uint64_t max, const Fetch& fetch, const TimeOf& timeOf, const Take& take) {
   constexpr std::uint64_t kPage = 1000;
-  constexpr std::uint64_t kLongest = std::numeric_limits<unsigned>::max();
+  constexpr std::uint64_t kMaxPage = std::numeric_limits<unsigned>::max();
   std::optional<std::int64_t> time;
   std::uint64_t page = kPage;
   bool more = true;
-  while (more && most > 0) {
-    const std::uint64_t limit = std::min({page, most, kLongest});
+  while (more && max > 0) {
+    const std::uint64_t limit = std::min({page, max, kMaxPage});
     auto rows = fetch(time, static_cast<unsigned>(limit));
-    more = rows.size() == limit && limit < most;
+    more = rows.size() == limit && limit < max;
     if (more) {
       const std::int64_t last = removeLastTime(rows, timeOf);
       page = rows.empty() ? page * 2 : kPage;
@@ -65,7 +65,7 @@ void inPages(std::uint64_t most, const Fetch& fetch, const TimeOf& timeOf, const
     for (const auto& row : rows) {
       take(row);
     }
-    most -= rows.size();
+    max -= rows.size();
   }
 }
 

@@ -47,8 +47,8 @@ struct Known {
 
   std::set<std::uint32_t> periods;
   std::map<std::string, std::map<std::string, std::size_t>>
-      params;                                              // of a device, with their places
-  std::map<std::string, std::vector<std::size_t>> places;  // of a device's data, in their order
+      params;                                               // of a device, with their indices
+  std::map<std::string, std::vector<std::size_t>> indices;  // of a device's data, in their order
 };
 
 void Known::add(const std::vector<CPeriodProperties>& more) {
@@ -60,7 +60,7 @@ void Known::add(const std::vector<CPeriodProperties>& more) {
 void Known::add(const std::vector<CDeviceParams>& more) {
   for (const CDeviceParams& device : more) {
     auto& present = params[device.device.path];
-    auto& order = places[device.device.path];
+    auto& order = indices[device.device.path];
     if (!device.params.empty()) {
       order.clear();
     }
@@ -70,11 +70,11 @@ void Known::add(const std::vector<CDeviceParams>& more) {
   }
 }
 
-// Brings the snapshot's data into the order of the places.
-std::string place(const Known& known, CEntry& entry) {
+// Brings the snapshot's data into the order of the parameters.
+std::string sortByIndex(const Known& known, CEntry& entry) {
   CSnapshot& snapshot = entry.snapshot;
-  const auto device = known.places.find(entry.device);
-  if (device == known.places.end()) {
+  const auto device = known.indices.find(entry.device);
+  if (device == known.indices.end()) {
     return "there is no device " + inQuotes(entry.device);
   }
   if (!known.periods.contains(snapshot.period)) {
@@ -85,12 +85,12 @@ std::string place(const Known& known, CEntry& entry) {
     return "data of " + std::to_string(snapshot.data.size()) + " parameters, and " +
            inQuotes(entry.device) + " has " + std::to_string(order.size());
   }
-  std::vector<CSample> placed;
+  std::vector<CSample> sorted;
   for (std::size_t i = 0; i < snapshot.data.size(); ++i) {
-    placed.resize(std::max(placed.size(), order[i] + 1));
-    placed[order[i]] = snapshot.data[i];
+    sorted.resize(std::max(sorted.size(), order[i] + 1));
+    sorted[order[i]] = snapshot.data[i];
   }
-  snapshot.data = std::move(placed);
+  snapshot.data = std::move(sorted);
   return {};
 }
 
@@ -118,7 +118,7 @@ void append(const std::string& file) {
   known.add(trends.periods);
   known.add(trends.devices);
   for (std::size_t i = 0; i < trends.entries.size(); ++i) {
-    const std::string error = place(known, trends.entries[i]);
+    const std::string error = sortByIndex(known, trends.entries[i]);
     if (!error.empty()) {
       log_commands::fail(file, "snapshot", i + 1, error);
     }

@@ -65,7 +65,7 @@ std::string toReal(const json& value, CElement& element) {
   return {};
 }
 
-// Seconds with at most six digits behind a point, to the last microsecond.
+// Seconds with at most six digits after a point, to the last microsecond.
 bool timeOfText(const std::string& text, timeval& time) {
   const std::size_t point = text.find('.');
   const std::string whole = text.substr(0, point);

@@ -13,7 +13,7 @@ namespace wspub {
 
 class Backoff {
  public:
-  static constexpr std::chrono::milliseconds kLongest{60000};
+  static constexpr std::chrono::milliseconds kMaxDelay{60000};
 
   explicit Backoff(std::chrono::milliseconds first) : first_(first), next_(first) {}
 
@@ -23,7 +23,7 @@ class Backoff {
   void fail(Clock::time_point now) {
     std::uniform_int_distribution<std::int64_t> more(0, next_.count() / 10);
     until_ = now + next_ + std::chrono::milliseconds(more(chance_));
-    next_ = std::min(next_ * 2, std::max(first_, kLongest));
+    next_ = std::min(next_ * 2, std::max(first_, kMaxDelay));
   }
   void succeed() { next_ = first_; }
 

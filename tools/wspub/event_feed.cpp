@@ -93,14 +93,14 @@ std::string clientPath(const CPath& leaf) {
 
 bool EventFeed::look(std::map<std::string, Subscription>& subscriptions) {
   // As a rule all have seen the same.
-  std::map<std::uint64_t, std::vector<Subscription*>> places;
+  std::map<std::uint64_t, std::vector<Subscription*>> byEventsSeen;
   for (auto& [id, subscription] : subscriptions) {
-    places[subscription.eventsSeen].push_back(&subscription);
+    byEventsSeen[subscription.eventsSeen].push_back(&subscription);
   }
-  for (const auto& [place, those] : places) {
+  for (const auto& [eventsSeen, those] : byEventsSeen) {
     Entries entries;
     toolkit::CEventStream::Missed missed;
-    if (stream_.read(place, entries, missed) != 0) {
+    if (stream_.read(eventsSeen, entries, missed) != 0) {
       return false;
     }
     for (Subscription* const subscription : those) {

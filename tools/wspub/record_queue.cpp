@@ -30,13 +30,13 @@ Batch RecordQueue::begin(std::size_t limit) {
 }
 
 std::uint64_t RecordQueue::accepted() {
-  std::uint64_t place = 0;
+  std::uint64_t newest = 0;
   for (; sending_ > 0; --sending_) {
-    place = std::max(place, records_.front().record.streamNumber);
+    newest = std::max(newest, records_.front().record.streamNumber);
     lastAccepted_ = records_.front().number;
     records_.pop_front();
   }
-  return place;
+  return newest;
 }
 
 }  // namespace wspub

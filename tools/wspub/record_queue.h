@@ -1,4 +1,4 @@
-// RecordQueue: what one subscriber is still to be told, in order, each record with its number.
+// RecordQueue: what one subscriber is still to be sent, in order, each record with its number.
 //
 // Numbers count from 1 and are never used twice. A full queue drops its oldest record, but none of
 // a message that is on its way. Pure: knows neither store nor network.
@@ -33,8 +33,8 @@ class RecordQueue {
   // At most `limit` records with consecutive numbers: they are on their way until accepted() or
   // refused() is called. Not on an empty queue.
   Batch begin(std::size_t limit);
-  // Forgets the records on their way. Returns the highest place in the stream of events among
-  // them, 0 without events.
+  // Forgets the records on their way. Returns the highest number in the stream of events
+  // among them, 0 without events.
   std::uint64_t accepted();
   // They wait for the next begin().
   void refused() { sending_ = 0; }

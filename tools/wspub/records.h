@@ -35,7 +35,7 @@ struct Event {
 
 struct Record {
   std::variant<Value, Event> content;
-  std::uint64_t streamNumber = 0;  // place in the stream of events; 0: a value of a point
+  std::uint64_t streamNumber = 0;  // in the stream of events; 0: a value of a point
 };
 
 }  // namespace wspub

@@ -65,7 +65,7 @@ class Subscription {
   std::map<std::string, Point> points;
   RecordQueue queue;
   Backoff backoff;
-  std::uint64_t eventsSeen = 0;    // place in the stream of events
+  std::uint64_t eventsSeen = 0;    // number of the last one in their stream
   std::uint64_t streamAtLoad = 0;  // up to here, events before eventsSince() are left out
   bool isReachable = true;         // its address can be used
 

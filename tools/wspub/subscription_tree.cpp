@@ -1,5 +1,6 @@
 #include "subscription_tree.h"
 
+#include "toolkit/leaf_reader.h"
 #include "toolkit/sw_info.h"
 #include "toolkit/time.h"
 #include "toolkit/trees.h"
@@ -7,6 +8,7 @@
 namespace wspub {
 
 using toolkit::CElement;
+using toolkit::CLeafReader;
 using toolkit::CPath;
 
 namespace {
@@ -23,6 +25,16 @@ std::string pointNode(const std::string& id, const std::string& name) {
   node += "/RTNodes/";
   node += name;
   return node;
+}
+
+// A leaf that is missing has no value.
+CElement elementOf(const CLeafReader& leaves, CLeafReader::Handle leaf) {
+  const CElement* const found = leaves.element(leaf);
+  return found != nullptr ? *found : CElement();
+}
+
+bool hasValue(const CElement& element) {
+  return element.type() != DATA_NONE;
 }
 
 // No names for a node that is not there; false when the store failed.
@@ -53,26 +65,32 @@ bool SubscriptionTree::ids(std::vector<std::string>& ids) {
 
 bool SubscriptionTree::terms(const std::string& id, std::optional<Terms>& terms) {
   const std::string base = baseOf(id);
-  std::vector<CElement> leaves;
   terms.reset();
-  if (!read({base + "/ReplyURI", base + "/LeaseDuration", base + "/LogSinceTime",
-             base + "/LogOptions", base + "/RTNodeCount", base + "/LastEvent"},
-            leaves)) {
+  CLeafReader leaves;
+  const auto replyUri = leaves.add(base + "/ReplyURI");
+  const auto leaseDuration = leaves.add(base + "/LeaseDuration");
+  const auto logSinceTime = leaves.add(base + "/LogSinceTime");
+  const auto logOptions = leaves.add(base + "/LogOptions");
+  const auto nodeCount = leaves.add(base + "/RTNodeCount");
+  const auto lastEvent = leaves.add(base + "/LastEvent");
+  if (!leaves.read(cds_)) {
     return false;
   }
-  if (leaves[0].type() == DATA_NONE || leaves[4].type() == DATA_NONE) {
+  Terms found{.replyUri = elementOf(leaves, replyUri),
+              .leaseDuration = elementOf(leaves, leaseDuration),
+              .logSinceTime = elementOf(leaves, logSinceTime),
+              .logOptions = elementOf(leaves, logOptions),
+              .nodeCount = elementOf(leaves, nodeCount),
+              .lastEvent = std::nullopt,
+              .user = {}};
+  if (!hasValue(found.replyUri) || !hasValue(found.nodeCount)) {
     return true;
   }
-  terms = {leaves[0],
-           leaves[1],
-           leaves[2],
-           leaves[3],
-           leaves[4],
-           std::nullopt,
-           userOf(base + "/ReplyURI")};
-  if (leaves[5].type() != DATA_NONE) {
-    terms->lastEvent = static_cast<std::uint64_t>(leaves[5].to_int64());
+  if (const CElement last = elementOf(leaves, lastEvent); hasValue(last)) {
+    found.lastEvent = static_cast<std::uint64_t>(last.to_int64());
   }
+  found.user = userOf(base + "/ReplyURI");
+  terms = std::move(found);
   return true;
 }
 
@@ -81,30 +99,42 @@ bool SubscriptionTree::points(const std::string& id, std::map<std::string, Point
   if (!childNames(cds_, baseOf(id) + "/RTNodes", names)) {
     return false;
   }
-  std::vector<CPath> paths;
-  paths.reserve(2 * names.size());
+  struct PointLeaves {
+    CLeafReader::Handle freshness;
+    CLeafReader::Handle deadband;
+  };
+  CLeafReader leaves;
+  std::map<std::string, PointLeaves> found;
   for (const std::string& name : names) {
     const std::string node = pointNode(id, name);
-    paths.emplace_back(node + "/RqstdFreshness");
-    paths.emplace_back(node + "/Deadband");
+    found[name] = {leaves.add(node + "/RqstdFreshness"), leaves.add(node + "/Deadband")};
   }
-  std::vector<CElement> leaves;
-  if (!read(paths, leaves)) {
+  if (!leaves.read(cds_)) {
     return false;
   }
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    points[names[i]] = {leaves[2 * i].to_int(), leaves[2 * i + 1].to_double(),
-                        userOf(paths[2 * i + 1].str())};
+  for (const auto& [name, point] : found) {
+    points[name] = {elementOf(leaves, point.freshness).to_int(),
+                    elementOf(leaves, point.deadband).to_double(),
+                    userOf(pointNode(id, name) + "/Deadband")};
   }
   return true;
 }
 
-bool SubscriptionTree::marks(const std::vector<std::string>& ids, std::vector<CElement>& marks) {
-  std::vector<CPath> paths = {toolkit::kSubscriptionCounter};
+bool SubscriptionTree::marks(const std::vector<std::string>& ids, Marks& marks) {
+  CLeafReader leaves;
+  const auto counter = leaves.add(toolkit::kSubscriptionCounter);
+  std::map<std::string, CLeafReader::Handle> nodeCounts;
   for (const std::string& id : ids) {
-    paths.emplace_back(baseOf(id) + "/RTNodeCount");
+    nodeCounts[id] = leaves.add(baseOf(id) + "/RTNodeCount");
   }
-  return read(paths, marks);
+  if (!leaves.read(cds_)) {
+    return false;
+  }
+  marks.counter = elementOf(leaves, counter);
+  for (const auto& [id, nodeCount] : nodeCounts) {
+    marks.nodeCounts[id] = elementOf(leaves, nodeCount);
+  }
+  return true;
 }
 
 bool SubscriptionTree::removeLapsed(const std::string& id, const Terms& terms) {
@@ -120,38 +150,37 @@ bool SubscriptionTree::removeLapsed(const std::string& id, const Terms& terms) {
 
 void SubscriptionTree::removeLeftover(const std::string& id) {
   const std::string base = baseOf(id);
-  const std::vector<CPath> paths = {base + "/ReplyURI", base + "/RTNodeCount", base + "/LastEvent"};
-  std::vector<CElement> leaves;
-  if (!read(paths, leaves) || leaves[0].type() != DATA_NONE) {
+  CLeafReader leaves;
+  const auto replyUri = leaves.add(base + "/ReplyURI");
+  const auto nodeCount = leaves.add(base + "/RTNodeCount");
+  const auto lastEvent = leaves.add(base + "/LastEvent");
+  if (!leaves.read(cds_) || hasValue(elementOf(leaves, replyUri))) {
     return;
   }
-  const std::size_t newest = leaves[1].type() != DATA_NONE ? 1 : 2;
-  const timeval written = leaves[newest].time();
-  if (leaves[newest].type() != DATA_NONE &&
-      qel_UTCtime64() - qel_UNIXtoQELtime64(&written) > kLeftoverAge) {
+  const bool hasCount = hasValue(elementOf(leaves, nodeCount));
+  const CElement newest = elementOf(leaves, hasCount ? nodeCount : lastEvent);
+  const timeval written = newest.time();
+  if (hasValue(newest) && qel_UTCtime64() - qel_UNIXtoQELtime64(&written) > kLeftoverAge) {
     api_status_t status = API_NONE;
-    cds_.remove_node_if(base, paths[newest], leaves[newest], status, kSource);
+    cds_.remove_node_if(base, base + (hasCount ? "/RTNodeCount" : "/LastEvent"), newest, status,
+                        kSource);
   }
 }
 
 void SubscriptionTree::noteLastEvent(const std::string& id, const Terms& terms,
                                      std::uint64_t number) {
   const std::string base = baseOf(id);
-  std::vector<CElement> leaves;
-  if (!read({base + "/ReplyURI", base + "/RTNodeCount"}, leaves) ||
-      !(leaves[0] == terms.replyUri) || leaves[1].type() == DATA_NONE) {
+  CLeafReader leaves;
+  const auto replyUri = leaves.add(base + "/ReplyURI");
+  const auto nodeCount = leaves.add(base + "/RTNodeCount");
+  if (!leaves.read(cds_) || !(elementOf(leaves, replyUri) == terms.replyUri) ||
+      !hasValue(elementOf(leaves, nodeCount))) {
     return;
   }
   CElement element(static_cast<std::int64_t>(number));
   element.set_time(qel_now());
   api_status_t status = API_NONE;
   cds_.set_leaf(base + "/LastEvent", element, status, PCD_FALSE, kSource);
-}
-
-bool SubscriptionTree::read(const std::vector<CPath>& paths, std::vector<CElement>& elements) {
-  std::vector<api_status_t> statuses;
-  std::vector<element_property_t> sources;
-  return cds_.get_leaves(paths, statuses, elements, sources) == 0;
 }
 
 std::string SubscriptionTree::userOf(const std::string& leaf) {

@@ -36,6 +36,12 @@ struct PointTerms {
   std::string user;  // who entered it
 };
 
+// What every change of the tree rewrites.
+struct Marks {
+  toolkit::CElement counter;
+  std::map<std::string, toolkit::CElement> nodeCounts;  // by the subscription's id
+};
+
 class SubscriptionTree {
  public:
   // `cds` must outlive this object.
@@ -48,9 +54,8 @@ class SubscriptionTree {
   // By the name of the point's node.
   bool points(const std::string& id, std::map<std::string, PointTerms>& points);
 
-  // The counter, and of each subscription the element that every update rewrites. In one
-  // transaction.
-  bool marks(const std::vector<std::string>& ids, std::vector<toolkit::CElement>& marks);
+  // In one transaction.
+  bool marks(const std::vector<std::string>& ids, Marks& marks);
 
   // Removes a subscription unless it was renewed since `terms` were read. True when it is gone.
   bool removeLapsed(const std::string& id, const Terms& terms);
@@ -60,7 +65,6 @@ class SubscriptionTree {
   void noteLastEvent(const std::string& id, const Terms& terms, std::uint64_t number);
 
  private:
-  bool read(const std::vector<toolkit::CPath>& paths, std::vector<toolkit::CElement>& elements);
   std::string userOf(const std::string& leaf);
 
   toolkit::CCds& cds_;

@@ -20,7 +20,7 @@ std::vector<std::string> Subscriptions::refresh(Clock::time_point now) {
   }
   std::vector<std::string> inStore;
   if (!tree_.ids(inStore)) {
-    marks_.clear();
+    counter_.reset();
   }
   std::set<std::string> ids(inStore.begin(), inStore.end());
   for (const auto& [id, subscription] : subscriptions_) {
@@ -39,23 +39,22 @@ bool Subscriptions::hasChanged() {
   for (const auto& [id, subscription] : subscriptions_) {
     ids.push_back(id);
   }
-  std::vector<toolkit::CElement> marks;
+  Marks marks;
   if (!tree_.marks(ids, marks)) {
     return false;
   }
-  bool changed = marks_.empty() || !(marks.front() == marks_.front());
-  std::size_t i = 1;
+  bool changed = !counter_ || !(marks.counter == *counter_);
   for (const auto& [id, subscription] : subscriptions_) {
-    changed = changed || !(marks[i++] == subscription.terms.nodeCount);
+    changed = changed || !(marks.nodeCounts.at(id) == subscription.terms.nodeCount);
   }
-  marks_.assign(1, marks.front());
+  counter_ = marks.counter;
   return changed;
 }
 
 bool Subscriptions::reload(const std::string& id, Clock::time_point now) {
   std::optional<Terms> terms;
   if (!tree_.terms(id, terms)) {
-    marks_.clear();  // so that the next refresh asks again
+    counter_.reset();  // so that the next refresh asks again
     return false;
   }
   Subscription* const known = find(id);
@@ -65,7 +64,7 @@ bool Subscriptions::reload(const std::string& id, Clock::time_point now) {
   }
   if (terms) {
     if (!load(id, *terms, now)) {
-      marks_.clear();
+      counter_.reset();
     }
   } else {
     tree_.removeLeftover(id);
@@ -83,9 +82,9 @@ bool Subscriptions::load(const std::string& id, const Terms& terms, Clock::time_
   if (!samePoints && !tree_.points(id, points)) {
     return false;
   }
-  const auto [place, isNew] =
+  const auto [entry, isNew] =
       subscriptions_.try_emplace(id, id, options_.queueBound, options_.firstBackoff);
-  Subscription& subscription = place->second;
+  Subscription& subscription = entry->second;
   subscription.apply(terms, now);
   if (isNew) {
     if (terms.lastEvent) {

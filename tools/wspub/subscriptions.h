@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,7 +47,7 @@ class Subscriptions {
   toolkit::CSysLog& log_;
   Options options_;
   std::map<std::string, Subscription> subscriptions_;
-  std::vector<toolkit::CElement> marks_;  // at the last reload: the counter, then one each
+  std::optional<toolkit::CElement> counter_;  // at the last reload; none: reload in any case
 };
 
 }  // namespace wspub

@@ -11,7 +11,7 @@ constexpr std::size_t kMaxCaller = 64;           // bytes of REMOTE_USER and REM
 constexpr std::size_t kMaxAcceptLanguage = 256;  // bytes
 constexpr int kIPv4 = 2;
 
-std::shared_ptr<std::locale> addConnection(global_data_t* glptr, const std::string& address,
+std::shared_ptr<std::locale> addConnection(_global_data_t* glptr, const std::string& address,
                                            const std::string& user, bool https,
                                            const char* acceptLanguage) {
   sockaddr_storage socketAddress = {};
@@ -43,7 +43,7 @@ std::shared_ptr<std::locale> addConnection(global_data_t* glptr, const std::stri
 
 }  // namespace
 
-void AddUpdateConnectionMap(global_data_t* glptr, const char* remoteAddr, const char* remoteUser,
+void AddUpdateConnectionMap(_global_data_t* glptr, const char* remoteAddr, const char* remoteUser,
                             bool https, const char* acceptLanguage) {
   std::shared_ptr<std::locale> locale;
   if (glptr->connxns->FindUpdateConnxn(remoteAddr, nullptr) == 0) {
@@ -54,7 +54,7 @@ void AddUpdateConnectionMap(global_data_t* glptr, const char* remoteAddr, const 
   }
 }
 
-void recordCaller(global_data_t& global) {
+void recordCaller(_global_data_t& global) {
   const Caller& caller = global.caller;
   const std::string address = caller.address.value_or("").substr(0, kMaxCaller);
   const std::string user = caller.user.value_or("").substr(0, kMaxCaller);

@@ -5,8 +5,8 @@
 
 // Records the client and sets the locale of the request: the one that its Accept-Language asks for
 // on its first request, en_US.UTF-8 on later ones.
-void AddUpdateConnectionMap(global_data_t* glptr, const char* remoteAddr, const char* remoteUser,
+void AddUpdateConnectionMap(_global_data_t* glptr, const char* remoteAddr, const char* remoteUser,
                             bool https, const char* acceptLanguage);
 
 // The same for the caller of the request being served. Long texts are cut.
-void recordCaller(global_data_t& global);
+void recordCaller(_global_data_t& global);

@@ -51,7 +51,7 @@ bool readSize(const char* word, const char* name, int unit, std::int32_t& size) 
 }
 
 // Trailing characters are accepted as they stand: "50x" is 50.
-bool readMaxRecords(const char* word, global_data_t& global) {
+bool readMaxRecords(const char* word, _global_data_t& global) {
   char* end = nullptr;
   const long value = std::strtol(word, &end, 10);
   if (end == word || value < 0) {
@@ -61,20 +61,20 @@ bool readMaxRecords(const char* word, global_data_t& global) {
   return true;
 }
 
-bool readPageSize(const char* word, global_data_t& global) {
+bool readPageSize(const char* word, _global_data_t& global) {
   return readSize(word, "page size", 1, global.pageSize);
 }
 
-bool readCacheSize(const char* word, global_data_t& global) {
+bool readCacheSize(const char* word, _global_data_t& global) {
   return readSize(word, "cache size", kBytesPerKilobyte, global.cacheSize);
 }
 
-bool readHeapLimit(const char* word, global_data_t& global) {
+bool readHeapLimit(const char* word, _global_data_t& global) {
   return readSize(word, "heap limit", kBytesPerKilobyte, global.heapLimit);
 }
 
 // errno is left as earlier words set it: a number that overflowed before makes this one fail too.
-bool readLogLevel(const char* word, global_data_t& global) {
+bool readLogLevel(const char* word, _global_data_t& global) {
   char* end = nullptr;
   const long value = std::strtol(word, &end, 10);
   if (errno != 0 || *end != '\0') {
@@ -86,14 +86,14 @@ bool readLogLevel(const char* word, global_data_t& global) {
 }
 
 template <std::string _global_data_t::*member>
-bool readText(const char* word, global_data_t& global) {
+bool readText(const char* word, _global_data_t& global) {
   global.*member = word;
   return true;
 }
 
 struct ValueOption {
   std::string_view word;
-  bool (*read)(const char* value, global_data_t& global);
+  bool (*read)(const char* value, _global_data_t& global);
 };
 
 constexpr std::array<ValueOption, 10> kValueOptions = {{
@@ -133,7 +133,7 @@ CommandLine failWithUsage() {
 
 }  // namespace
 
-CommandLine parseCommandLine(int argc, char** argv, global_data_t& global) {
+CommandLine parseCommandLine(int argc, char** argv, _global_data_t& global) {
   CommandLine result;
   bool unknownWord = false;
   errno = 0;  // what opening the store left behind says nothing about these words

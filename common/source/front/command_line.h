@@ -13,4 +13,4 @@ struct CommandLine {
 
 // Reads the words after the program's name into `global` (its logger's level included). Errors, the
 // usage and the version are printed here.
-CommandLine parseCommandLine(int argc, char** argv, global_data_t& global);
+CommandLine parseCommandLine(int argc, char** argv, _global_data_t& global);

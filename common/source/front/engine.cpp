@@ -19,7 +19,7 @@ int noteIgnored(struct soap* ctx, const char* tag) {
 
 // Text is UTF-8 in and out, whatever the process's locale; the values of a reply share no data, so
 // the engine need not look for shared ones.
-SoapContext createEngine(global_data_t& global) {
+SoapContext createEngine(_global_data_t& global) {
   SoapContext engine(soap_new1(SOAP_C_UTFSTRING | SOAP_XML_TREE));
   soap_set_namespaces(engine.get(), namespaces);
   engine->user = &global;

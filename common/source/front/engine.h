@@ -6,7 +6,7 @@
 #include "soap_context.h"
 
 // `global` must outlive the engine.
-SoapContext createEngine(global_data_t& global);
+SoapContext createEngine(_global_data_t& global);
 
 // What comes with locales.
 void enableLocaleModes(struct soap* ctx);

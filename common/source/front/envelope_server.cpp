@@ -43,7 +43,7 @@ class Memory : public ByteSource, public ByteSink {
 // Who and what is served, where the handlers and the hooks find it.
 class Serving {
  public:
-  Serving(global_data_t& global, const Caller& caller, Exchange& exchange)
+  Serving(_global_data_t& global, const Caller& caller, Exchange& exchange)
       : global_(global), environment_((global.caller = caller)) {
     global.pReq = &exchange;
   }
@@ -55,7 +55,7 @@ class Serving {
   Serving& operator=(const Serving&) = delete;
 
  private:
-  global_data_t& global_;
+  _global_data_t& global_;
   CallerInEnvironment environment_;
 };
 
@@ -82,7 +82,7 @@ void drain(ByteSource& in) {
 // Sends the fault for the context's error, or for what the guard refused. A request that ended
 // before its envelope began is answered in SOAP 1.1.
 void sendFault(struct soap* ctx) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   ctx->version = std::max<short>(ctx->version, 1);
   if (glptr->guard.refused()) {
     drain(*glptr->pReq->in);
@@ -147,7 +147,7 @@ void installHooks(struct soap* ctx) {
 }
 
 void serveExchange(struct soap* ctx, const Caller& caller, Exchange& exchange, bool firstRequest) {
-  global_data_t& global = *globalData(ctx);
+  _global_data_t& global = *globalData(ctx);
   const Serving serving(global, caller, exchange);
   recordCaller(global);
   soap_process(ctx, firstRequest);
@@ -163,7 +163,7 @@ std::string serveBytes(struct soap* ctx, const Caller& caller, std::string_view 
 }
 
 size_t myrecv(struct soap* ctx, char* buf, size_t len) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   assert(glptr->pReq != __null);      // NOLINT(modernize-use-nullptr): printed so
   assert(glptr->pReq->in != __null);  // NOLINT(modernize-use-nullptr): printed so
   if (buf == nullptr || len == 0 || glptr->guard.refused()) {
@@ -174,14 +174,14 @@ size_t myrecv(struct soap* ctx, char* buf, size_t len) {
 }
 
 int mysend(struct soap* ctx, const char* buf, size_t len) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   assert(glptr->pReq != __null);       // NOLINT(modernize-use-nullptr): printed so
   assert(glptr->pReq->out != __null);  // NOLINT(modernize-use-nullptr): printed so
   return buf != nullptr && glptr->pReq->out->write(buf, len) ? 0 : -1;
 }
 
 int soap_process(struct soap* ctx, bool /*firstRequest*/) {
-  global_data_t* glptr = globalData(ctx);
+  _global_data_t* glptr = globalData(ctx);
   glptr->guard.reset();
   glptr->body.reset();
   checkHeaders(*glptr->pReq, glptr->guard);

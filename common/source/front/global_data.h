@@ -74,15 +74,13 @@ struct _global_data_t {
   boost::locale::generator localeGen;
 };
 
-using global_data_t = _global_data_t;
-
-inline global_data_t* globalData(const struct soap* ctx) {
-  return static_cast<global_data_t*>(ctx->user);
+inline _global_data_t* globalData(const struct soap* ctx) {
+  return static_cast<_global_data_t*>(ctx->user);
 }
 
 // The same, for a request that goes to the store: asserts that start-up has opened it.
-inline global_data_t* globalDataWithStore(const struct soap* ctx) {
-  global_data_t* glptr = globalData(ctx);
+inline _global_data_t* globalDataWithStore(const struct soap* ctx) {
+  _global_data_t* glptr = globalData(ctx);
   assert(glptr != 0);  // NOLINT(modernize-use-nullptr): printed so
   assert(glptr->cdsApi.is_initialized());
   return glptr;

@@ -22,7 +22,7 @@ bool pingWatchdog(toolkit::CCds& cds) {
 
 }  // namespace
 
-void timer_task(global_data_t* glptr) {
+void timer_task(_global_data_t* glptr) {
   if (daemonMode && !pingWatchdog(glptr->cdsApi)) {
     glptr->cdsApi.close();
     return;
@@ -35,7 +35,7 @@ void timer_task(global_data_t* glptr) {
   glptr->connxns->CheckAllConnxns();
 }
 
-TaskTimer::TaskTimer(global_data_t& global)
+TaskTimer::TaskTimer(_global_data_t& global)
     : global_(global), last_(qel_GetMonoTime()), timeLeft_{kTimerSeconds, 0} {
   global.nextConnCheck = last_ + kFirstConnCheckSeconds;
 }

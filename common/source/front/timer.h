@@ -8,13 +8,13 @@
 // Every 5 to 6 seconds: a watchdog ping (not with -d), and every 600 s the sweep of the connection
 // table. A row of the watchdog's that is gone is made again. A failed ping closes the store:
 // requests are then answered with error strings, and the watchdog sees the silence.
-void timer_task(global_data_t* glptr);
+void timer_task(_global_data_t* glptr);
 
 // When the task is due: after a full wait for requests, and under load a second later.
 class TaskTimer {
  public:
   // Starts now, and the sweeps with it. `global` must outlive the timer.
-  explicit TaskTimer(global_data_t& global);
+  explicit TaskTimer(_global_data_t& global);
 
   // How long to wait for a request; the wait counts it down.
   timeval& timeLeft() { return timeLeft_; }
@@ -22,7 +22,7 @@ class TaskTimer {
   void runWhenDue();
 
  private:
-  global_data_t& global_;
+  _global_data_t& global_;
   std::int32_t last_;
   timeval timeLeft_;
 };

@@ -1,26 +1,47 @@
 #include "logs/active_alarms.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <exception>
 
 #include "logs/event_records.h"
 #include "soap_records.h"
+#include "toolkit/leaf_reader.h"
 #include "toolkit/path.h"
 #include "toolkit/time.h"
 #include "values/locales.h"
 
 using toolkit::CElement;
+using toolkit::CLeafReader;
 using toolkit::CPath;
 
 namespace {
 
-// In the order in which they are read.
-enum AlarmLeaf { kSourcePath, kSourceValue, kMessage, kSequence, kLevel, kCondition, kNote };
-constexpr std::array<const char*, 7> kAlarmLeaves = {
-    "/SourcePath/Value", "/SourceValue/Value",     "/AlarmMsg/Value", "/SequenceID/Value",
-    "/AlarmLevel/Value", "/ConditionRaised/Value", "/Note/Value"};
+// The leaves of an alarm's node that a record needs.
+struct AlarmLeaves {
+  explicit AlarmLeaves(const std::string& alarmPath) : path(alarmPath) {}
+
+  // False when the alarm is not there, or went while it was read.
+  bool read(toolkit::CCds& cds) {
+    return reader.read(cds) && reader.element(sourcePath) != nullptr &&
+           reader.element(sequence) != nullptr;
+  }
+  // A leaf that is missing has no value.
+  CElement element(CLeafReader::Handle leaf) const {
+    const CElement* const found = reader.element(leaf);
+    return found != nullptr ? *found : CElement();
+  }
+
+  std::string path;
+  CLeafReader reader;
+  CLeafReader::Handle sourcePath = reader.add(path + "/SourcePath/Value");
+  CLeafReader::Handle sourceValue = reader.add(path + "/SourceValue/Value");
+  CLeafReader::Handle message = reader.add(path + "/AlarmMsg/Value");
+  CLeafReader::Handle sequence = reader.add(path + "/SequenceID/Value");
+  CLeafReader::Handle level = reader.add(path + "/AlarmLevel/Value");
+  CLeafReader::Handle condition = reader.add(path + "/ConditionRaised/Value");
+  CLeafReader::Handle note = reader.add(path + "/Note/Value");
+};
 
 constexpr const char* kDefaultPriority = "5000";
 
@@ -45,22 +66,8 @@ AckState ackState(std::uint32_t level) {
   }
 }
 
-// False when the alarm is not there, or went while it was read.
-bool readLeaves(global_data_t* glptr, const std::string& alarmPath,
-                std::vector<CElement>& elements) {
-  std::vector<CPath> paths;
-  paths.reserve(kAlarmLeaves.size());
-  for (const char* leaf : kAlarmLeaves) {
-    paths.emplace_back(alarmPath + leaf).normalize();
-  }
-  std::vector<api_status_t> statuses;
-  std::vector<element_property_t> sources;
-  return glptr->cdsApi.get_leaves(paths, statuses, elements, sources) == 0 &&
-         statuses[kSourcePath] == API_SUCCESS && statuses[kSequence] == API_SUCCESS;
-}
-
 // A leaf of the alarm's source point; false, and `element` stays, where it has none.
-bool readSourceLeaf(global_data_t* glptr, const CPath& source, const char* leaf,
+bool readSourceLeaf(_global_data_t* glptr, const CPath& source, const char* leaf,
                     CElement& element) {
   auto found =
       source.is_normalized() ? glptr->cdsApi.find_leaf(source.getNewPath(leaf)) : std::nullopt;
@@ -89,26 +96,27 @@ std::uint64_t numberOf(const std::string& alarmPath) {
 
 }  // namespace
 
-nss1__AlarmUpdate* mapAlarmDescription(global_data_t* glptr, struct soap* ctx,
+nss1__AlarmUpdate* mapAlarmDescription(_global_data_t* glptr, struct soap* ctx,
                                        const std::string& alarmPath, TimedPattern& pathPattern) {
-  std::vector<CElement> leaves;
-  if (!readLeaves(glptr, alarmPath, leaves)) {
+  AlarmLeaves leaves(alarmPath);
+  if (!leaves.read(glptr->cdsApi)) {
     return nullptr;
   }
-  const std::string sourcePath = leaves[kSourcePath].to_string();
+  const std::string sourcePath = leaves.reader.text(leaves.sourcePath);
+  const CElement sequence = leaves.element(leaves.sequence);
   if (!matches(pathPattern, sourcePath)) {
     return nullptr;
   }
   nss1__AlarmUpdate* alarm = soap_new_nss1__AlarmUpdate(ctx);
   alarm->EventId = numberOf(alarmPath);
-  alarm->SequenceIndex = leaves[kSequence].to_uint();
+  alarm->SequenceIndex = sequence.to_uint();
   alarm->EventType = nss1__EventType__Alarm;
-  const timeval changed = leaves[kSequence].time();
+  const timeval changed = sequence.time();
   alarm->Time = qel_UNIXtoQELtime64(&changed);
   alarm->Description = newString(ctx);
-  TranslateAlarmMsg(glptr, leaves[kMessage].to_string(), *alarm->Description);
-  extractValueNPath(glptr, ctx, sourcePath, false, leaves[kSourceValue], alarm->SourcePath,
-                    alarm->Value, alarm->NumericValue);
+  TranslateAlarmMsg(glptr, leaves.reader.text(leaves.message), *alarm->Description);
+  extractValueNPath(glptr, ctx, sourcePath, false, leaves.element(leaves.sourceValue),
+                    alarm->SourcePath, alarm->Value, alarm->NumericValue);
   alarm->Quality = newString(ctx, std::to_string(toolkit::CEvent::kGoodQuality));
 
   CPath source(sourcePath);
@@ -120,11 +128,11 @@ nss1__AlarmUpdate* mapAlarmDescription(global_data_t* glptr, struct soap* ctx,
   readSourceLeaf(glptr, source, ".AutoClosing", autoClosing);
   alarm->AutoClosing = autoClosing.to_bool();
 
-  const AckState state = ackState(leaves[kLevel].to_uint());
+  const AckState state = ackState(leaves.element(leaves.level).to_uint());
   alarm->AckStatus = state.status;
   alarm->VariationLevel = state.variation;
-  alarm->ConditionPresent = leaves[kCondition].to_bool();
-  alarm->Note = newString(ctx, leaves[kNote].to_string());
+  alarm->ConditionPresent = leaves.reader.flag(leaves.condition);
+  alarm->Note = newString(ctx, leaves.reader.text(leaves.note));
   return alarm;
 }
 

@@ -12,7 +12,7 @@
 // Builds the record of the alarm at a node of the table, in the SOAP context. Null when the alarm
 // is left out: its node cannot be read, or its source path does not match. A bad pattern matches
 // nothing and is logged for each alarm. Throws SearchEnded.
-nss1__AlarmUpdate* mapAlarmDescription(global_data_t* glptr, struct soap* ctx,
+nss1__AlarmUpdate* mapAlarmDescription(_global_data_t* glptr, struct soap* ctx,
                                        const std::string& alarmPath, TimedPattern& pathPattern);
 
 // Whether an alarm goes before another: by Time, then by EventId; or by both downwards.

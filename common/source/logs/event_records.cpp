@@ -19,7 +19,7 @@ constexpr const char* kSoftware = "/Software";
 constexpr const char* kConfigurationChanged = "/Software/System Settings/Configuration Changed";
 
 // Text and number of a node's value.
-void fillValue(global_data_t* glptr, struct soap* ctx, const std::string& nodePath,
+void fillValue(_global_data_t* glptr, struct soap* ctx, const std::string& nodePath,
                const CElement& element, std::string& text, std::string*& numericOut) {
   switch (element.type()) {
     case DATA_BOOLEAN:
@@ -60,7 +60,7 @@ const char* severityText(const CEvent& event) {
   }
 }
 
-void fillStructureChange(const global_data_t* glptr, struct soap* ctx, const CEvent& event,
+void fillStructureChange(const _global_data_t* glptr, struct soap* ctx, const CEvent& event,
                          nss1__Event* out) {
   std::string description = "Device Node Structure Changed";
   if (!event.message.empty()) {
@@ -93,7 +93,7 @@ auto build(struct soap* ctx, Record* record, const char* name, const CEvent& eve
 
 }  // namespace
 
-void extractValueNPath(global_data_t* glptr, struct soap* ctx, const std::string& path,
+void extractValueNPath(_global_data_t* glptr, struct soap* ctx, const std::string& path,
                        bool alreadyNormalised, const CElement& valueElement, std::string*& pathOut,
                        std::string*& valueOut, std::string*& numericOut) {
   numericOut = nullptr;
@@ -122,7 +122,7 @@ void extractValueNPath(global_data_t* glptr, struct soap* ctx, const std::string
   valueOut = newString(ctx, std::move(text));
 }
 
-nss1__Event* fillEventFields(global_data_t* glptr, struct soap* ctx, const CEvent& event,
+nss1__Event* fillEventFields(_global_data_t* glptr, struct soap* ctx, const CEvent& event,
                              nss1__Event* out) {
   const bool ofSoftware = event.path.starts_with(kSoftware);
   if (ofSoftware && !(event.path.starts_with(kConfigurationChanged) && event.flag)) {
@@ -148,12 +148,12 @@ nss1__Event* fillEventFields(global_data_t* glptr, struct soap* ctx, const CEven
   return out;
 }
 
-nss1__Event* buildEvent(global_data_t* glptr, struct soap* ctx, const CEvent& event) {
+nss1__Event* buildEvent(_global_data_t* glptr, struct soap* ctx, const CEvent& event) {
   return build(ctx, soap_new_nss1__Event(ctx), "buildEvent", event,
                [&](nss1__Event* record) { return fillEventFields(glptr, ctx, event, record); });
 }
 
-nss1__Event* buildAlarmEvent(global_data_t* glptr, struct soap* ctx, const CEvent& event) {
+nss1__Event* buildAlarmEvent(_global_data_t* glptr, struct soap* ctx, const CEvent& event) {
   using toolkit::EVENT_ALARM;
   assert(event.type == EVENT_ALARM);
   const auto fill = [&](nss1__AlarmUpdate* record) -> nss1__Event* {
@@ -176,7 +176,7 @@ nss1__Event* buildAlarmEvent(global_data_t* glptr, struct soap* ctx, const CEven
   return build(ctx, soap_new_nss1__AlarmUpdate(ctx), "buildAlarmEvent", event, fill);
 }
 
-nss1__PublishedValue* buildPublishedValue(global_data_t* glptr, struct soap* ctx,
+nss1__PublishedValue* buildPublishedValue(_global_data_t* glptr, struct soap* ctx,
                                           const CEvent& event) {
   if (event.path.starts_with(kSoftware)) {
     return nullptr;

@@ -45,13 +45,13 @@ void trimLastGroup(CLog& log, const std::string& pathFilter, std::vector<CEvent>
   }
 }
 
-bool shouldEnd(const global_data_t& global) {
+bool shouldEnd(const _global_data_t& global) {
   return global.pReq != nullptr && !global.pReq->out->whyEnd().empty();
 }
 
 }  // namespace
 
-Retrieval retrieveWithRetries(const global_data_t& global, const std::function<int()>& call) {
+Retrieval retrieveWithRetries(const _global_data_t& global, const std::function<int()>& call) {
   Retrieval retrieval;
   do {
     retrieval.result = call();
@@ -78,7 +78,7 @@ std::optional<timeval> boundOf(LONG64 time) {
   return bound;
 }
 
-int fetchLogEvents(global_data_t* glptr, const std::string& dbPath,
+int fetchLogEvents(_global_data_t* glptr, const std::string& dbPath,
                    const nsvk__logRetrieveRequest& request, int maxRecords, std::string& errorText,
                    int& numTrimmed, std::vector<CEvent>& events, unsigned pageSize,
                    unsigned cacheSize, unsigned heapLimit) {

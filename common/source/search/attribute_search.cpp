@@ -26,7 +26,7 @@ bool AttributeSearch::CheckRegexMatch(const std::string& path) {
 }
 
 int AttributeSearch::RecursiveRegexMatch(const std::string& path, bool recursive) {
-  global_data_t* glptr = globalDataWithStore(ctx_);
+  _global_data_t* glptr = globalDataWithStore(ctx_);
   toolkit::CPath node(path);
   std::vector<std::string> children;
   if (node.normalize() != 0 || node.getChildPaths(glptr->cdsApi, children) != 0) {

@@ -17,14 +17,15 @@ std::size_t charactersOf(const std::string& utf8) {
 
 }  // namespace
 
-// A place in a text that keeps the time while the regular expression is matched: the engine bounds
-// the number of states that it tries, but not what a state may cost (a long back-reference).
-class TimedPattern::Place
-    : public boost::iterator_adaptor<TimedPattern::Place, const char*, boost::use_default,
+// A position in a text that keeps the time while the regular expression is matched: the engine
+// bounds the number of states that it tries, but not what a state may cost (a long back-reference).
+class TimedPattern::Iterator
+    : public boost::iterator_adaptor<TimedPattern::Iterator, const char*, boost::use_default,
                                      std::random_access_iterator_tag> {
  public:
-  Place() = default;
-  Place(const char* place, TimedPattern& pattern) : iterator_adaptor_(place), pattern_(&pattern) {}
+  Iterator() = default;
+  Iterator(const char* position, TimedPattern& pattern)
+      : iterator_adaptor_(position), pattern_(&pattern) {}
 
  private:
   friend class boost::iterator_core_access;
@@ -67,5 +68,5 @@ bool TimedPattern::isIn(const std::string& text) {
     regex_.emplace(pattern_);
   }
   const char* const begin = text.data();
-  return boost::regex_search(Place(begin, *this), Place(begin + text.size(), *this), *regex_);
+  return boost::regex_search(Iterator(begin, *this), Iterator(begin + text.size(), *this), *regex_);
 }

@@ -35,7 +35,7 @@ class TimedPattern {
   void checkTime() const;
 
  private:
-  class Place;
+  class Iterator;
 
   // To be called for every character looked at: checks the time now and then.
   void step() {

@@ -140,10 +140,10 @@ struct Labels {
   std::string writable;
 
   bool allows(const std::string& text) const {
-    int place = 0;
-    return writable.empty() || toolkit::CCds_Multistate::GetEnumValue(writable, text, place) == 0;
+    int index = 0;
+    return writable.empty() || toolkit::CCds_Multistate::GetEnumValue(writable, text, index) == 0;
   }
-  // The list in which a label's place is its state.
+  // The list in which a label's index is its state.
   const std::string& numbered() const { return possible.empty() ? writable : possible; }
 };
 

@@ -12,7 +12,7 @@ namespace {
 constexpr const char* kDomain = "toolkit";
 constexpr const char* kEnglish = "en_US.UTF-8";
 
-void addLocale(global_data_t& global, const std::string& name) {
+void addLocale(_global_data_t& global, const std::string& name) {
   const std::string generated = name + ".UTF-8";
   const auto [entry, inserted] = global.localesMap.try_emplace(name, global.localeGen(generated));
   if (inserted) {
@@ -25,7 +25,7 @@ void addLocale(global_data_t& global, const std::string& name) {
 
 }  // namespace
 
-bool initializeLocales(global_data_t* glptr) {
+bool initializeLocales(_global_data_t* glptr) {
   try {
     boost::locale::generator& generator = glptr->localeGen;
     generator.characters(boost::locale::char_facet);
@@ -53,14 +53,14 @@ bool initializeLocales(global_data_t* glptr) {
   }
 }
 
-void releaseLocales(global_data_t* glptr) {
+void releaseLocales(_global_data_t* glptr) {
   glptr->localesMap.clear();
   glptr->localeGen.clear_domains();
   glptr->localeGen.clear_paths();
   glptr->localeGen.clear_cache();
 }
 
-std::locale englishLocale(global_data_t& global) {
+std::locale englishLocale(_global_data_t& global) {
   return global.localeGen(kEnglish);
 }
 
@@ -68,7 +68,7 @@ std::string translated(const std::string& text, const std::locale& locale) {
   return toolkit::CElement(text).to_translated_string(locale, nullptr, kDomain);
 }
 
-void TranslateAlarmMsg(const global_data_t* glptr, const std::string& message,
+void TranslateAlarmMsg(const _global_data_t* glptr, const std::string& message,
                        std::string& translatedMessage) {
   constexpr std::size_t kSkipped = 4;  // " : " and the character after it
   const std::size_t separator = message.find(" : ");

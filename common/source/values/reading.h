@@ -33,7 +33,7 @@ int pcd_ProcessValue(_global_data_t* glptr, _service_options_t* opts, int rc, to
                      api_status_t status, toolkit::CElement& element, element_property_t source,
                      bool& isMultistate, std::string& reply);
 
-// Two texts as they stand, one behind the other. What is too long for a path comes out empty: no
+// Two texts as they stand, one after the other. What is too long for a path comes out empty: no
 // path either, and a long part costs nothing however often it is joined.
 std::string pcd_joinPath(const std::string& base, const std::string& relative);
 

@@ -55,7 +55,7 @@ void applyPiece(const std::string& piece, _service_options_t& opts) {
   __psyslog->notice(2, "An Unrecognized service option in the request: %s", piece.c_str());
 }
 
-std::locale defaultLocale(global_data_t& global) {
+std::locale defaultLocale(_global_data_t& global) {
   const bool named = std::has_facet<boost::locale::info>(global.locale) &&
                      !std::use_facet<boost::locale::info>(global.locale).name().empty();
   return named ? global.locale : englishLocale(global);
@@ -71,7 +71,7 @@ std::string platformName(std::string name) {
   return name;
 }
 
-void applyRequestedLocale(global_data_t& global, _service_options_t& opts) {
+void applyRequestedLocale(_global_data_t& global, _service_options_t& opts) {
   opts.localeValid = false;
   const std::string name = platformName(opts.localeName);
   std::string prime;
@@ -106,7 +106,7 @@ std::string parseStringServiceOption(const std::string& option) {
 }
 
 int parseServiceOptions(void* glptr, const std::string* options, _service_options_t* opts) {
-  auto* global = static_cast<global_data_t*>(glptr);
+  auto* global = static_cast<_global_data_t*>(glptr);
   const bool locales = global != nullptr && global->localesOk;
   *opts = _service_options_t();
   if (locales) {

@@ -5,7 +5,7 @@
 
 using toolkit::CCds_Multistate;
 
-std::string boolLabel(global_data_t* glptr, const std::string& nodePath, bool state,
+std::string boolLabel(_global_data_t* glptr, const std::string& nodePath, bool state,
                       const std::locale& locale) {
   std::string labels;
   CCds_Multistate(glptr->cdsApi).GetBoolPossibleValues(nodePath, false, labels);
@@ -17,7 +17,7 @@ std::string boolLabel(global_data_t* glptr, const std::string& nodePath, bool st
   return label;
 }
 
-bool stateLabel(global_data_t* glptr, const std::string& nodePath, int state,
+bool stateLabel(_global_data_t* glptr, const std::string& nodePath, int state,
                 const std::locale& locale, std::string& text) {
   std::string labels;
   if (!CCds_Multistate(glptr->cdsApi).IsMultistate(nodePath, true, labels)) {

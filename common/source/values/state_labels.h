@@ -7,10 +7,10 @@
 #include "front/global_data.h"
 
 // Label of a Boolean node's state. Untranslated while locales are off.
-std::string boolLabel(global_data_t* glptr, const std::string& nodePath, bool state,
+std::string boolLabel(_global_data_t* glptr, const std::string& nodePath, bool state,
                       const std::locale& locale);
 
 // Replaces `text` by the label of a multistate node's state. False, and `text` stays, for a node
 // that is not multistate.
-bool stateLabel(global_data_t* glptr, const std::string& nodePath, int state,
+bool stateLabel(_global_data_t* glptr, const std::string& nodePath, int state,
                 const std::locale& locale, std::string& text);

@@ -362,7 +362,7 @@ int pcd_BACnetValueTypeToCdsType(const std::string& name, bool& isMultistate) {
   return type == DATA_NONE ? DATA_STRING : type;
 }
 
-std::string writeSource(const global_data_t& global) {
+std::string writeSource(const _global_data_t& global) {
   std::string source;
   toolkit::CEvent::format_source_string(source, "Web-Services", global.caller.user.value_or(""),
                                         global.caller.address.value_or(""));

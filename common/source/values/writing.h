@@ -48,7 +48,7 @@ bool pcd_fixValueType(_global_data_t* glptr, const toolkit::CPath& path, const s
 int pcd_BACnetValueTypeToCdsType(const std::string& name, bool& isMultistate);
 
 // What the store keeps about the writer: the service, the caller, the caller's address.
-std::string writeSource(const global_data_t& global);
+std::string writeSource(const _global_data_t& global);
 
 // The time stamp of a write: now.
 timeval writeTime();

@@ -8,7 +8,7 @@
 
 namespace toolkit {
 
-// While it lives, SIGINT, SIGTERM and SIGHUP wait for wait() or are seen by isToldToStop().
+// While it lives, SIGINT, SIGTERM and SIGHUP wait for wait() or are seen by isStopRequested().
 class CBeat {
  public:
   // `rate` beats a second.
@@ -20,7 +20,7 @@ class CBeat {
   // Waits for the next beat; false when a signal has asked to stop. A beat that comes too late is
   // not made up for.
   bool wait();
-  static bool isToldToStop();
+  static bool isStopRequested();
 
  private:
   sigset_t signals_;

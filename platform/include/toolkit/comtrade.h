@@ -80,7 +80,7 @@ struct CWaveConfigData {
   std::vector<CWaveAnalogChannelConfig> analogChannels;
   std::vector<CWaveDigitalChannelConfig> digitalChannels;
 
-  // The channel of a name, else the one whose place among them "#1", "#2", ... is; null: none.
+  // The channel of a name, else the one with the number "#1", "#2", ... among them; null: none.
   const CWaveAnalogChannelConfig* analogChannel(std::string_view name) const;
 };
 

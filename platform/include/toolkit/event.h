@@ -39,7 +39,7 @@ enum event_severity_t {
 class CEvent {
  public:
   static constexpr std::uint16_t kGoodQuality = 192;
-  // What an acknowledgement bears: it ranks behind every alarm.
+  // What an acknowledgement bears: it ranks after every alarm.
   static constexpr std::int32_t kAcknowledgePriority = 10;
 
   std::int32_t type = EVENT_PLAIN;

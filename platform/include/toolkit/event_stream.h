@@ -2,10 +2,10 @@
 //
 //   kAcknowledgements   for the alarm engine, which removes what it has dealt with. Takes 1,000;
 //                       then events_send fails with API_STORE_FULL.
-//   kEvents             all others, for any number of readers, each with its own place. Holds the
-//                       newest 1,000 changes (EVENT_DELTA, EVENT_QUALITY), and apart from these the
-//                       newest 1,000 of all other events, which no change pushes out. A reader that
-//                       falls further behind has missed some, and is told how many.
+//   kEvents             all others, for any number of readers, each with its own position. Holds
+//                       the newest 1,000 changes (EVENT_DELTA, EVENT_QUALITY), and apart from these
+//                       the newest 1,000 of all other events, which no change pushes out. A reader
+//                       that falls further behind has missed some, and is told how many.
 //
 // Both are in the live half of the store: empty after a restart of the device. Entries of a stream
 // are numbered from 1 in the order in which they were handed over, and a number is not used twice.
@@ -43,7 +43,7 @@ class CEventStream {
   // `cds` must outlive this object.
   CEventStream(CCds& cds, Kind kind) : cds_(cds), kind_(kind) {}
 
-  // The entries behind number `after`, oldest first, and those behind it that are gone.
+  // The entries after number `after`, oldest first, and those after it that are gone.
   int read(std::uint64_t after, std::vector<Entry>& entries, Missed& missed);
   int read(std::uint64_t after, std::vector<Entry>& entries);
   // Number of the newest entry ever; 0 when there was none.

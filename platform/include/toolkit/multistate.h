@@ -1,7 +1,7 @@
 // CCds_Multistate: labels for the states of Boolean and Integer points.
 //
-// A node's PossibleValues and WritableValues are labels joined by ";". A label's place in the
-// PossibleValues, counted from 0, is the state's number; a Boolean's false is place 0. The
+// A node's PossibleValues and WritableValues are labels joined by ";". A label's index in the
+// PossibleValues, counted from 0, is the state's number; a Boolean's false is index 0. The
 // WritableValues tell which of them may be written, in any order; alone, they count as both. A node
 // is multistate when its ValueType is "Multistate", or when it has PossibleValues and its value is
 // of type 2 or 3. A Boolean without labels reads and writes as "false;true".

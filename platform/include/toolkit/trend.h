@@ -49,7 +49,7 @@ struct CParamProperties {
   bool hasMax = false;
   bool hasAvg = false;
   bool hasActual = false;
-  unsigned place = 0;  // among the device's parameters; given by the log
+  unsigned index = 0;  // among the device's parameters; given by the log
 };
 
 struct CDeviceParams {
@@ -77,7 +77,7 @@ struct CDeviceData {
   std::vector<CSnapshot> samples;
 };
 
-// A snapshot to be entered: all parameters of the device, in the order of their places. What is
+// A snapshot to be entered: all parameters of the device, in the order of their indices. What is
 // missing at the end is absent.
 struct CEntry {
   std::string device;
@@ -125,12 +125,12 @@ class CLog {
   int get_periods(std::vector<CPeriodProperties>& periods);
   // In the order in which they were made.
   int get_devices(std::vector<CDeviceProperties>& devices);
-  // By place. None for an unknown device.
+  // By index. None for an unknown device.
   int get_params(const CDeviceProperties& device, std::vector<CParamProperties>& params);
 
   // The snapshots of params.device in these periods with start <= time <= end (Unix seconds; -1: no
   // bound): of these, in order of time and then of the period's id, or with `ascending` false the
-  // other way round, `max` behind the first `offset`. Each has a sample for each of params.params;
+  // other way round, `max` after the first `offset`. Each has a sample for each of params.params;
   // parameters that a snapshot does not have are absent. With `completeOnly` those of 100 percent.
   int get_trend_data(CDeviceData& data, const CDeviceParams& params,
                      const std::vector<CPeriodProperties>& periods,
@@ -139,7 +139,7 @@ class CLog {
 
   // Makes the periods, or changes the bounds of those that are there.
   int set_periods(const std::vector<CPeriodProperties>& periods);
-  // Makes the device, and those of its parameters that are not there yet behind those that are;
+  // Makes the device, and those of its parameters that are not there yet after those that are;
   // the others' types and flags are changed.
   int set_params(const CDeviceParams& params);
   // Enters all snapshots, in one transaction, or none: also when a device or a period is not there.

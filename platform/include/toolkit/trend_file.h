@@ -45,9 +45,9 @@ class CPointFile {
 
  private:
   struct Device {
-    CDeviceParams params;    // in the order of the values
-    std::size_t first = 0;   // value
-    std::size_t places = 0;  // in the file
+    CDeviceParams params;   // in the order of the values
+    std::size_t first = 0;  // value
+    std::size_t paramsInFile = 0;
   };
 
   bool makeParams(Device& device);

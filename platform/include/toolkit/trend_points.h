@@ -15,7 +15,7 @@ namespace toolkit::trend {
 
 struct CPoint {
   std::string device;
-  CParamProperties param;  // without its place
+  CParamProperties param;  // without its index
 
   // It only counts on: there is nothing between its values.
   bool isCounter() const { return !param.hasMin && !param.hasMax && !param.hasAvg; }

@@ -69,7 +69,7 @@ constexpr std::array<Attribute, kNames.size()> sortedByShape() {
   return sorted;
 }
 constexpr auto kSorted = sortedByShape();
-constexpr std::size_t kLongestName = 255;
+constexpr std::size_t kMaxNameLength = 255;
 
 // By the number of the type; a gap has no word.
 constexpr std::array<const char*, 9> kTypeWords = {
@@ -78,7 +78,7 @@ constexpr std::array<const char*, 9> kTypeWords = {
 }  // namespace
 
 int attributeNumber(std::string_view name) {
-  if (name.empty() || name.size() > kLongestName) {
+  if (name.empty() || name.size() > kMaxNameLength) {
     return 0;
   }
   const int shape = shapeOf(name);

@@ -110,11 +110,11 @@ bool CCommandQueues::serve(std::size_t device, int handle, timeval stamp) {
     command.expired =
         queued != nullptr && std::fabs(secondsBetween(queued->time(), stamp)) > kMaxWaitSeconds;
     CLeafBatch batch(stamp);
-    const auto told = handler_.execute(command, stamp, batch);
-    if (!told) {
+    const auto outcome = handler_.execute(command, stamp, batch);
+    if (!outcome) {
       return false;
     }
-    batch.add(CPath(answer), CElement(*told));
+    batch.add(CPath(answer), CElement(*outcome));
     if (batch.write(cds_, source_) != API_SUCCESS) {
       return false;
     }

@@ -100,7 +100,7 @@ api_status_t appendAcknowledgement(store::WriteTransaction& live, const CEvent& 
   return API_SUCCESS;
 }
 
-// Takes the entries behind `after` of one run of keys. Returns their number, readable or not.
+// Takes the entries after number `after` of one run of keys. Returns their number, readable or not.
 std::uint64_t collect(store::Transaction& transaction, const char* prefix, Ring ring,
                       std::uint64_t after, std::vector<CEventStream::Entry>& entries) {
   store::Range range(transaction, Table::kEvent, prefix);
@@ -118,8 +118,8 @@ std::uint64_t collect(store::Transaction& transaction, const char* prefix, Ring 
   return count;
 }
 
-// How many of a ring are gone, when some are that were behind `after`.
-std::uint64_t goneBehind(store::Transaction& transaction, Ring ring, std::uint64_t after) {
+// How many of a ring are gone, when some are that came after number `after`.
+std::uint64_t goneAfter(store::Transaction& transaction, Ring ring, std::uint64_t after) {
   const std::uint64_t changes = metaNumber(transaction, kChangesKey);
   const std::uint64_t count = ring == CEventStream::kChangeRing
                                   ? changes
@@ -127,9 +127,9 @@ std::uint64_t goneBehind(store::Transaction& transaction, Ring ring, std::uint64
   if (count <= CEventStream::kCapacity) {
     return 0;
   }
-  const bool isTold = transaction.contains(Table::kMeta, kGoneKeys.at(ring));
-  const std::uint64_t gone = isTold ? metaNumber(transaction, kGoneKeys.at(ring))
-                                    : firstNumber(transaction, kRingPrefixes.at(ring)) - 1;
+  const bool isNoted = transaction.contains(Table::kMeta, kGoneKeys.at(ring));
+  const std::uint64_t gone = isNoted ? metaNumber(transaction, kGoneKeys.at(ring))
+                                     : firstNumber(transaction, kRingPrefixes.at(ring)) - 1;
   return gone > after ? count - CEventStream::kCapacity : 0;
 }
 
@@ -144,8 +144,8 @@ CEventStream::Missed collectEvents(store::Transaction& transaction, std::uint64_
   std::inplace_merge(entries.begin(), entries.begin() + events, entries.end(),
                      [](const auto& a, const auto& b) { return a.number < b.number; });
   missed.all = lastNumber(transaction, CEventStream::kEvents) - after - held;
-  missed.events = std::min(missed.all, goneBehind(transaction, CEventStream::kEventRing, after));
-  missed.changes = std::min(missed.all, goneBehind(transaction, CEventStream::kChangeRing, after));
+  missed.events = std::min(missed.all, goneAfter(transaction, CEventStream::kEventRing, after));
+  missed.changes = std::min(missed.all, goneAfter(transaction, CEventStream::kChangeRing, after));
   return missed;
 }
 

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "cds/leaf_text.h"
+#include "toolkit/leaf_reader.h"
 
 namespace toolkit {
 
@@ -21,11 +22,11 @@ bool isState(data_type_t type) {
   return type == DATA_ENUMERATED || type == DATA_INTEGER;
 }
 
-// The label at a place, or nothing. An empty label is no label.
-std::optional<std::string_view> labelAt(std::string_view labels, int place) {
-  for (int i = 0; place >= 0; ++i) {
+// The label at an index, or nothing. An empty label is no label.
+std::optional<std::string_view> labelAt(std::string_view labels, int index) {
+  for (int i = 0; index >= 0; ++i) {
     const std::size_t end = labels.find(';');
-    if (i == place) {
+    if (i == index) {
       const std::string_view label = labels.substr(0, end);
       return label.empty() ? std::nullopt : std::optional(label);
     }
@@ -37,11 +38,11 @@ std::optional<std::string_view> labelAt(std::string_view labels, int place) {
   return std::nullopt;
 }
 
-std::optional<int> placeOf(std::string_view labels, std::string_view label) {
-  for (int place = 0; !label.empty(); ++place) {
+std::optional<int> indexOf(std::string_view labels, std::string_view label) {
+  for (int index = 0; !label.empty(); ++index) {
     const std::size_t end = labels.find(';');
     if (labels.substr(0, end) == label) {
-      return place;
+      return index;
     }
     if (end == std::string_view::npos) {
       break;
@@ -52,32 +53,32 @@ std::optional<int> placeOf(std::string_view labels, std::string_view label) {
 }
 
 // The state of a label that may be written. A list of writable labels may leave some out, so the
-// place counts in the list of all.
+// index counts in the list of all.
 std::optional<int> writableState(const std::string& possible, const std::string& writable,
                                  const std::string& label) {
-  const auto place = placeOf(writable, label);
-  if (!writable.empty() && !place) {
+  const auto index = indexOf(writable, label);
+  if (!writable.empty() && !index) {
     return std::nullopt;
   }
-  return possible.empty() ? place : placeOf(possible, label);
+  return possible.empty() ? index : indexOf(possible, label);
 }
 
 }  // namespace
 
 bool CCds_Multistate::IsMultistate(const std::string& nodePath, bool fetchLabels,
                                    std::string& possibleValues) {
-  std::vector<CPath> paths = {nodePath + ":ValueType", nodePath + ":PossibleValues",
-                              nodePath + ":Value"};
-  std::vector<api_status_t> statuses;
-  std::vector<CElement> elements;
-  std::vector<element_property_t> sources;
-  cds_.get_leaves(paths, statuses, elements, sources);
-  const std::string labels = elements[1].to_string();
+  CLeafReader leaves;
+  const auto valueType = leaves.add(nodePath + ":ValueType");
+  const auto possible = leaves.add(nodePath + ":PossibleValues");
+  const auto value = leaves.add(nodePath + ":Value");
+  leaves.read(cds_);
+  const std::string labels = leaves.text(possible);
   if (fetchLabels) {
     possibleValues = labels;
   }
-  return elements[0].to_string() == kMultistateType ||
-         (!labels.empty() && isState(elements[2].type()));
+  const CElement* const element = leaves.element(value);
+  return leaves.text(valueType) == kMultistateType ||
+         (!labels.empty() && element != nullptr && isState(element->type()));
 }
 
 int CCds_Multistate::GetBoolPossibleValues(const std::string& nodePath, bool writable,
@@ -114,19 +115,19 @@ int CCds_Multistate::GetBoolFromString(const std::string& possibleValues, const 
     state = isTrue;
     return 0;
   }
-  int place = 0;
-  if (GetEnumValue(possibleValues, text, place) != 0 || place > 1) {
+  int index = 0;
+  if (GetEnumValue(possibleValues, text, index) != 0 || index > 1) {
     return 1;
   }
-  state = place == 1;
+  state = index == 1;
   return 0;
 }
 
 int CCds_Multistate::GetEnumValue(const std::string& possibleValues, const std::string& text,
                                   int& state) {
-  const auto place = placeOf(possibleValues, text);
-  state = place.value_or(state);
-  return place ? 0 : 1;
+  const auto index = indexOf(possibleValues, text);
+  state = index.value_or(state);
+  return index ? 0 : 1;
 }
 
 int CCds_Multistate::StringToMultiValue(const CPath& path, data_type_t dataType,

@@ -13,15 +13,15 @@ namespace {
 
 constexpr char kMark = '#';
 
-std::string placeName(std::size_t place) {
-  return kMark + std::to_string(place);
+std::string numberName(std::size_t number) {
+  return kMark + std::to_string(number);
 }
 
 std::string freeName(const std::set<std::string>& taken, const std::string& name, std::size_t count,
-                     std::size_t place) {
-  std::string candidate = name.empty() ? placeName(place) : name + placeName(count);
-  if (taken.contains(candidate) && !taken.contains(placeName(place))) {
-    return placeName(place);
+                     std::size_t number) {
+  std::string candidate = name.empty() ? numberName(number) : name + numberName(count);
+  if (taken.contains(candidate) && !taken.contains(numberName(number))) {
+    return numberName(number);
   }
   while (taken.contains(candidate)) {
     candidate += kMark;
@@ -61,8 +61,8 @@ const CWaveAnalogChannelConfig* CWaveConfigData::analogChannel(std::string_view 
       name.find_first_not_of(kDigits, 1) != std::string_view::npos) {
     return nullptr;
   }
-  const auto place = static_cast<std::size_t>(integerOf(name.substr(1)).value_or(0));
-  return place >= 1 && place <= analogChannels.size() ? &analogChannels[place - 1] : nullptr;
+  const auto number = static_cast<std::size_t>(integerOf(name.substr(1)).value_or(0));
+  return number >= 1 && number <= analogChannels.size() ? &analogChannels[number - 1] : nullptr;
 }
 
 }  // namespace toolkit

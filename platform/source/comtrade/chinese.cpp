@@ -29,7 +29,7 @@ bool isLower(char c) {
   return isBetween(c, 0xE0, 0xFF) || kOthers.find(c) != std::string_view::npos;
 }
 
-// Letters, and no capital behind a small one but for the second of a unit's: "kVA". A number sign
+// Letters, and no capital after a small one but for the second of a unit's: "kVA". A number sign
 // may stand at the end.
 bool isCyrillicWord(std::string_view word) {
   constexpr char kNumberSign = '\xB9';

@@ -17,7 +17,7 @@ namespace {
 constexpr int kFirstEdition = 1991;
 constexpr int kSecondEdition = 1999;
 constexpr int kThirdEdition = 2013;
-constexpr std::int64_t kMostSamples = std::numeric_limits<std::int32_t>::max();
+constexpr std::int64_t kMaxSamples = std::numeric_limits<std::int32_t>::max();
 
 // The edition of a year that may be anybody's: "", "1997", "IEEE 2001", "99". Only 1991 itself and
 // no year at all are the first one, which alone writes the month first.
@@ -103,7 +103,7 @@ class Parser {
       field = trim(field.substr(0, field.size() - 1));
     }
     const std::optional<std::int64_t> count = integerOf(field);
-    if (!count || *count < 0 || *count > kMostSamples) {
+    if (!count || *count < 0 || *count > kMaxSamples) {
       note(std::string(name) + " is " + quoted(whole) + ", which is no such number");
       return 0;
     }

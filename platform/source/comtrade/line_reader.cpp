@@ -44,7 +44,7 @@ bool LineReader::next(std::string_view& line) {
   return true;
 }
 
-// Moves what was not given to the front of the buffer, and reads on behind it.
+// Moves what was not given to the front of the buffer, and reads on after it.
 bool LineReader::fill() {
   constexpr std::size_t kBlock = 256 << 10;
   buffer_.erase(0, begin_);

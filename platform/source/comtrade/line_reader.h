@@ -19,7 +19,7 @@ class LineReader {
   bool next(std::string_view& line);
 
   const Failure& failure() const { return failure_; }
-  // Of what comes behind the lines that were given.
+  // Of what comes after the lines that were given.
   std::size_t offset() const { return readTo_ - (filled_ - begin_); }
   void seek(std::size_t offset);
 

@@ -45,7 +45,7 @@ std::optional<std::chrono::sys_days> parseDate(std::string_view text, bool month
   return std::chrono::sys_days(date);
 }
 
-// The digits behind the point of a second.
+// The digits after the point of a second.
 std::optional<nanoseconds> parseFraction(std::string_view digits) {
   constexpr std::size_t kDigits = 9;
   std::string padded(digits.substr(0, kDigits));
@@ -86,9 +86,9 @@ std::optional<Moment> parseTimeCode(std::string_view code) {
   if (isNegative || code.front() == '+') {
     code.remove_prefix(1);
   }
-  constexpr std::int64_t kMostHours = 24;
+  constexpr std::int64_t kMaxHours = 24;
   const char separator = code.find('H') == std::string_view::npos ? 'h' : 'H';
-  const auto hours = partOf(code, separator, kMostHours);
+  const auto hours = partOf(code, separator, kMaxHours);
   const auto minutes = code.empty() ? std::optional(std::int64_t{0}) : partOf(code, separator, 59);
   if (!hours || !minutes || !code.empty()) {
     return {};

@@ -39,56 +39,56 @@ Header parseHeader(std::string text) {
   return header;
 }
 
-// The place of the sample that is so many seconds behind the first one.
-double placeAt(double seconds, const std::vector<CWaveRate>& rates) {
+// The index of the sample that is so many seconds after the first one.
+double indexAt(double seconds, const std::vector<CWaveRate>& rates) {
   double begin = 0;  // of the section: the last sample before it, and that sample's time
   double beginTime = 0;
-  double place = 0;
+  double index = 0;
   for (const CWaveRate& rate : rates) {
-    place = begin + (seconds - beginTime) * rate.hertz;
+    index = begin + (seconds - beginTime) * rate.hertz;
     const auto last = static_cast<double>(rate.end) - 1;
-    if (place <= last) {
+    if (index <= last) {
       break;
     }
     beginTime += std::max(0.0, last - begin) / rate.hertz;
     begin = std::max(begin, last);
   }
-  return place;
+  return index;
 }
 
 // Goes through the stamps: the rate that they tell, and the one nearest to a time.
 struct StampStatistics {
   double wanted = 0;
   std::size_t nearest = 0;
-  std::size_t firstPlace = 0;
-  std::size_t lastPlace = 0;
+  std::size_t firstIndex = 0;
+  std::size_t lastIndex = 0;
   double first = 0;
   double last = 0;
   bool isEmpty = true;
 
-  void take(std::size_t place, double stamp) {
+  void take(std::size_t index, double stamp) {
     if (isEmpty) {
-      firstPlace = place;
+      firstIndex = index;
       first = stamp;
     }
     if (isEmpty || std::abs(stamp - wanted) < distance_) {
-      nearest = place;
+      nearest = index;
       distance_ = std::abs(stamp - wanted);
     }
-    lastPlace = place;
+    lastIndex = index;
     last = stamp;
     isEmpty = false;
   }
 
   // Samples a stamp's unit; 0: the stamps do not ascend.
   double rate() const {
-    return last > first ? static_cast<double>(lastPlace - firstPlace) / (last - first) : 0;
+    return last > first ? static_cast<double>(lastIndex - firstIndex) / (last - first) : 0;
   }
 
   // Of the sample nearest to the wanted time: beyond the last one, where that is not the nearest.
-  double place() const {
+  double index() const {
     const double beyond = (wanted - last) * rate();
-    return beyond > 0 ? static_cast<double>(lastPlace) + beyond : static_cast<double>(nearest);
+    return beyond > 0 ? static_cast<double>(lastIndex) + beyond : static_cast<double>(nearest);
   }
 
  private:
@@ -153,10 +153,10 @@ Failure Record::settleTimes() {
       return failure;
     }
     data.samplingRate = stamps.rate() / configuration.stampUnit;
-    triggerPlace_ = stamps.place();
+    triggerIndex_ = stamps.index();
   } else {
     data.samplingRate = data.rates.front().hertz;
-    triggerPlace_ = placeAt(wanted, data.rates);
+    triggerIndex_ = indexAt(wanted, data.rates);
   }
   return {};
 }
@@ -168,7 +168,7 @@ void Record::settleTrigger() {
   const bool isCut = data.nDeclared > data.nSamples + 1;
   const std::size_t lastDeclared = lastOf(isCut ? data.nDeclared : data.nSamples);
   auto index = static_cast<std::size_t>(
-      std::lround(std::clamp(triggerPlace_, 0.0, static_cast<double>(lastDeclared))));
+      std::lround(std::clamp(triggerIndex_, 0.0, static_cast<double>(lastDeclared))));
   if (!readHeader() && header->triggerSample && *header->triggerSample >= 0 &&
       static_cast<std::size_t>(*header->triggerSample) <= lastDeclared) {
     index = static_cast<std::size_t>(*header->triggerSample);

@@ -40,7 +40,7 @@ class Record {
   void settleTrigger();
 
   bool configured_ = false;
-  double triggerPlace_ = 0;  // among the samples, by the times
+  double triggerIndex_ = 0;  // among the samples, by the times
 };
 
 }  // namespace toolkit::comtrade

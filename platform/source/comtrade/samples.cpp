@@ -14,8 +14,8 @@ namespace {
 
 constexpr double kMissing = std::numeric_limits<double>::quiet_NaN();
 
-constexpr std::size_t kStampOffset = 4;     // behind the number of the sample
-constexpr std::size_t kChannelsOffset = 8;  // and behind the stamp
+constexpr std::size_t kStampOffset = 4;     // after the number of the sample
+constexpr std::size_t kChannelsOffset = 8;  // and after the stamp
 constexpr std::uint32_t kMissingStamp = 0xFFFFFFFF;
 
 template <class Unsigned>
@@ -51,7 +51,7 @@ struct Float32 {
   }
 };
 
-// One channel of a block of rows. `at` is the channel's place in the first row.
+// One channel of a block of rows. `at` is the channel's value in the first row.
 template <class Form>
 void takeColumn(const char* at, std::size_t rowSize, Scale scale, float* out, float* end) {
   for (; out != end; ++out, at += rowSize) {
@@ -86,8 +86,8 @@ bool isMissingCode(double value, int revision, double maximum) {
          (value == kSince1999 && maximum <= kSince1999 && revision >= 1999);
 }
 
-std::string_view fieldAt(std::string_view line, std::size_t place) {
-  for (; place > 0; --place) {
+std::string_view fieldAt(std::string_view line, std::size_t index) {
+  for (; index > 0; --index) {
     const std::size_t comma = line.find(',');
     if (comma == std::string_view::npos) {
       return {};
@@ -107,38 +107,38 @@ std::size_t Samples::rowSize() const {
          words * sizeof(std::uint16_t);
 }
 
-// Calls take(bytes, place of its first row, number of rows) for block after block.
+// Calls take(bytes, index of its first row, number of rows) for block after block.
 template <class TakeRow>
 Failure Samples::forEachBlock(std::size_t samples, TakeRow take) const {
   constexpr std::size_t kBlock = 128 << 10;
   const std::size_t size = rowSize();
-  const std::size_t most = std::max<std::size_t>(1, kBlock / size);
-  std::string block(std::min(most, samples) * size, '\0');
-  for (std::size_t place = 0; place < samples; place += most) {
-    const std::size_t rows = std::min(most, samples - place);
-    if (Failure failure = file_.read(place * size, block.data(), rows * size)) {
+  const std::size_t maxRows = std::max<std::size_t>(1, kBlock / size);
+  std::string block(std::min(maxRows, samples) * size, '\0');
+  for (std::size_t index = 0; index < samples; index += maxRows) {
+    const std::size_t rows = std::min(maxRows, samples - index);
+    if (Failure failure = file_.read(index * size, block.data(), rows * size)) {
       return failure;
     }
-    take(block.data(), place, rows);
+    take(block.data(), index, rows);
   }
   return {};
 }
 
-// Calls take(line, place), which may fail, for sample after sample.
+// Calls take(line, index), which may fail, for sample after sample.
 template <class TakeRow>
 Failure Samples::forEachLine(std::size_t samples, TakeRow take) const {
   LineReader lines(file_);
   std::string_view line;
-  std::size_t place = 0;
-  while (place < samples && lines.next(line)) {
+  std::size_t index = 0;
+  while (index < samples && lines.next(line)) {
     const std::size_t mark = line.find(kEndMark);
     line = trim(line.substr(0, mark));
     if (!line.empty()) {
-      if (Failure failure = take(line, place)) {
+      if (Failure failure = take(line, index)) {
         return {failure.result,
-                file_.path() + ": sample " + std::to_string(place + 1) + " " + failure.text};
+                file_.path() + ": sample " + std::to_string(index + 1) + " " + failure.text};
       }
-      ++place;
+      ++index;
     }
     if (mark != std::string_view::npos) {
       break;
@@ -158,8 +158,8 @@ Failure Samples::countLines(std::size_t& samples) const {
   const std::size_t enough = 1 + std::min(declared, CComtradeView::kMaxSamples);
   bool isLastWhole = true;
   std::size_t lines = 0;
-  Failure failure = forEachLine(enough, [&](std::string_view line, std::size_t place) {
-    lines = place + 1;
+  Failure failure = forEachLine(enough, [&](std::string_view line, std::size_t index) {
+    lines = index + 1;
     isLastWhole = lines == enough || isWhole(line);
     return Failure();
   });
@@ -230,18 +230,18 @@ Failure Samples::readLines(std::size_t samples, const std::vector<std::size_t>& 
 
 Failure Samples::readStamps(std::size_t samples, const TakeStamp& take) const {
   if (configuration_.dataType == DataType::kAscii) {
-    return forEachLine(samples, [&](std::string_view line, std::size_t place) {
+    return forEachLine(samples, [&](std::string_view line, std::size_t index) {
       if (const std::optional<double> stamp = numberOf(fieldAt(line, 1))) {
-        take(place, *stamp);
+        take(index, *stamp);
       }
       return Failure();
     });
   }
-  return forEachBlock(samples, [&](const char* bytes, std::size_t place, std::size_t rows) {
+  return forEachBlock(samples, [&](const char* bytes, std::size_t index, std::size_t rows) {
     for (std::size_t row = 0; row < rows; ++row) {
       const auto stamp = littleEndian<std::uint32_t>(bytes + row * rowSize() + kStampOffset);
       if (stamp != kMissingStamp) {
-        take(place + row, stamp);
+        take(index + row, stamp);
       }
     }
   });

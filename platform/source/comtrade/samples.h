@@ -31,8 +31,8 @@ class Samples {
   Failure readColumns(std::size_t samples, const std::vector<std::size_t>& channels,
                       std::vector<std::vector<float>>& columns, bool scaled) const;
 
-  // Gives the place and the time stamp of each of the first `samples` that has one.
-  using TakeStamp = std::function<void(std::size_t place, double stamp)>;
+  // Gives the index and the time stamp of each of the first `samples` that has one.
+  using TakeStamp = std::function<void(std::size_t index, double stamp)>;
   Failure readStamps(std::size_t samples, const TakeStamp& take) const;
 
  private:

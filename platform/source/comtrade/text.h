@@ -26,7 +26,7 @@ std::string_view takeLine(std::string_view& text);
 // Takes what stands before the next `separator` off `text`, trimmed.
 std::string_view takeField(std::string_view& text, char separator = ',');
 
-// A finite number, with nothing before or behind it; "+" is allowed.
+// A finite number, with nothing before or after it; "+" is allowed.
 std::optional<double> numberOf(std::string_view text);
 
 }  // namespace toolkit::comtrade

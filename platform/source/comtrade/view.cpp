@@ -13,11 +13,11 @@ namespace {
 
 int hexDigit(char c) {
   constexpr std::string_view kDigits = "0123456789abcdef";
-  const auto place = kDigits.find(static_cast<char>(c >= 'A' && c <= 'F' ? c - 'A' + 'a' : c));
-  return place == std::string_view::npos ? -1 : static_cast<int>(place);
+  const auto digit = kDigits.find(static_cast<char>(c >= 'A' && c <= 'F' ? c - 'A' + 'a' : c));
+  return digit == std::string_view::npos ? -1 : static_cast<int>(digit);
 }
 
-// False for a "%" without two digits behind it.
+// False for a "%" without two digits after it.
 bool decodePercent(std::string_view text, std::string& decoded) {
   constexpr std::size_t kEscape = 3;
   decoded.clear();
@@ -109,16 +109,16 @@ int CWaveHeaderData::fillData(CComtradeView& view) {
 
 namespace {
 
-// The places of the channels that are wanted.
+// The indices of the channels that are wanted.
 std::vector<std::size_t> wantedChannels(const std::vector<CWaveAnalogChannelConfig>& channels,
                                         const std::string* wanted) {
-  std::vector<std::size_t> places;
+  std::vector<std::size_t> indices;
   for (std::size_t i = 0; i < channels.size(); ++i) {
     if (wanted == nullptr || channels[i].name == *wanted) {
-      places.push_back(i);
+      indices.push_back(i);
     }
   }
-  return places;
+  return indices;
 }
 
 Failure checkSize(const comtrade::Record& record, std::size_t channels) {

@@ -23,7 +23,7 @@ namespace {
 // The first is what makes a record.
 constexpr std::array kKinds = {".cfg", ".dat", ".hdr"};
 constexpr const char* kTemporary = ".part";
-constexpr std::size_t kLongestDevice = 64;
+constexpr std::size_t kMaxDeviceLength = 64;
 
 class File {
  public:
@@ -48,8 +48,8 @@ bool isSafe(char c) {
 // "/Site 1/Feeder1" is "Site_1-Feeder1".
 std::string safe(const std::string& device) {
   std::string name = device.substr(std::min(device.find_first_not_of('/'), device.size()));
-  if (name.size() > kLongestDevice) {
-    name = name.substr(name.size() - kLongestDevice);
+  if (name.size() > kMaxDeviceLength) {
+    name = name.substr(name.size() - kMaxDeviceLength);
   }
   for (char& c : name) {
     if (!isSafe(c)) {

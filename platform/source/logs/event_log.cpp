@@ -38,7 +38,7 @@ struct PathFilter {
   }
   bool isSet() const { return !path.empty(); }
   std::string first() const { return path + "/"; }
-  std::string behind() const { return path + static_cast<char>('/' + 1); }
+  std::string end() const { return path + static_cast<char>('/' + 1); }
 
   std::string path;
 };
@@ -130,7 +130,7 @@ int CLog::retrieve(std::vector<CEvent>& events, const std::string& pathFilter, c
     if (filter.isSet()) {
       select.bind(5, filter.path);
       select.bind(6, filter.first());
-      select.bind(7, filter.behind());
+      select.bind(7, filter.end());
     }
     while (select.executeStep()) {
       events.push_back(logs::eventOf(select));

@@ -98,11 +98,11 @@ std::string eventColumns(std::int32_t version) {
 
 std::string insertEvent() {
   const std::string columns = eventColumns(kEventVersion);
-  std::string places = "?";
+  std::string placeholders = "?";
   for (const char c : columns) {
-    places += c == ',' ? ",?" : "";
+    placeholders += c == ',' ? ",?" : "";
   }
-  return "INSERT INTO event (" + columns + ") VALUES (" + places + ")";
+  return "INSERT INTO event (" + columns + ") VALUES (" + placeholders + ")";
 }
 
 CEvent eventOf(SQLite::Statement& row) {

@@ -22,12 +22,12 @@ std::uint64_t littleEndian(std::uint64_t bits) {
 
 }  // namespace
 
-trend::CSample PackedSamples::at(std::size_t place) const {
-  if (place >= size_ / kSampleBytes) {
+trend::CSample PackedSamples::at(std::size_t index) const {
+  if (index >= size_ / kSampleBytes) {
     return {};
   }
   std::array<std::uint64_t, kValues> bits{};
-  std::memcpy(bits.data(), bytes_ + place * kSampleBytes, kSampleBytes);
+  std::memcpy(bits.data(), bytes_ + index * kSampleBytes, kSampleBytes);
   const auto value = [&](std::size_t i) {
     return COptVal(std::bit_cast<double>(littleEndian(bits.at(i))));
   };

@@ -14,7 +14,7 @@ class PackedSamples {
  public:
   PackedSamples(const char* bytes, std::size_t size) : bytes_(bytes), size_(size) {}
   // All values are absent beyond the end.
-  trend::CSample at(std::size_t place) const;
+  trend::CSample at(std::size_t index) const;
 
  private:
   const char* bytes_;

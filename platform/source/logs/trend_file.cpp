@@ -53,11 +53,11 @@ bool CPointFile::makeParams(Device& device) {
   for (CParamProperties& param : device.params.params) {
     for (const CParamProperties& other : there) {
       if (other.path == param.path) {
-        param.place = other.place;
+        param.index = other.index;
       }
     }
   }
-  device.places = there.size();
+  device.paramsInFile = there.size();
   return true;
 }
 
@@ -69,10 +69,10 @@ CEntry CPointFile::entryOf(std::size_t device, std::uint32_t period, const CInte
                            std::size_t first) const {
   const Device& wanted = devices_[device];
   CEntry entry{wanted.params.device.path, {period, interval.end, interval.percentValid, {}}};
-  entry.snapshot.data.resize(wanted.places);
+  entry.snapshot.data.resize(wanted.paramsInFile);
   for (std::size_t i = 0; i < wanted.params.params.size(); ++i) {
     const CParamProperties& param = wanted.params.params[i];
-    entry.snapshot.data[param.place] = sampleOf(interval.trends[first + i], param);
+    entry.snapshot.data[param.index] = sampleOf(interval.trends[first + i], param);
   }
   return entry;
 }

@@ -58,7 +58,7 @@ std::vector<CParamProperties> paramsOf(SQLite::Database& database, std::int64_t 
     param.hasMax = flag();
     param.hasAvg = flag();
     param.hasActual = flag();
-    param.place = select.getColumn(column).getUInt();
+    param.index = select.getColumn(column).getUInt();
     params.push_back(std::move(param));
   }
   return params;
@@ -98,7 +98,7 @@ CSnapshot snapshotOf(SQLite::Statement& row, const std::vector<CParamProperties>
   const logs::PackedSamples packed(static_cast<const char*>(samples.getBlob()), size);
   snapshot.data.reserve(params.size());
   for (const CParamProperties& param : params) {
-    snapshot.data.push_back(packed.at(param.place));
+    snapshot.data.push_back(packed.at(param.index));
   }
   return snapshot;
 }
@@ -307,8 +307,8 @@ void CLog::State::trim(SQLite::Database& store, const Key& key) {
   if (!bound.executeStep()) {
     throw Unknown{"there is no period " + std::to_string(key.second)};
   }
-  const std::int64_t most = bound.getColumn(0).getInt64();
-  if (most == 0) {
+  const std::int64_t maxEntries = bound.getColumn(0).getInt64();
+  if (maxEntries == 0) {
     return;
   }
   const auto [count, isNew] = counts.try_emplace(key, 0);
@@ -319,7 +319,7 @@ void CLog::State::trim(SQLite::Database& store, const Key& key) {
     all.executeStep();
     count->second = all.getColumn(0).getInt64();
   }
-  if (count->second <= most) {
+  if (count->second <= maxEntries) {
     return;
   }
   SQLite::Statement remove(store,
@@ -327,7 +327,7 @@ void CLog::State::trim(SQLite::Database& store, const Key& key) {
                            "device = ? AND period = ? ORDER BY time LIMIT ?)");
   remove.bind(1, key.first);
   remove.bind(2, key.second);
-  remove.bind(3, std::min(count->second - most, kTrimStep));
+  remove.bind(3, std::min(count->second - maxEntries, kTrimStep));
   count->second -= remove.exec();
 }
 

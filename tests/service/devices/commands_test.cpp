@@ -79,8 +79,7 @@ TEST_F(Commands, AreQueuedAsDocumentsUnderHandlesThatSurviveARestart) {
   EXPECT_EQ(queued.cmd.cmdIval->iValue, -3);
 
   EXPECT_EQ(send("/Bay/M1", &line_), "");
-  EXPECT_NE(text(global_.cdsApi, kBase + "/inpQueue/8/Value").find(">prüfe alles<"),
-            std::string::npos);
+  EXPECT_TRUE(contains(text(global_.cdsApi, kBase + "/inpQueue/8/Value"), ">prüfe alles<"));
   std::filesystem::remove_all(folder() / "run");
   toolkit::CCds restarted;
   EXPECT_EQ(text(restarted, "/Software/Commands/nextCommandID"), "9");

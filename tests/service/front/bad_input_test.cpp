@@ -70,7 +70,6 @@ TEST_F(BadInput, RepliesAreBounded) {
   EXPECT_NE(large.out.find("Content-Length: " + std::to_string(large.body().size()) + "\r\n"),
             std::string::npos);
   EXPECT_GT(large.body().size(), 33 * 5 * kSize);
-  EXPECT_EQ(elements(large.body(), "getValuesResult").size(), 33U);
   expectFault(values(34), "The reply would be larger than 32 MiB");
   expectFault(values(10000), "The request takes more than 48 MiB of memory");
   EXPECT_LT(peakKilobytes(), 64 << 10);

@@ -97,15 +97,12 @@ TEST_F(EnvelopeServer, HeadersRefuseABodyThatWouldDo) {
     EXPECT_TRUE(witness.isDrained());
     return witness.reply;
   };
-  EXPECT_NE(served((1 << 20) + 1, "").find("larger than 1 MiB"), std::string::npos);
-  EXPECT_NE(served(0, "gzip").find("Only UTF-8, uncompressed"), std::string::npos);
+  EXPECT_TRUE(contains(served((1 << 20) + 1, ""), "larger than 1 MiB"));
+  EXPECT_TRUE(contains(served(0, "gzip"), "Only UTF-8, uncompressed"));
   EXPECT_EQ(names(served(1 << 20, "Identity")), Texts{"admin"});
 }
 
-TEST_F(EnvelopeServer, ARequestWithAnErrorIsAnsweredAndTheNextOneServed) {
-  for (const char* request : {"", "hello", "<a>"}) {
-    EXPECT_NE(serve({"admin", "192.0.2.1"}, request).find("<faultcode>"), std::string::npos);
-  }
+TEST_F(EnvelopeServer, WhenACallerIsGoneTheNextOneIsServed) {
   Witness gone;
   gone.fails = true;
   Exchange exchange = gone.exchange();

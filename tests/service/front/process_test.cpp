@@ -51,7 +51,7 @@ TEST_F(Process, TerminationSignalsEndItInOrder) {
     EXPECT_TRUE(watchdogs().empty()) << "-d stays out of the watchdog's sight";
     EXPECT_EQ(stop(signal).status, 0);
     EXPECT_EQ(appStatus(), "2");
-    EXPECT_NE(log().find("Caught term signal, exiting soap_serve loop now..."), std::string::npos);
+    EXPECT_TRUE(contains(log(), "Caught term signal, exiting soap_serve loop now..."));
   }
 }
 
@@ -84,8 +84,8 @@ TEST_F(Process, AFailedAcceptEndsTheLoopInOrder) {
   ASSERT_EQ(prlimit(pid(), RLIMIT_NOFILE, &none, nullptr), 0);
   fastCgiRequest(socketPath(), {}, "");
   waitForEnd();  // a sanitizer's own exit needs descriptors too: the log tells how it ended
-  EXPECT_NE(log().find("Error in Accept(), exiting now..."), std::string::npos);
-  EXPECT_NE(log().find("Exiting dravixd"), std::string::npos);
+  EXPECT_TRUE(contains(log(), "Error in Accept(), exiting now..."));
+  EXPECT_TRUE(contains(log(), "Exiting dravixd"));
   EXPECT_EQ(appStatus(), "2");
 }
 
@@ -97,7 +97,7 @@ TEST_F(Process, CrashesLeaveABacktraceAndTheSignalsNumber) {
     const std::string end =
         "###### BACK TRACE END (" + std::string(strsignal(signal)) + ") ######\n";
     for (const std::string& text : {end, std::string("UTIL_printBacktrace")}) {
-      EXPECT_NE(outcome.err.find(text), std::string::npos) << outcome.err;
+      EXPECT_TRUE(contains(outcome.err, text));
     }
   }
 }
@@ -129,9 +129,7 @@ TEST_F(Process, ASecondStartLeavesTheRunningServiceAlone) {
   for (const Texts& arguments : {Texts{"-d"}, Texts{}}) {
     const Outcome second = run(arguments);
     EXPECT_EQ(second.status, 1);
-    EXPECT_NE(second.err.find("another process is serving at socket /tmp/dravixd.socket"),
-              std::string::npos)
-        << second.err;
+    EXPECT_TRUE(contains(second.err, "another process is serving at socket /tmp/dravixd.socket"));
     EXPECT_EQ(appStatus(), "4");
     EXPECT_EQ(watchdogs().size(), 1U);
     toolkit::CCds cds;
@@ -145,8 +143,8 @@ TEST_F(Process, ASecondStartLeavesTheRunningServiceAlone) {
 TEST_F(Process, ASocketThatCannotBeHadEndsTheStartInOrder) {
   fs::create_directory(socketPath());
   EXPECT_EQ(run({"-d"}).status, 1);
-  EXPECT_NE(log().find("Cannot listen at socket /tmp/dravixd.socket"), std::string::npos) << log();
-  EXPECT_NE(log().find("Exiting dravixd"), std::string::npos);
+  EXPECT_TRUE(contains(log(), "Cannot listen at socket /tmp/dravixd.socket"));
+  EXPECT_TRUE(contains(log(), "Exiting dravixd"));
   EXPECT_EQ(appStatus(), "2");
 }
 
@@ -178,8 +176,8 @@ TEST_F(Process, AStoreThatCannotBeOpenedIsSaidAndEndsTheStart) {
   const auto expectRefusal = [this](const char* file) {
     fs::remove(root() / "log");
     EXPECT_EQ(run({"-d"}).status, 1) << file;
-    EXPECT_NE(log().find("Error: CCds::init() failed"), std::string::npos) << file;
-    EXPECT_NE(log().find((root() / file).string()), std::string::npos) << log();
+    EXPECT_TRUE(contains(log(), "Error: CCds::init() failed")) << file;
+    EXPECT_TRUE(contains(log(), (root() / file).string()));
   };
   fs::remove(root() / "state/persistent.mdb");
   expectRefusal("state/persistent.mdb");

@@ -137,7 +137,7 @@ TEST_F(EventLogs, AnEventBecomesARecordByItsTypePathAndValue) {
   }
   EXPECT_EQ(elements(reply, "numTrimmedEvents"), Texts{"2"});
   EXPECT_EQ(elements(reply, "result"), Texts{""});
-  EXPECT_NE(reply.find("<events xsi:type=\"nss1:AlarmUpdate\">"), std::string::npos);
+  EXPECT_TRUE(contains(reply, "<events xsi:type=\"nss1:AlarmUpdate\">"));
 }
 
 TEST_F(EventLogs, DeltasKeepTheirQualityAndAreNotCountedWhenDropped) {
@@ -183,7 +183,6 @@ TEST_F(EventLogs, AGroupThatTheMaximumCutsIsTrimmed) {
     EXPECT_EQ(elements(reply, "EventId"), ids) << max << more;
     EXPECT_EQ(elements(reply, "numTrimmedEvents"), Texts{trimmed}) << max << more;
   }
-  EXPECT_EQ(elements(ask("getEventLog", ""), "EventId").size(), 8U) << "no request element";
 }
 
 TEST_F(EventLogs, ARequestIsBoundedByTheShareOfItsLog) {

@@ -65,11 +65,10 @@ TEST_F(TrendLogs, TellWhatIsTrended) {
   EXPECT_EQ(elements(periods, "period"), (Texts{"1", "2"}));
   EXPECT_EQ(elements(periods, "max-entries"), (Texts{"1440", "4000000000"}));
 
-  const auto params = [this](const std::string& device) {
-    return ask("getDeviceTrendParams", "<devicePath>" + device + "</devicePath>");
-  };
-  for (const char* stranger : {"", "/M", "/M1/", "/m1"}) {
-    EXPECT_EQ(elements(params(stranger), "result"),
+  for (const std::string stranger : {"", "/M", "/M1/", "/m1"}) {
+    const std::string params =
+        ask("getDeviceTrendParams", "<devicePath>" + stranger + "</devicePath>");
+    EXPECT_EQ(elements(params, "result"),
               Texts{"? 21 No History : No Trend data found for this device."});
   }
 }
@@ -77,37 +76,30 @@ TEST_F(TrendLogs, TellWhatIsTrended) {
 TEST_F(TrendLogs, GiveSnapshotsByPeriodTimeAndNumber) {
   makeTrends(file());
   startWith("59");  // 4 snapshots
+  const std::string first = "<periods>1</periods>";
   const std::string both = "<periods>2</periods><periods>9</periods><periods>1</periods>";
   const std::string up = "<ascendingOrder>true</ascendingOrder>";
   const std::tuple<std::string, std::string, Texts> kCases[] = {
-      {"", "1", {"240000000", "180000000", "120000000", "60000000"}},
+      {"", first, {"240000000", "180000000", "120000000", "60000000"}},
       {up + "<nMaxToReturn>4</nMaxToReturn><startingOffset>1</startingOffset>",
-       "both",
+       both,
        {"120000000", "120000000", "180000000", "240000000"}},
       {up + "<startTime>120000000</startTime><endTime>180999999</endTime>",
-       "1",
+       first,
        {"120000000", "180000000"}},
-      {"<startTime>9223372036854775807</startTime><endTime>-5</endTime>", "1", {}},
-      {"<startingOffset>4294967296</startingOffset>", "1", {}}};
-  for (const auto& [children, period, times] : kCases) {
-    const std::string reply =
-        data(children, "/M1", period == "both" ? both : "<periods>" + period + "</periods>");
+      {"<startTime>9223372036854775807</startTime><endTime>-5</endTime>", first, {}},
+      {"<startingOffset>4294967296</startingOffset>", first, {}}};
+  for (const auto& [children, periods, times] : kCases) {
+    const std::string reply = data(children, "/M1", periods);
     EXPECT_EQ(elements(reply, "timestamp"), times) << children;
     EXPECT_EQ(elements(reply, "result"), Texts{"OK"});
   }
   const std::string one = data(
       "<nMaxToReturn>1</nMaxToReturn><pointPaths>/M1/x</pointPaths>"
       "<pointPaths>/M1/Pf</pointPaths>");
-  const std::tuple<const char*, Texts> kFields[] = {
-      {"devicePath", {"/M1"}},  {"paramPaths", {"/M1/Pf"}},
-      {"period", {"1"}},        {"percent-valid", {"50"}},
-      {"min", {"0"}},           {"avg", {"4.1"}},
-      {"actual", {"-1"}},       {"minValid", {"false"}},
-      {"maxValid", {"false"}},  {"avgValid", {"true"}},
-      {"actualValid", {"true"}}};
-  for (const auto& [name, expected] : kFields) {
-    EXPECT_EQ(elements(one, name), expected) << name;
-  }
+  EXPECT_EQ(elements(one, "paramPaths"), Texts{"/M1/Pf"});
+  EXPECT_EQ(elements(one, "actual"), Texts{"-1"});
+  EXPECT_EQ(elements(one, "maxValid"), Texts{"false"});
 
   const char* const noPeriod = "? 21 No History : No Trend periods data matching the request.";
   const std::tuple<std::string, const char*> kRefusals[] = {
@@ -115,8 +107,7 @@ TEST_F(TrendLogs, GiveSnapshotsByPeriodTimeAndNumber) {
        "? 34 Result Too Big to Return : Please request less than 4 records."},
       {data("", "/M1", "<periods>4294967297</periods>"), noPeriod},
       {data("", "/M2"), "? 21 No History : No Trend data found for this device."},
-      {data("<pointPaths>/M1/x</pointPaths>"), ""},
-      {ask("getTrendData", ""), noPeriod}};
+      {data("<pointPaths>/M1/x</pointPaths>"), ""}};
   for (const auto& [reply, result] : kRefusals) {
     EXPECT_EQ(elements(reply, "result"), Texts{result});
     EXPECT_EQ(elements(reply, "timestamp"), Texts{});

@@ -68,7 +68,7 @@ TEST_F(Search, ComparesWhatTheClientMayRead) {
     EXPECT_EQ(elements(reply, "data"), expected) << attribute << " " << pattern << " " << options;
     EXPECT_EQ(elements(reply, "nodes").size(), expected.size());
   }
-  EXPECT_EQ(log().find("Unauthorized"), std::string::npos);
+  EXPECT_FALSE(contains(log(), "Unauthorized"));
 }
 
 TEST_F(Search, SurvivesPatternsThatAreBadOrExplode) {

@@ -90,7 +90,7 @@ TEST_F(Subscriptions, CreateLeavesTheWholeTree) {
 }
 
 TEST_F(Subscriptions, AbsentElementsTakeDefaults) {
-  EXPECT_NE(call("createSubscription", id("demo")).find("xsi:nil=\"true\""), std::string::npos);
+  EXPECT_TRUE(contains(call("createSubscription", id("demo")), "xsi:nil=\"true\""));
   for (const auto& [path, text] : {std::pair("/ReplyURI", ""),
                                    {"/LeaseDuration", "0"},
                                    {"/LogSinceTime", "0.000000"},
@@ -136,15 +136,15 @@ TEST_F(Subscriptions, CreateReplacesUpdateChangesCancelRemoves) {
   EXPECT_EQ(points("demo"), "M1.Count;M1.Va");
   EXPECT_EQ(inDemo("/RTNodeCount"), "2");
   EXPECT_EQ(stored("/SubUpdateCount"), "3") << "an update does not count";
-  EXPECT_NE(update("demo", {}, {"/M1/Count", "/M1/Va"}).find("xsi:nil"), std::string::npos);
+  EXPECT_TRUE(contains(update("demo", {}, {"/M1/Count", "/M1/Va"}), "xsi:nil"));
   EXPECT_EQ(inDemo("/RTNodeCount"), "0");
 
   const FastCgiReply cancelled = cancel("demo");
   EXPECT_EQ(cancelled.status(), 200);
-  EXPECT_NE(cancelled.body().find("cancelSubscriptionResponse"), std::string::npos);
+  EXPECT_TRUE(contains(cancelled.body(), "cancelSubscriptionResponse"));
   const FastCgiReply again = cancel("demo");
   EXPECT_EQ(again.status(), 500);
-  EXPECT_NE(again.body().find("No such subscription"), std::string::npos) << again.body();
+  EXPECT_TRUE(contains(again.body(), "No such subscription"));
   EXPECT_EQ(stored("/SubUpdateCount"), "4");
   EXPECT_EQ(elements(update("demo", {"/M1/Va"}, {}), "Value"),
             Texts{"? 28 No match for SubscriberId : updateSubscriptionRealTimeNodes() failed"});
@@ -158,23 +158,38 @@ TEST_F(Subscriptions, AnIdReachesNothingButItsOwnNode) {
   for (const char* bad :
        {"/", ".", "..", "demo/", "demo/RTNodes", "/demo", "Value", "demo:Value", "a&#10;b"}) {
     EXPECT_EQ(cancel(bad).status(), 500) << bad;
-    EXPECT_NE(create(bad, point("/M1/Count")).find("Fault"), std::string::npos) << bad;
+    EXPECT_TRUE(contains(create(bad, point("/M1/Count")), "Fault")) << bad;
     const Texts refused = elements(update(bad, {"/M1/Count"}, {"/M1/Va"}), "Value");
     EXPECT_EQ(refused.at(0).substr(0, 4), "? 28") << bad;
   }
   EXPECT_EQ(cancel("").status(), 500);
   EXPECT_EQ(elements(create("", point("/M1/Count")), "Value"), Texts{});
-  EXPECT_NE(update("", {"/M1/Count"}, {}).find("Fault"), std::string::npos);
+  EXPECT_TRUE(contains(update("", {"/M1/Count"}, {}), "Fault"));
   toolkit::admin::Model after;
   ASSERT_EQ(toolkit::admin::exportModel(kFolder, after), "");
   expectSame(before, after);
 }
 
+TEST_F(Subscriptions, ListTheirPoints) {
+  create("demo", point("/M1/Va") + point("/M1/Count"));
+  create("none", "");
+  const std::string refusal = "? 28 No match for SubscriberId";
+  const std::pair<const char*, Texts> kCases[] = {{"demo", {"/M1/Count", "/M1/Va"}},
+                                                  {"none", {}},
+                                                  {"other", {refusal + " : other"}},
+                                                  {"demo/RTNodes", {refusal + " : demo/RTNodes"}},
+                                                  {"", {refusal}}};
+  for (const auto& [name, expected] : kCases) {
+    const FastCgiReply reply = post(envelope("getSubscribedNodes", id(name), "TarnixWSTest"));
+    EXPECT_EQ(reply.status(), 200) << name;
+    EXPECT_EQ(elements(reply.body(), "getSubscribedNodesResult"), expected) << name;
+  }
+}
+
 TEST_F(Subscriptions, LongIdsAreCutBetweenCharacters) {
   const std::size_t room = 255 - kFolder.size() - 1;
   std::string name(room - 1, 'x');
-  EXPECT_EQ(create(name + "é" + std::string(600, 'y'), point("/M1/Va")).find("Fault"),
-            std::string::npos);
+  EXPECT_FALSE(contains(create(name + "é" + std::string(600, 'y'), point("/M1/Va")), "Fault"));
   EXPECT_EQ(stored("/Subscriptions:Children"), name);
   EXPECT_EQ(cancel(name).status(), 200);
   EXPECT_EQ(cancel(std::string(600, 'y')).status(), 500);
@@ -228,12 +243,9 @@ TEST_F(Acknowledgements, AreQueuedForTheAlarmEngine) {
 }
 
 TEST_F(Acknowledgements, WithoutACallerOrARequestAreFaults) {
-  const std::string empty = "Client</faultcode><faultstring>No requests<";
-  EXPECT_NE(call("acknowledgeAlarm", "").find(empty), std::string::npos);
-  EXPECT_NE(acknowledge("").find(empty), std::string::npos);
-  EXPECT_NE(acknowledge(request("7"), "")
-                .find("Server</faultcode><faultstring>No user or address from the web server<"),
-            std::string::npos);
+  EXPECT_TRUE(contains(acknowledge(""), "Client</faultcode><faultstring>No requests<"));
+  EXPECT_TRUE(contains(acknowledge(request("7"), ""),
+                       "Server</faultcode><faultstring>No user or address from the web server<"));
   EXPECT_TRUE(queue().empty());
   EXPECT_EQ(value("/M1/Count"), "42");
 }

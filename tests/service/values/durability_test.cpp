@@ -19,8 +19,8 @@ using toolkit::CElement;
 
 const std::vector<std::string> kPoints = {"/M1/P0", "/M1/P1", "/M1/P2", "/M1/P3",
                                           "/M1/P4", "/M1/P5", "/M1/P6", "/M1/P7"};
-constexpr int kMostWrites = 20;                             // before a kill
-constexpr std::chrono::microseconds kLongestRespite{5000};  // from then to the kill
+constexpr int kMaxWrites = 20;                          // before a kill
+constexpr std::chrono::microseconds kMaxRespite{5000};  // from then to the kill
 
 unsigned setting(const char* name, unsigned fallback) {
   const char* text = std::getenv(name);
@@ -72,11 +72,11 @@ class Durability : public ServiceTest {
 TEST_F(Durability, NoAcknowledgedWriteIsLostAndNobodySeesHalfABatch) {
   const unsigned rounds = setting("KILL_ROUNDS", 8);
   std::mt19937 random(setting("KILL_SEED", 1));
-  std::uniform_int_distribution<int> writes(0, kMostWrites);
-  std::uniform_int_distribution<std::int64_t> respite(0, kLongestRespite.count());
+  std::uniform_int_distribution<int> writes(0, kMaxWrites);
+  std::uniform_int_distribution<std::int64_t> respite(0, kMaxRespite.count());
   int sent = 0;
-  int batchTold = 0;
-  int singleTold = 0;
+  int batchConfirmed = 0;
+  int singleConfirmed = 0;
   for (unsigned round = 0; round < rounds; ++round) {
     start({"-d"});
     ChildProcess reader(watch);
@@ -88,7 +88,7 @@ TEST_F(Durability, NoAcknowledgedWriteIsLostAndNobodySeesHalfABatch) {
       std::this_thread::sleep_for(rest);
       kill(victim, SIGKILL);
     });
-    const auto told = [&](bool written, int& number) {
+    const auto count = [&](bool written, int& number) {
       toGo = written ? toGo - 1 : 0;
       toGo.notify_one();
       number = written ? sent : number;
@@ -96,7 +96,7 @@ TEST_F(Durability, NoAcknowledgedWriteIsLostAndNobodySeesHalfABatch) {
     };
     do {
       ++sent;
-    } while (told(writeBatch(sent), batchTold) && told(writeSingle(sent), singleTold));
+    } while (count(writeBatch(sent), batchConfirmed) && count(writeSingle(sent), singleConfirmed));
     killer.join();
     ASSERT_EQ(stop(SIGKILL).status, 128 + SIGKILL);
     ASSERT_EQ(reader.kill(), 128 + SIGKILL) << "half a batch was there, round " << round;
@@ -105,13 +105,13 @@ TEST_F(Durability, NoAcknowledgedWriteIsLostAndNobodySeesHalfABatch) {
     toolkit::CCds cds;
     const auto found = batchNumber(cds);
     ASSERT_TRUE(found) << "half a batch came back, round " << round;
-    EXPECT_GE(*found, batchTold) << "round " << round;
+    EXPECT_GE(*found, batchConfirmed) << "round " << round;
     EXPECT_LE(*found, sent) << "round " << round;
     const int single = std::stoi(StoreTest::text(cds, "/M1/Single"));
-    EXPECT_GE(single, singleTold) << "round " << round;
+    EXPECT_GE(single, singleConfirmed) << "round " << round;
     EXPECT_LE(single, sent) << "round " << round;
   }
-  EXPECT_GT(batchTold, 0) << "no write came through in any round";
+  EXPECT_GT(batchConfirmed, 0) << "no write came through in any round";
 }
 
 }  // namespace

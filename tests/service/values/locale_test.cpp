@@ -40,8 +40,8 @@ TEST_F(Locales, OnlyAClientsFirstRequestFollowsItsLanguage) {
 TEST_F(Locales, HttpsIsTheExactWordAndHostsHaveNames) {
   fastCgiRequest(socketPath(), {{"HTTPS", "ON"}, {"REMOTE_ADDR", "127.0.0.1"}}, "");
   fastCgiRequest(socketPath(), {{"HTTPS", "on"}, {"REMOTE_ADDR", "2001:db8::1"}}, "");
-  EXPECT_NE(log().find("for @http:127.0.0.1"), std::string::npos);
-  EXPECT_NE(log().find("for @https:2001:db8::1"), std::string::npos);
+  EXPECT_TRUE(contains(log(), "for @http:127.0.0.1"));
+  EXPECT_TRUE(contains(log(), "for @https:2001:db8::1"));
   const std::string table = "/Software/Data Servers/Connections/BACnet WebServices";
   EXPECT_EQ(value(table + "/2/HostName"), "localhost");
   EXPECT_EQ(value(table + "/3/HostName"), "2001:db8::1");

@@ -71,7 +71,6 @@ TEST_F(Reading, AListAnswersEachPathInItsPlace) {
                    "? 8 Bad Path Syntax : CDS access failed",
                    "? 2 Not Authorized : Unauthorized read", "Open"}));
   EXPECT_EQ(list("<n:paths/>"), Texts{"? 17 No Paths Provided : No paths"});
-  EXPECT_EQ(list(""), Texts{"? 17 No Paths Provided : No Paths provided"});
 }
 
 TEST_F(Reading, RelativePathsAreJoinedAsTheyStand) {
@@ -98,7 +97,6 @@ TEST_F(Reading, ArraysAreSplitOrRefused) {
             (Texts{"Breaker", "Count", "Enabled", "Flag", "List", "One", "Text", "Va"}));
   EXPECT_EQ(list("/M1/Count"), Texts{"42"}) << "a plain value is an array of one";
   EXPECT_EQ(list("/M1/Va:Units"), Texts{"? 24 Not an Array : Invalid attribute for array"});
-  EXPECT_EQ(array("getArray", ""), Texts{"? 8 Bad Path Syntax : No Path provided"});
 }
 
 TEST_F(Reading, ArraySizeOfOneIsTheEntryUnlessAPrefixTellsErrorsApart) {

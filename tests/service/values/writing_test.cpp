@@ -81,7 +81,7 @@ TEST_F(Writing, WithoutTheRightIsHttp401AndWritesNothing) {
   const std::string one = "<n:path>/M1/Count</n:path><n:value>1</n:value>";
   const FastCgiReply refused = post(envelope("setValue", one), "stranger");
   EXPECT_EQ(refused.status(), 401);
-  EXPECT_NE(refused.out.find("WWW-Authenticate: Basic realm=\"dravixd\""), std::string::npos);
+  EXPECT_TRUE(contains(refused.out, "WWW-Authenticate: Basic realm=\"dravixd\""));
   const std::string many = pathsAndValues({"/M1/Count", "/Secret/Value1"}, {"1", "x"});
   EXPECT_EQ(post(envelope("setValues", many)).status(), 401);
   EXPECT_EQ(value("/M1/Count"), "42");
