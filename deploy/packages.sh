@@ -2,7 +2,7 @@
 # Debian packages that building, testing and the demo take; docs/dependencies.md says what each is for.
 # Sourced by ../demo and ../check. A function that fails has said why in one line.
 
-run_packages=(nginx curl)
+run_packages=(nginx curl spawn-fcgi multiwatch)
 build_packages=(g++ cmake ninja-build pkg-config gsoap libgsoap-dev libfcgi-dev libboost-locale-dev
     libboost-regex-dev liblmdb-dev libsqlite3-dev libsqlitecpp-dev libcurl4-openssl-dev
     nlohmann-json3-dev libcli11-dev libgtest-dev libbenchmark-dev gettext python3)
