@@ -102,7 +102,16 @@ toolkit::admin::Model ServiceTest::testModel() {
 }
 
 void ServiceTest::spawn(const Texts& arguments) {
-  pid_ = startProcess(root(), DRAVIXD_BINARY, arguments, [this] { enterNamespace(root()); });
+  pid_ = startBeside(arguments);
+}
+
+pid_t ServiceTest::startBeside(const Texts& arguments) const {
+  return startProcess(root(), DRAVIXD_BINARY, arguments, [this] {
+    if (prepare_) {
+      prepare_();
+    }
+    enterNamespace(root());
+  });
 }
 
 bool ServiceTest::hasEnded() const {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -34,6 +35,10 @@ class ServiceTest : public testing::Test {
 
   // Starts dravixd and waits until its socket answers; fails the test when it does not.
   void start(const Texts& arguments = {"-d", "-D", "9"});
+  // Called in each process that is started from now on, before it becomes dravixd.
+  void prepareWith(std::function<void()> prepare) { prepare_ = std::move(prepare); }
+  // Starts one more dravixd in the same folder. The caller ends it and waits for it.
+  pid_t startBeside(const Texts& arguments = {"-d", "-D", "9"}) const;
   // Runs dravixd to its end.
   Outcome run(const Texts& arguments);
   // Sends a signal and waits for the end.
@@ -75,6 +80,7 @@ class ServiceTest : public testing::Test {
   void spawn(const Texts& arguments);
   bool hasEnded() const;
 
+  std::function<void()> prepare_;
   TemporaryFolder folder_{"/var/tmp"};  // the service sees another /tmp
   pid_t pid_ = -1;
 };

@@ -172,6 +172,10 @@ class Stopwatch {
 };
 
 void refuseBusy(FCGX_Request& request) {
+  char unread[8192];
+  while (FCGX_GetStr(unread, sizeof unread, request.in) > 0) {
+  }
+  FCGX_Detach(&request);
   FCGX_PutStr(kBusy, static_cast<int>(std::strlen(kBusy)), request.out);
   FCGX_Finish_r(&request);
 }
@@ -209,6 +213,7 @@ bool acceptAndServe(struct soap* ctx, FCGX_Request& request, bool& firstRequest)
     return errno == EAGAIN || errno == ECONNABORTED || errno == EINTR;
   }
   if (hasPeerLeft(connection)) {
+    __psyslog->info(2, "Nobody waits for the request");
     close(connection);
     return true;
   }

@@ -21,7 +21,7 @@ constexpr mode_t kMode = 0660;
 constexpr std::size_t kDebts = 1024;
 // A request that costs less is nobody's burden.
 constexpr std::chrono::microseconds kLong = std::chrono::milliseconds(5);
-constexpr std::int64_t kHeavyDebt = 500'000;  // microseconds
+constexpr std::int64_t kHeavyDebt = 400'000;  // microseconds
 constexpr std::int64_t kMaxDebt = 2'000'000;
 constexpr std::int64_t kYieldAfter = 500'000;
 // Of a microsecond, half is forgiven.

@@ -2,7 +2,7 @@
 // that one client's long requests cannot take all of them.
 //
 // A client is the user, or the address of one who is anonymous. One whose requests of late took a
-// worker for long, in sum more than half a second, is served by all workers but one.
+// worker for long, in sum more than 0.4 seconds, is served by all workers but one.
 #pragma once
 
 #include <chrono>

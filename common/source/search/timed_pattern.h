@@ -44,7 +44,7 @@ class TimedPattern {
     }
   }
 
-  static constexpr unsigned kStepsPerCheck = 65536;
+  static constexpr unsigned kStepsPerCheck = 4096;
 
   std::string pattern_;
   const Exchange* exchange_;

@@ -76,6 +76,8 @@ TEST_F(Process, APeerThatStallsIsGivenUp) {
   EXPECT_EQ(value("/M1/Count"), "42") << "after a request that does not end";
   const SilentPeer reader(socketPath(), request);
   EXPECT_EQ(value("/M1/Count"), "42") << "after a reply that nobody reads";
+  const SilentPeer silent(socketPath(), "\1");
+  EXPECT_EQ(value("/M1/Count"), "42") << "after a byte and silence";
 }
 
 TEST_F(Process, AFailedAcceptEndsTheLoopInOrder) {

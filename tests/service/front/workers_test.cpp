@@ -1,0 +1,169 @@
+// Several processes on the socket of a supervisor, and requests that hold one for long.
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "service_fixture.h"
+#include "store_fixture.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string kStatus = "/Software/Data Servers/BACnet WebServices";
+
+class Workers : public ServiceTest {
+ protected:
+  Workers() {
+    toolkit::admin::Model model = testModel();
+    model.leaves.push_back({"/M1/Long", "Value", toolkit::CElement(std::string(100000, 'a'))});
+    import(model);
+  }
+  ~Workers() override {
+    for (const pid_t pid : others_) {
+      end(pid, SIGKILL);
+    }
+    close(listener_);
+  }
+
+  void listen() {
+    listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    socketPath().copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(listener_, 100), 0);
+    ASSERT_EQ(chmod(socketPath().c_str(), 0600), 0);
+  }
+  void startWorker(int number) {
+    prepareWith([this, number] {
+      dup2(listener_, STDIN_FILENO);
+      setenv("DRAVIXD_WORKER", std::to_string(number).c_str(), 1);
+    });
+    others_.push_back(startBeside());
+    await([&] { return statusOf(number) == "4"; });
+    EXPECT_EQ(statusOf(number), "4");
+  }
+  Outcome end(pid_t pid, int signal) const {
+    kill(pid, signal);
+    return waitForProcess(pid, root());
+  }
+  static std::string statusOf(int number) {
+    toolkit::CCds cds;
+    return StoreTest::text(cds, kStatus + "-" + std::to_string(number) + "/AppStatus");
+  }
+  // A search that takes minutes.
+  static std::string search() {
+    return encodedRequest(
+        {{"REMOTE_USER", "operator"}, {"REMOTE_ADDR", "192.0.2.1"}},
+        envelope(
+            "findAttributeMatches",
+            "<startingPath>/M1</startingPath><attribMatch>Value</attribMatch><regexMatchPattern>"
+            "(.*)\\1\\1b</regexMatchPattern><bRecursive>true</bRecursive>",
+            "TarnixWSVK"));
+  }
+
+  int listener_ = -1;
+  std::vector<pid_t> others_;
+};
+
+TEST_F(Workers, ShareASocketAndTheStore) {
+  listen();
+  startWorker(1);
+  startWorker(2);
+  EXPECT_TRUE(contains(log(), "FCGI app listening at the supervisor's socket [0]"));
+  for (int i = 0; i < 50; ++i) {
+    set("/M1/Count", std::to_string(i));
+    EXPECT_EQ(value("/M1/Count"), std::to_string(i));
+  }
+  EXPECT_EQ(end(others_[0], SIGTERM).status, 0);
+  EXPECT_EQ(statusOf(1), "2");
+  EXPECT_EQ(statusOf(2), "4");
+  EXPECT_EQ(end(others_[1], SIGKILL).status, 128 + SIGKILL);
+  others_.clear();
+  const SilentPeer waiting(socketPath(), encodedRequest({}, envelope("getDefaultLocale", "")));
+  startWorker(2);
+  EXPECT_TRUE(contains(waiting.reply().body(), "getDefaultLocaleResult"));
+  EXPECT_EQ(end(others_[0], SIGTERM).status, 0);
+  others_.clear();
+  struct stat status = {};
+  EXPECT_EQ(stat(socketPath().c_str(), &status), 0) << "it is the supervisor's";
+  EXPECT_EQ(status.st_mode & 0777, 0600U);
+}
+
+TEST_F(Workers, AWorkerInTheBackgroundKeepsTheSocket) {
+  listen();
+  prepareWith([this] {
+    dup2(listener_, STDIN_FILENO);
+    setenv("DRAVIXD_WORKER", "7", 1);
+  });
+  EXPECT_EQ(run({"-D", "2"}).status, 0);
+  EXPECT_EQ(value("/M1/Count"), "42");
+  std::vector<toolkit::admin::Watchdog> rows;
+  EXPECT_EQ(toolkit::admin::watchdogs(rows), "");
+  ASSERT_EQ(rows.size(), 1U);
+  EXPECT_EQ(rows.front().name, "dravixd-7");
+  const std::string lines = log();
+  const std::size_t at = lines.find("dravixd[");
+  ASSERT_NE(at, std::string::npos);
+  kill(std::stoi(lines.substr(lines.rfind("dravixd[") + 8)), SIGTERM);
+  awaitLog("Exiting dravixd");
+}
+
+TEST_F(Workers, AnyOtherDescriptor0IsNone) {
+  int ends[2];
+  const std::function<void()> kCases[] = {
+      [] { dup2(open("/dev/null", O_RDWR), 0); }, [] { close(0); },
+      [&] { dup2(pipe(ends) == 0 ? ends[0] : -1, 0); },
+      [&] { dup2(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0 ? ends[0] : -1, 0); },
+      [] { dup2(socket(AF_INET, SOCK_STREAM, 0), 0); }};
+  for (const auto& prepare : kCases) {
+    prepareWith(prepare);
+    start();
+    EXPECT_EQ(value("/M1/Count"), "42");
+    EXPECT_EQ(stop(SIGTERM).status, 0);
+  }
+}
+
+TEST_F(Workers, ANumberThatIsNoneEndsTheStart) {
+  for (const char* number : {"0", "65", "x", "1x", "-1"}) {
+    prepareWith([&] { setenv("DRAVIXD_WORKER", number, 1); });
+    const Outcome outcome = run({"-d"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(contains(outcome.err, "DRAVIXD_WORKER must be a number from 1 to 64"));
+  }
+}
+
+TEST_F(Workers, OneClientsLongRequestsLeaveAWorkerToTheOthers) {
+  listen();
+  startWorker(1);
+  startWorker(2);
+  const SilentPeer first(socketPath(), search());
+  const SilentPeer second(socketPath(), search());
+  const SilentPeer third(socketPath(), search());
+  EXPECT_EQ(value("/M1/Count", "", "viewer"), "42");
+  // Both workers have one of the first two, until one of them makes room; then it is known whose
+  // requests these are.
+  EXPECT_EQ(third.reply().status(), 503);
+  EXPECT_TRUE(contains(log(), "refused another"));
+}
+
+TEST_F(Workers, WhatNobodyWaitsForIsNotDone) {
+  start();
+  {
+    const SilentPeer holder(socketPath(), search());
+    awaitLog("connection 2 for operator");
+    const SilentPeer writer(socketPath(), encodedRequest({{"REMOTE_USER", "operator"}},
+                                                         envelope("setValue",
+                                                                  "<n:path>/M1/Count</n:path>"
+                                                                  "<n:value>43</n:value>")));
+  }
+  EXPECT_EQ(value("/M1/Count"), "42") << "the search ended, the write did not begin";
+  EXPECT_TRUE(contains(log(), "Nobody waits for the request"));
+}
+
+}  // namespace
