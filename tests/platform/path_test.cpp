@@ -115,9 +115,10 @@ TEST_F(Rights, TheLongestPathDecidesAndAUsersRowBeatsAnybodys) {
       {"operator", "/Dev10", "r"},          {"*", "/Dev1", "r"},
       {"operator", "/Dev1/Va/Value", "rw"}, {"stranger", "/Dev1/Va", "r"},
       {"operator", "/Dev1/Private", ""},    {"operator", "/Dev1/Private/Deep/Below", ""},
-      {"admin", "/Dev1/Va:Units", "rwd"},   {"admin", "/", "rwd"},
+      {"admin", "/Dev1/Va:Units", "rwd"},   {"admin", "/", "rw"},
       {"admin", "/Dev1/Private", "rx"},     {"admin", "/Dev1/Private/Open", "r"},
-      {"admin", "/Dev1/Privateer", "rwd"},  {"", "/Dev1/Private", ""}};
+      {"admin", "/Dev1/Privateer", "rwd"},  {"admin", "/Dev1", "rw"},
+      {"admin", "/Dev10", "rwd"},           {"", "/Dev1/Private", ""}};
   for (const auto& [user, path, expected] : kCases) {
     EXPECT_EQ(rights(user, path), expected) << user << " at " << path;
   }

@@ -147,6 +147,11 @@ TEST_F(Publisher, APointThatCannotBeReadIsToldOnce) {
   user = "viewer";
   create("viewer", {client.uri(), {{"/Secret"}}});
   EXPECT_EQ(settled(client, "viewer"), Texts{"/Secret = 1 (192)"});
+  user = "operator";
+  create("taken", {client.uri(), {}});
+  user = "viewer";
+  update("taken", {{"/Secret"}});
+  EXPECT_EQ(settled(client, "taken"), Texts{"/Secret = - (0)"}) << "the address is another user's";
   model.rights[1].allow = "";
   ASSERT_EQ(toolkit::admin::importModel(model, false), "");
   EXPECT_TRUE(await([&] { return records(client, "viewer").back() == "/Secret = - (0)"; }));

@@ -22,7 +22,8 @@ bool isRightOld(const Point& point, State state, Clock::time_point now) {
 
 void renewRight(Point& point, State state, Clock::time_point now) {
   if (isRightOld(point, state, now)) {
-    point.allowed = point.path.is_read_authorized(point.user);
+    point.allowed =
+        point.path.is_read_authorized(point.user) && point.path.is_read_authorized(point.receiver);
     point.allowedIn = state;
     point.allowedAt = now;
   }

@@ -60,6 +60,7 @@ void Subscription::apply(const std::map<std::string, PointTerms>& newPoints) {
     }
     point.filter.configure(std::chrono::milliseconds(wanted.freshness), wanted.deadband);
     point.user = wanted.user;
+    point.receiver = terms.user;
     point.allowedIn = kNeverSeen;
     point.seen = kNeverSeen;
     point.element = {};  // the filter shall judge it by the new terms

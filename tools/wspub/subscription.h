@@ -18,8 +18,9 @@ using State = std::size_t;
 inline constexpr State kNeverSeen = 0;
 
 struct Point {
-  toolkit::CPath path;  // normalised, or outside the grammar
-  std::string user;     // who entered it
+  toolkit::CPath path;   // normalised, or outside the grammar
+  std::string user;      // who entered it
+  std::string receiver;  // who gave the address
   ChangeFilter filter;
   // What was found at the last look, and in which state of the store.
   State seen = kNeverSeen;

@@ -80,6 +80,7 @@ class CPath {
   // right. False too when the path is bad or the store cannot be read.
   bool is_read_authorized() const;
   bool is_write_authorized() const;
+  // To remove the node with all below it: no path there may keep the caller from it.
   bool is_remove_authorized() const;
   bool is_reset_authorized() const;
   // The right to read of another user, who is anonymous when empty.

@@ -179,7 +179,9 @@ bool CPath::is_write_authorized() const {
 }
 
 bool CPath::is_remove_authorized() const {
-  return isAllowed(*this, store::kRemove);
+  // A path without an attribute names the node with all that is below.
+  return leaf_ == kValue ? !node_.empty() && store::isAllowedBelow(node_, caller(), store::kRemove)
+                         : isAllowed(*this, store::kRemove);
 }
 
 bool CPath::is_reset_authorized() const {

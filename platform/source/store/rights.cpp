@@ -1,5 +1,6 @@
 #include "store/rights.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <memory>
@@ -34,6 +35,15 @@ class RightsTable {
 
   bool isAllowed(std::string_view node, std::string_view user, Right right) {
     return refresh() && (bitsAt(node, user) & right) != 0;
+  }
+
+  bool isAllowedBelow(std::string_view node, std::string_view user, Right right) {
+    return isAllowed(node, user, right) &&
+           std::all_of(rows_.begin(), rows_.end(), [&](const auto& row) {
+             const std::string_view path = row.first;
+             const bool below = node == "/" || (path.starts_with(node) && path[node.size()] == '/');
+             return !below || (bitsAt(path, user) & right) != 0;
+           });
   }
 
  private:
@@ -149,6 +159,11 @@ bool isAllowed(std::string_view node, std::string_view user, Right right) {
   RightsTable* table = presentTable();
   // The user "*" would be anybody's row asked for by name.
   return table != nullptr && table->isAllowed(node, user == kAnybody ? "" : user, right);
+}
+
+bool isAllowedBelow(std::string_view node, std::string_view user, Right right) {
+  RightsTable* table = presentTable();
+  return table != nullptr && table->isAllowedBelow(node, user == kAnybody ? "" : user, right);
 }
 
 }  // namespace toolkit::store

@@ -25,5 +25,7 @@ void noteRightsChanged(WriteTransaction& live);
 // Whether the user has the right at the node, by the live half of the present $TOOLKIT_RUN. An
 // empty user is anonymous. False when the store cannot be read.
 bool isAllowed(std::string_view node, std::string_view user, Right right);
+// The same for the node and all below it.
+bool isAllowedBelow(std::string_view node, std::string_view user, Right right);
 
 }  // namespace toolkit::store

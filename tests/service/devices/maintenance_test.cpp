@@ -14,6 +14,9 @@ class Maintenance : public ServiceTest {
   Maintenance() {
     toolkit::admin::Model model = testModel();
     model.rights.push_back({"/", "boss", "rwdx"});
+    for (const char* path : {"/", "/Secret", "/M1/Kept"}) {
+      model.rights.push_back({path, "founder", "d"});
+    }
     model.rights.push_back({"/M1/Kept", "boss", "r"});
     import(model);
     start();
@@ -82,8 +85,7 @@ TEST_F(Maintenance, RemovesWhatIsNamedAndNothingElse) {
   EXPECT_EQ(remove("/M1/Va:Units"), "");
   EXPECT_EQ(value("/M1/Va:Units"), "? 9 Node Not Found : CDS access failed");
   EXPECT_EQ(value("/M1/Va"), "230.123");
-  const std::pair<const char*, std::string> kCases[] = {{"/", failed},
-                                                        {"/M1/", badPath},
+  const std::pair<const char*, std::string> kCases[] = {{"/M1/", badPath},
                                                         {"", badPath},
                                                         {"//", badPath},
                                                         {"/M1//Va", badPath},
@@ -97,9 +99,12 @@ TEST_F(Maintenance, RemovesWhatIsNamedAndNothingElse) {
     EXPECT_EQ(remove(path), expected) << path;
   }
   EXPECT_EQ(maintain("RemoveNode", "<n:basePath>/M1</n:basePath>", "operator").status(), 401);
+  EXPECT_EQ(maintain("RemoveNode", "<n:basePath>/M1</n:basePath>").status(), 401)
+      << "a path below is kept from the user";
+  EXPECT_EQ(remove("/M1:.Quality"), "") << "nothing is below a leaf";
   EXPECT_EQ(value("/M1/Va"), "230.123");
   EXPECT_EQ(value("/M1/List:PossibleValues[0]"), "a");
-  EXPECT_EQ(remove("/M1"), "");
+  EXPECT_EQ(remove("/M1/Va"), "");
   EXPECT_EQ(value("/M1/Va"), "? 9 Node Not Found : CDS access failed");
 }
 
@@ -115,7 +120,9 @@ TEST_F(Maintenance, TheDevicesOwnTreesFollowTheRightsAndTheirRootsStay) {
     EXPECT_EQ(remove(path), failed);
     EXPECT_EQ(remove(path + "/X"), "") << path;
   }
-  EXPECT_EQ(remove("/"), failed);
+  EXPECT_EQ(elements(maintain("RemoveNode", "<n:basePath>/</n:basePath>", "founder").body(),
+                     "RemoveNodeResult"),
+            Texts{failed});
   EXPECT_EQ(value("/Software/System Settings/Supported Locales"), "en_US;de_DE;fr_FR");
   EXPECT_EQ(create("/Software", {":Description"}, {"mine"}), "mine");
 }
