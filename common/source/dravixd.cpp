@@ -106,6 +106,7 @@ int run(int argc, char** argv, global_data_t& global) {
   if (!openStore(global.cdsApi)) {
     return EXIT_FAILURE;
   }
+  global.cdsApi.setForClients();
   return serve(global) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 

@@ -12,6 +12,7 @@
 #include "subscriptions/subscription_nodes.h"
 #include "toolkit/event.h"
 #include "toolkit/time.h"
+#include "toolkit/utils.h"
 #include "values/error_strings.h"
 #include "values/reading.h"
 #include "values/service_options.h"
@@ -30,17 +31,6 @@ constexpr const char* kNoCaller = "__sso_string_base::_M_construct null not vali
 int fail(struct soap* ctx, int code, const char* text) {
   soap_sender_fault(ctx, text, nullptr);
   return code;
-}
-
-// Keeps the text's first bytes, without half a character at the end.
-void cut(std::string& text, std::size_t size) {
-  if (text.size() <= size) {
-    return;
-  }
-  while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) {
-    --size;
-  }
-  text.resize(size);
 }
 
 // Writes a value below a subscription, live only. A store that refuses has failed the templates
@@ -123,7 +113,7 @@ int createFrom(struct soap* ctx, const std::string& id, const _nsc1__createSubsc
   }
   std::string base;
   GetSubscrptBasePath(&id, base);
-  cut(base, kMaxSubscriptionPath);
+  toolkit::cutText(base, kMaxSubscriptionPath);
   const SubscriptionTally others =
       tallySubscriptions(glptr->cdsApi, base, glptr->caller.user.value_or(""));
   if (const std::string reason = tooMuch(in, others); !reason.empty()) {
