@@ -10,6 +10,7 @@
 #include "front/timer.h"
 #include "handler_fixture.h"
 #include "service_fixture.h"
+#include "store/store.h"
 #include "store_fixture.h"
 #include "toolkit/time.h"
 
@@ -191,6 +192,7 @@ TEST_F(Process, AStoreThatCannotBeOpenedIsSaidAndEndsTheStart) {
 class Timer : public HandlerTest {
  protected:
   Timer() {
+    setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
     import({});
     daemonMode = true;
     global_.nextConnCheck = std::numeric_limits<std::int32_t>::max();
@@ -211,6 +213,36 @@ TEST_F(Timer, AWatchdogsRowThatIsGoneIsMadeAgain) {
   std::vector<toolkit::admin::Watchdog> rows;
   EXPECT_EQ(toolkit::admin::watchdogs(rows), "");
   EXPECT_EQ(rows.size(), 1U);
+}
+
+TEST_F(Timer, AStoreThatTakesNoPingIsClosedAndOpenedAgain) {
+  const auto readable = [this] { return text(global_.cdsApi, "/A") == "1"; };
+  ASSERT_EQ(set(global_.cdsApi, "/A", toolkit::CElement(1)), API_SUCCESS);
+  for (int round = 0; round < 2; ++round) {
+    timer_task(&global_);
+    EXPECT_TRUE(readable());
+    std::vector<toolkit::admin::Watchdog> rows;
+    EXPECT_EQ(toolkit::admin::watchdogs(rows), "");
+    EXPECT_EQ(rows.size(), 1U);
+    // While it reads, no page is used again.
+    fs::remove(folder() / "reading");
+    ChildProcess reader([this] {
+      std::string error;
+      const auto live = toolkit::store::Store::openLive(error);
+      const toolkit::store::ReadTransaction transaction(*live);
+      std::ofstream(folder() / "reading") << "";
+      return pause();
+    });
+    ASSERT_TRUE(await([this] { return fs::exists(folder() / "reading"); }));
+    while (set(global_.cdsApi, "/X", toolkit::CElement(1)) == API_SUCCESS) {
+    }
+    timer_task(&global_);
+    EXPECT_FALSE(global_.cdsApi.is_open());
+    for (int i = 0; i < 2; ++i) {
+      timer_task(&global_);
+      EXPECT_TRUE(readable()) << "for reading";
+    }
+  }
 }
 
 TEST_F(Timer, TheTaskRunsAfterAFullWait) {
