@@ -45,6 +45,7 @@ int run(const Options& options) {
   } while (beat.wait());
   device::notify(cds, device::systemEvent(device::kStopped, toolkit::presentTime()));
   monitor.enterEvents();
+  monitor.release();
   return 0;
 }
 

@@ -123,6 +123,7 @@ int run(int argc, char** argv, _global_data_t& global) {
   if (!openStore(global.cdsApi) || !joinWorkers(global)) {
     return EXIT_FAILURE;
   }
+  global.cdsApi.setForClients();
   return serve(global) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 

@@ -7,9 +7,12 @@
 
 #include "front/global_data.h"
 #include "soap_records.h"
+#include "subscriptions/real_time_points.h"
+#include "subscriptions/subscription_bounds.h"
 #include "subscriptions/subscription_nodes.h"
 #include "toolkit/event.h"
 #include "toolkit/time.h"
+#include "toolkit/utils.h"
 #include "values/error_strings.h"
 #include "values/reading.h"
 #include "values/service_options.h"
@@ -19,10 +22,6 @@ using namespace toolkit::ws;
 
 namespace {
 
-using Results = nsc1__ArrayOfRealTimeNodeSubscriptionResult;
-
-constexpr std::size_t kMaxPath = 255;       // bytes of a path below the subscriptions
-constexpr std::size_t kPointsAtOnce = 256;  // entered in one transaction
 constexpr int kNoSuchSubscription = 1;
 constexpr int kEmptyRequest = -1;
 constexpr int kAcknowledgeFailed = 44;
@@ -32,17 +31,6 @@ constexpr const char* kNoCaller = "__sso_string_base::_M_construct null not vali
 int fail(struct soap* ctx, int code, const char* text) {
   soap_sender_fault(ctx, text, nullptr);
   return code;
-}
-
-// Keeps the text's first bytes, without half a character at the end.
-void cut(std::string& text, std::size_t size) {
-  if (text.size() <= size) {
-    return;
-  }
-  while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) {
-    --size;
-  }
-  text.resize(size);
 }
 
 // Writes a value below a subscription, live only. A store that refuses has failed the templates
@@ -66,118 +54,6 @@ void removeNode(_global_data_t* glptr, const std::string& path) {
 int countChange(_global_data_t* glptr) {
   return toolkit::CCds_SwInfo(glptr->cdsApi, toolkit::kSubscriptionsPath)
       .UpdateIntValue("", toolkit::kSubscriptionCounter, 1, nullptr);
-}
-
-// Path of a point's node in the subscription. Empty for a name that the store keeps for leaves, and
-// where it would be too long for the publisher to read the point's path back.
-std::string realTimeNode(const std::string& base, const std::string& name) {
-  std::string node = base + "/RTNodes/" + name;
-  if (node.size() > kMaxPath || toolkit::CPath(node + "/Deadband").normalize() != 0) {
-    __psyslog->info(1, "No node for %s in the subscription", name.c_str());
-    node.clear();
-  }
-  return node;
-}
-
-// Adds a point's leaves to the batch. False when it has to be left out of the answer too.
-bool enterPoint(_global_data_t* glptr, const std::string& base,
-                const nsc1__NodeSubscription& wanted, toolkit::CLeafBatch& batch) {
-  const std::string name = pointNodeName(textOf(wanted.Path));
-  const std::string node = name.empty() ? name : realTimeNode(base, name);
-  if (node.empty()) {
-    return false;
-  }
-  if (!glptr->cdsApi.node_exists(node)) {
-    addNodeLeaves(node, SwSubscrptnRTNodes, batch);
-  }
-  batch.add(node + "/RqstdFreshness/Value", toolkit::CElement(wanted.RequestedFreshness));
-  batch.add(node + "/Deadband/Value", toolkit::CElement(wanted.DeadbandPercent));
-  return true;
-}
-
-// Fills value, quality and time as a reading of `path` would give them. False when it failed.
-bool readPoint(struct soap* ctx, _service_options_t* opts, toolkit::CPath& path,
-               nsc1__RealTimeNodeSubscriptionResult& result) {
-  _global_data_t* glptr = globalData(ctx);
-  api_status_t status = API_NONE;
-  toolkit::CElement element;
-  element_property_t source = ELEMENT_NORMAL;
-  const int rc = glptr->cdsApi.get_leaf(path, status, element, source);
-  bool isMultistate = false;
-  pcd_ProcessValue(glptr, opts, rc, path, status, element, source, isMultistate, *result.Value);
-  if (isMultistate) {
-    result.NumericValue =
-        newString(ctx, element.type() == DATA_BOOLEAN ? std::to_string(element.to_bool() ? 1 : 0)
-                                                      : element.to_string());
-  }
-  if (rc != 0 || status != API_SUCCESS) {
-    return false;
-  }
-  const timeval time = element.time();
-  result.Time = qel_UNIXtoQELtime64(&time);
-  glptr->cdsUtils.CheckDeviceQuality(path.getNodePath(), &element);
-  result.Quality = static_cast<unsigned short>(element.to_uint());
-  return true;
-}
-
-nsc1__RealTimeNodeSubscriptionResult* firstResult(struct soap* ctx, _service_options_t* opts,
-                                                  const std::string& requested) {
-  auto* result = soap_new_nsc1__RealTimeNodeSubscriptionResult(ctx);
-  result->Value = newString(ctx);
-  toolkit::CPath path(requested);
-  bool good = path.normalize() == 0;
-  if (good) {
-    good = readPoint(ctx, opts, path, *result);
-  } else {
-    refuse({WS_PATH_SYNTAX, "CDS Error in supplied path", *result->Value, opts},
-           "Error in supplied path %s", requested.c_str());
-  }
-  if (!good) {
-    __psyslog->info(1, "Register_realTimeNodes: Bad node request for %s", result->Value->c_str());
-    result->Time = qel_UTCtime64();
-    result->Quality = 0;
-  }
-  return result;
-}
-
-// Writes what was gathered of some points, and answers for them. When the store refuses, they are
-// left out.
-void finishPoints(struct soap* ctx, _service_options_t* opts, const toolkit::CLeafBatch& batch,
-                  const std::vector<const std::string*>& entered, Results* results) {
-  _global_data_t* glptr = globalData(ctx);
-  if (batch.write(glptr->cdsApi, writeSource(*glptr)) != API_SUCCESS) {
-    __psyslog->info(1, "Points not entered: %s", glptr->cdsApi.last_error().c_str());
-    return;
-  }
-  for (const std::string* path : entered) {
-    results->RealTimeNodeSubscriptionResult.push_back(firstResult(ctx, opts, *path));
-  }
-}
-
-// Enters the points into the subscription at `base` and answers with their values: one result a
-// point, in order, without those that cannot be entered. Null for no points.
-Results* Register_realTimeNodes(struct soap* ctx, const nsc1__ArrayOfNodeSubscription* nodes,
-                                const std::string& base) {
-  if (nodes == nullptr || nodes->NodeSubscription.empty()) {
-    return nullptr;
-  }
-  _global_data_t* glptr = globalData(ctx);
-  const std::string noOptions;
-  _service_options_t opts;
-  parseServiceOptions(glptr, &noOptions, &opts);
-  Results* results = soap_new_nsc1__ArrayOfRealTimeNodeSubscriptionResult(ctx);
-  const auto& wanted = nodes->NodeSubscription;
-  for (std::size_t first = 0; first < wanted.size(); first += kPointsAtOnce) {
-    toolkit::CLeafBatch batch;
-    std::vector<const std::string*> entered;
-    for (std::size_t i = first; i < std::min(first + kPointsAtOnce, wanted.size()); ++i) {
-      if (enterPoint(glptr, base, recordOf(wanted[i]), batch)) {
-        entered.push_back(wanted[i]->Path);
-      }
-    }
-    finishPoints(ctx, &opts, batch, entered, results);
-  }
-  return results;
 }
 
 // Enters everything but the points. Returns the operation's status, and true in `complete` when the
@@ -209,8 +85,23 @@ int writeSubscription(_global_data_t* glptr, const _nsc1__createSubscription& in
   return SOAP_OK;
 }
 
+// Names the bound that the subscription would break; empty for none.
+std::string tooMuch(const _nsc1__createSubscription& in, const SubscriptionTally& others) {
+  if (textOf(in.replyUri).size() > kMaxReplyUri) {
+    return "replyUri longer than " + std::to_string(kMaxReplyUri) + " bytes";
+  }
+  if (others.subscriptionsOfUser >= kMaxSubscriptionsOfUser) {
+    return "No more than " + std::to_string(kMaxSubscriptionsOfUser) +
+           " subscriptions for one user";
+  }
+  if (others.subscriptions >= kMaxSubscriptions) {
+    return "No more than " + std::to_string(kMaxSubscriptions) + " subscriptions";
+  }
+  return {};
+}
+
 int createFrom(struct soap* ctx, const std::string& id, const _nsc1__createSubscription& in,
-               Results*& results) {
+               RealTimeResults*& results) {
   _global_data_t* glptr = globalData(ctx);
   __psyslog->info(2, "createSubscription for subscriptionId = %s", id.c_str());
   if (glptr->swInfo) {
@@ -222,12 +113,18 @@ int createFrom(struct soap* ctx, const std::string& id, const _nsc1__createSubsc
   }
   std::string base;
   GetSubscrptBasePath(&id, base);
-  cut(base, kMaxPath);
+  toolkit::cutText(base, kMaxSubscriptionPath);
+  const SubscriptionTally others =
+      tallySubscriptions(glptr->cdsApi, base, glptr->caller.user.value_or(""));
+  if (const std::string reason = tooMuch(in, others); !reason.empty()) {
+    __psyslog->info(1, "createSubscription: %s: %s", id.c_str(), reason.c_str());
+    return fail(ctx, kNoSuchSubscription, reason.c_str());
+  }
   bool complete = false;
   if (const int failure = writeSubscription(glptr, in, base, complete); failure != 0 || !complete) {
     return failure;
   }
-  results = Register_realTimeNodes(ctx, in.realTimeNodes, base);
+  results = Register_realTimeNodes(ctx, in.realTimeNodes, base, 0, others.pointsLeft());
   if (results != nullptr) {
     setInteger(glptr, base, "/RTNodeCount",
                static_cast<int>(results->RealTimeNodeSubscriptionResult.size()));
@@ -235,9 +132,9 @@ int createFrom(struct soap* ctx, const std::string& id, const _nsc1__createSubsc
   return SOAP_OK;
 }
 
-Results* noSuchSubscription(struct soap* ctx, const std::string& id) {
+RealTimeResults* noSuchSubscription(struct soap* ctx, const std::string& id) {
   __psyslog->info(1, "No such Subscription (%s) to update", id.c_str());
-  Results* results = soap_new_nsc1__ArrayOfRealTimeNodeSubscriptionResult(ctx);
+  RealTimeResults* results = soap_new_nsc1__ArrayOfRealTimeNodeSubscriptionResult(ctx);
   auto* result = soap_new_nsc1__RealTimeNodeSubscriptionResult(ctx);
   result->Value = newString(ctx);
   BnwsErrMsg(WS_NO_SUCH_SUBSCRIPTION, "updateSubscriptionRealTimeNodes() failed", *result->Value);
@@ -256,7 +153,9 @@ void recount(_global_data_t* glptr, const std::string& base) {
   toolkit::CPath nodes(base + "/RTNodes");
   nodes.normalize();
   nodes.getChildPaths(glptr->cdsApi, children);
-  setInteger(glptr, base, "/RTNodeCount", static_cast<int>(children.size()));
+  const auto count = static_cast<int>(children.size());
+  writeLeaf(glptr, pointTally(base), toolkit::CElement(count));
+  setInteger(glptr, base, "/RTNodeCount", count);
 }
 
 const std::string& required(const std::optional<std::string>& part) {
@@ -295,9 +194,14 @@ void logAcknowledgement(const nsc1__AckRequest& request) {
 }
 
 std::string acknowledge(_global_data_t* glptr, const nsc1__AckRequest& request) {
+  std::string reply;
+  if (textOf(request.Note).size() > kMaxNote) {
+    const std::string reason = "Note longer than " + std::to_string(kMaxNote) + " bytes";
+    BnwsErrMsg(WS_EVENT_NOT_SENT, reason.c_str(), reply);
+    return reply;
+  }
   logAcknowledgement(request);
   api_status_t status = API_NONE;
-  std::string reply;
   if (glptr->cdsApi.event_send(acknowledgement(glptr->caller, request), status) != 0 ||
       status != API_SUCCESS) {
     BnwsErrMsg(WS_EVENT_NOT_SENT, "CDS event_send failed", reply);
@@ -335,13 +239,17 @@ int __nsc1__updateSubscriptionRealTimeNodes(
   }
   std::string base;
   GetSubscrptBasePath(in.subscriptionId, base);
-  Results*& results = response->updateSubscriptionRealTimeNodesResult;
+  RealTimeResults*& results = response->updateSubscriptionRealTimeNodesResult;
   if (!subscriptionExists(glptr, in.subscriptionId) ||
       !glptr->cdsApi.node_exists(base + "/RTNodes")) {
     results = noSuchSubscription(ctx, id);
     return SOAP_OK;
   }
-  results = Register_realTimeNodes(ctx, in.realTimeNodesToAdd, base);
+  const auto present = glptr->cdsApi.find_leaf(pointTally(base));
+  const SubscriptionTally others =
+      tallySubscriptions(glptr->cdsApi, base, makerOf(glptr->cdsApi, base));
+  results = Register_realTimeNodes(ctx, in.realTimeNodesToAdd, base,
+                                   present ? present->to_uint() : 0, others.pointsLeft());
   unregister(glptr, in.realTimeNodesToRemove, base);
   recount(glptr, base);
   return SOAP_OK;

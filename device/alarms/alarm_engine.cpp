@@ -11,7 +11,18 @@ namespace device {
 
 using toolkit::CElement;
 using toolkit::CEvent;
+using toolkit::CPath;
 using toolkit::secondsBetween;
+
+namespace {
+
+constexpr double kReserveSeconds = 1;
+
+std::uint64_t millisecondsOf(timeval time) {
+  return static_cast<std::uint64_t>(qel_UNIXtoQELtime64(&time)) / 1000;
+}
+
+}  // namespace
 
 struct AlarmEngine::Tick {
   const toolkit::CLeafReader& leaves;
@@ -32,6 +43,9 @@ bool AlarmEngine::step(const toolkit::CLeafReader& leaves, double seconds, timev
     return false;
   }
   countOn(leaves);
+  if (reserved_ <= state_.last) {
+    reserve(state_.last + kReserved, stamp);
+  }
   Tick tick{leaves, state_, seconds, stamp, {}, {}, {}, configuration_.inAlarm};
   for (const auto& entry : acknowledgements) {
     acknowledge(tick, entry.event);
@@ -44,6 +58,9 @@ bool AlarmEngine::step(const toolkit::CLeafReader& leaves, double seconds, timev
   if (!write(tick)) {
     return false;
   }
+  if (reserved_ < state_.last + kReserved / 2) {
+    reserve(state_.last + kReserved, stamp);
+  }
   const bool taken =
       acknowledgements.empty() || acknowledgements_.remove(acknowledgements.back().number) == 0;
   return removeOldest(stamp) && taken;
@@ -55,6 +72,34 @@ void AlarmEngine::countOn(const toolkit::CLeafReader& leaves) {
   const std::int64_t given = total == nullptr ? 0 : total->to_int64();
   if (given > 0 && given <= kLargestNumber) {
     state_.last = std::max(state_.last, static_cast<std::uint64_t>(given));
+  }
+}
+
+// A flash that refuses is asked again after a second.
+void AlarmEngine::reserve(std::uint64_t upTo, timeval stamp) {
+  if (!reservationError_.empty() && !toolkit::isDue(reservedAt_, stamp, kReserveSeconds)) {
+    return;
+  }
+  reservedAt_ = stamp;
+  CElement ahead(static_cast<std::int64_t>(upTo));
+  CElement given(static_cast<std::int64_t>(state_.last));
+  ahead.set_time(stamp);
+  const auto present = cds_.find_leaf(CPath(kTotalPath));
+  const bool isSame = present && present->to_int64() == given.to_int64();
+  given.set_time(isSame ? present->time() : stamp);
+  std::vector<api_status_t> statuses;
+  if (cds_.set_leaves({CPath(kTotalPath), CPath(kTotalPath)}, {ahead, given}, {PCD_TRUE, PCD_FALSE},
+                      statuses, kSource) == 0) {
+    reserved_ = upTo;
+    reservationError_.clear();
+  } else {
+    reservationError_ = cds_.last_error();
+  }
+}
+
+void AlarmEngine::release() {
+  if (reserved_ > state_.last) {
+    reserve(state_.last, toolkit::presentTime());
   }
 }
 
@@ -147,6 +192,9 @@ void AlarmEngine::raise(Tick& tick, std::size_t index) const {
   }
   Alarm alarm;
   alarm.number = ++tick.next.last;
+  if (alarm.number > reserved_) {
+    alarm.number = tick.next.last = std::max(alarm.number, millisecondsOf(tick.stamp));
+  }
   alarm.source = point.leaf();
   alarm.limit = kLimitKinds.at(watch.kind).leaf;
   alarm.message = watch.message;
@@ -245,10 +293,8 @@ void AlarmEngine::writeCounters(toolkit::CLeafBatch& batch, const Tick& tick) co
   if (count == nullptr || count->to_int() != open) {
     batch.add(kCountPath, CElement(open));
   }
-  const bool given = next.last != state_.last;
-  if (given || tick.leaves.element(total_) == nullptr) {
-    batch.add(kTotalPath, CElement(static_cast<std::int64_t>(next.last)),
-              given ? PCD_TRUE : PCD_FALSE);
+  if (next.last != state_.last || tick.leaves.element(total_) == nullptr) {
+    batch.add(kTotalPath, CElement(static_cast<std::int64_t>(next.last)));
   }
 }
 

@@ -5,6 +5,11 @@
 // changed in one transaction. What the store refuses has not happened: the next step tries again.
 // Its events go with the write; acknowledgements are removed after it, so that a kill loses none.
 //
+// No alarm waits for the flash. Numbers are reserved there some ahead, so that none comes twice
+// whatever restarts: the persistent half holds the last one that may have been given, the live half
+// the last one that was. When none is left and the flash refuses more, numbers are the time in
+// milliseconds, which no reservation reaches.
+//
 // Alarms that a former run has left are taken over. Limits are read anew once a second, or every
 // three seconds for each thousand nodes. An alarm whose limit is gone is closed, and one whose node
 // somebody removed is forgotten. Values of a device whose quality is not good change no condition.
@@ -29,6 +34,7 @@ class AlarmEngine : public Watcher {
  public:
   static constexpr int kKeepClosedSeconds = 60;
   static constexpr std::size_t kMaxClosed = 100;
+  static constexpr std::uint64_t kReserved = 100;  // numbers ahead
   // A record that began so many seconds before a fall was seen is still its record.
   static constexpr double kRecordSlackSeconds = 2;
 
@@ -41,6 +47,10 @@ class AlarmEngine : public Watcher {
 
   // So many seconds have passed, and it is now `stamp`. False when the store refused.
   bool step(const toolkit::CLeafReader& leaves, double seconds, timeval stamp);
+  // Why numbers cannot be reserved; empty when they can.
+  const std::string& reservationError() const { return reservationError_; }
+  // Gives back the numbers that were reserved. To be called last.
+  void release();
 
  private:
   struct WatchState {
@@ -74,6 +84,7 @@ class AlarmEngine : public Watcher {
   void linkAlarms();
   void takeOver();
   void countOn(const toolkit::CLeafReader& leaves);
+  void reserve(std::uint64_t upTo, timeval stamp);
 
   void acknowledge(Tick& tick, const toolkit::CEvent& acknowledgement) const;
   void closeOrphans(Tick& tick) const;
@@ -100,6 +111,9 @@ class AlarmEngine : public Watcher {
   std::vector<DeviceLeaves> deviceLeaves_;                 // as in the configuration
   std::vector<toolkit::CLeafReader::Handle> pointLeaves_;  // the values, as there
   State state_;
+  std::uint64_t reserved_ = 0;  // the last number that may be given
+  std::optional<timeval> reservedAt_;
+  std::string reservationError_;
   std::vector<std::uint64_t> orphans_;  // alarms without a limit
 };
 

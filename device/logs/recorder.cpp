@@ -14,14 +14,16 @@ namespace {
 struct Kind {
   const char* file;
   unsigned capacity;
+  std::uint64_t maxBytes;
   bool (*has)(const CEvent& event);
 };
 
 constexpr std::array<Kind, 3> kKinds = {{
-    {"deadband.db", 100'000,
+    {"deadband.db", 100'000, 64 << 20,
      [](const CEvent& event) { return event.type == toolkit::EVENT_DELTA; }},
-    {"system.db", 5'000, [](const CEvent& event) { return event.type == toolkit::EVENT_SYSTEM; }},
-    {"alarms.db", 20'000,
+    {"system.db", 5'000, 8 << 20,
+     [](const CEvent& event) { return event.type == toolkit::EVENT_SYSTEM; }},
+    {"alarms.db", 20'000, 32 << 20,
      [](const CEvent& event) {
        return event.type != toolkit::EVENT_DELTA && event.type != toolkit::EVENT_SYSTEM;
      }},
@@ -57,7 +59,8 @@ bool Recorder::open(const std::string& folder) {
   for (std::size_t i = 0; i < logs_.size(); ++i) {
     CLog& file = logs_[i].file;
     const Kind& kind = kKinds[i];
-    if (file.openToWrite(folder + "/" + kind.file, {.capacity = kind.capacity, .wait = false}) !=
+    if (file.openToWrite(folder + "/" + kind.file,
+                         {.capacity = kind.capacity, .wait = false, .maxBytes = kind.maxBytes}) !=
             toolkit::LOG_OK ||
         file.get_marks(logs_[i].entered) != toolkit::LOG_OK) {
       lastError_ = file.last_error();

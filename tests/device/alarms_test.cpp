@@ -1,15 +1,19 @@
 // The alarms' way through the store, on the test's own clock.
 #include "alarms/alarm_engine.h"
 
+#include <fstream>
+#include <functional>
 #include <set>
 
 #include "model_file.h"
+#include "store/transaction.h"
 #include "store_fixture.h"
 
 using device::AlarmEngine;
 using toolkit::CElement;
 using toolkit::CEvent;
 using toolkit::CEventStream;
+using toolkit::store::Environment;
 
 namespace {
 
@@ -34,10 +38,10 @@ class Alarms : public StoreTest {
  protected:
   Alarms() { importDevice(); }
 
-  void importDevice() {
+  void importDevice(const char* limit = "1000000") {
     toolkit::admin::Model model;
     ASSERT_EQ(model_file::parse(kDevice, model), "");
-    setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
+    setenv("TOOLKIT_STORE_LIMIT", limit, 1);
     import(model.leaves);
     ASSERT_EQ(cds_.init(), 0) << cds_.last_error();
     start();
@@ -96,8 +100,11 @@ class Alarms : public StoreTest {
       }
       event.source = "Web-Services: ann";
       cds_.event_send(event, status);
-    } else if (words[0] == "restart" || words[0] == "boot") {
-      if (words[0] == "boot") {
+    } else if (words[0] == "restart" || words[0] == "boot" || words[0] == "end") {
+      if (words[0] == "end") {
+        engine_->release();
+      }
+      if (words[0] != "restart") {
         toolkit::admin::boot();
       }
       start();
@@ -148,7 +155,9 @@ const std::pair<const char*, const char*> kCourses[] = {
     {"a device below", "Sub/W 9|Sub/W 1>1: 1 true 1|Sub/W 1|AlarmsEnabled 0|Sub/W 9>1: 1 true 3"},
     {"taken over", "V 251|V 249|restart>1: 1 true 1|V 1|restart>1: 2 false 2|V 251>1: 1 true 3"},
     {"the value that raised it last", "V 251|V 1|V 255|V 256>/Alarms/1/SourceValue=255"},
-    {"no number twice", "V 251|boot>none|V 251>2: 1 true 1|rm /Alarms/2|V 251>3: 1 true 1"},
+    {"no number twice",
+     "V 251|boot>none|V 251>101: 1 true 1|rm /Alarms/101|V 251>102: 1 true 1|end>none|"
+     "V 251>103: 1 true 1"},
     {"behind somebody's node", "/Alarms/8:Else 1|V 251>9: 1 true 1"},
     {"two limits", "V 261>/Alarms/AlarmCount=2|ack 2>/Alarms/AlarmCount=1"},
     {"a message of its kind", "V 261>/Alarms/1/AlarmMsg=Value far too high"},
@@ -241,6 +250,59 @@ TEST_F(Alarms, AStoreThatRefusesIsNotRunAheadOf) {
   EXPECT_TRUE(step());
   EXPECT_EQ(newest(), "1: 1 true 1");
   EXPECT_EQ(events().size(), 1U);
+}
+
+TEST_F(Alarms, DoNotWaitForAFlashThatIsFullAndHaveNoNumberTwice) {
+  cds_.close();
+  const SmallDisk disk(folder() / "flash");
+  if (!disk.isMounted()) {
+    GTEST_SKIP() << "cannot mount a tmpfs";
+  }
+  setenv("TOOLKIT_STATE", (folder() / "flash").c_str(), 1);
+  importDevice("4000000");
+  EXPECT_TRUE(step());
+  std::ofstream(folder() / "flash/filler") << std::string(2 << 20, 'x');
+  // Keeps the file's free pages from being used again.
+  ChildProcess reader([&] {
+    std::string error;
+    const auto persistent =
+        Environment::open(folder() / "flash/persistent.mdb", Environment::Commits::kDurable,
+                          Environment::IfMissing::kRefuse, error);
+    const toolkit::store::ReadTransaction transaction(*persistent);
+    std::ofstream(folder() / "reading") << "";
+    return pause();
+  });
+  ASSERT_TRUE(await([&] { return std::filesystem::exists(folder() / "reading"); }));
+  for (int i = 0; i < 1000 && set(cds_, "/X", CElement(i), PCD_TRUE) == API_SUCCESS; ++i) {
+  }
+  const auto raise = [&](std::uint64_t count) {
+    for (std::uint64_t i = 0; i < count; ++i) {
+      act("Group/T 9");
+      ASSERT_TRUE(step());
+      act("Group/T 13");
+      ASSERT_TRUE(step());
+    }
+  };
+  raise(1);
+  EXPECT_EQ(newest(), "1: 5 false 2") << "at once";
+  raise(AlarmEngine::kReserved + 2);
+  EXPECT_NE(engine_->reservationError(), "");
+  act("boot");
+  raise(2);
+  reader.kill();
+  std::filesystem::remove(folder() / "flash/filler");
+  raise(2);
+  EXPECT_EQ(engine_->reservationError(), "");
+  act("boot");
+  raise(1);
+  std::vector<std::uint64_t> given;
+  for (const auto& entry : events()) {
+    if (entry.event.sequence == 1) {
+      given.push_back(entry.event.id);
+    }
+  }
+  EXPECT_EQ(given.size(), AlarmEngine::kReserved + 8);
+  EXPECT_TRUE(std::is_sorted(given.begin(), given.end(), std::less_equal<>()));
 }
 
 TEST_F(Alarms, OfValuesThatAreNotGoodAreNeitherRaisedNorCleared) {

@@ -31,8 +31,8 @@ class Devmon : public Sandbox {
   Devmon(const Devmon&) = delete;
   Devmon& operator=(const Devmon&) = delete;
 
-  void startMonitor() {
-    monitor_ = startProcess(folder(), DEVMON, {"--rate=200", "--logs", folder()});
+  void startMonitor(const char* logs = "") {
+    monitor_ = startProcess(folder(), DEVMON, {"--rate=200", "--logs", folder() / logs});
   }
   void startMeter() { meter_ = startProcess(folder(), DEVSIM, {"--rate=100"}); }
   int end(pid_t& pid, int signal) const {
@@ -100,6 +100,23 @@ TEST_F(Devmon, KeepsFourFilesAndLeavesOthersAlone) {
   write("system.db", "mine");
   EXPECT_EQ(run(DEVMON, {"--logs", folder()}).status, 1);
   EXPECT_EQ(contentsOf(file("system.db")), "mine");
+}
+
+TEST_F(Devmon, RaisesAlarmsWhileItsLogsHaveNoRoom) {
+  const SmallDisk disk(folder() / "logs");
+  if (!disk.isMounted()) {
+    GTEST_SKIP() << "cannot mount a tmpfs";
+  }
+  const std::string filler = write("logs/filler", std::string(2 << 20, 'x'));
+  startMonitor("logs");
+  startMeter();
+  put("/Feeder1/NominalVoltage", 260);
+  EXPECT_TRUE(await([&] { return read("/Alarms/AlarmCount") == "3"; }));
+  EXPECT_NE(contentsOf(folder() / "err").find("logs/deadband.db"), std::string::npos);
+  std::filesystem::remove(filler);
+  EXPECT_TRUE(await([&] { return std::filesystem::exists(file("logs/interval-trends.db")); }));
+  EXPECT_EQ(end(monitor_, SIGTERM), 0);
+  EXPECT_EQ(eventsOf("logs/alarms.db").size(), 3U);
 }
 
 // Kills one or the other, or both, at whatever moment it is, while alarms come and go.

@@ -87,6 +87,48 @@ TEST_F(DeviceLogs, EachEventIsEnteredOnceWhateverHappens) {
   }
 }
 
+TEST_F(DeviceLogs, AFullDiskIsWaitedFor) {
+  const SmallDisk disk(folder() / "logs");
+  if (!disk.isMounted()) {
+    GTEST_SKIP() << "cannot mount a tmpfs";
+  }
+  import({leaf("/A", "Value", CElement(1.0))});
+  toolkit::CCds cds;
+  device::Recorder recorder(cds);
+  ASSERT_TRUE(recorder.open(folder() / "logs"));
+  std::string told;
+  int number = 0;
+  const auto send = [&](int count) {
+    for (int i = 0; i < count; ++i) {
+      CEvent event;
+      event.type = toolkit::EVENT_ALARM;
+      event.message = std::to_string(++number);
+      event.note = std::string(2000, 'x');
+      event.time = now_;
+      told += event.message + " ";
+      api_status_t status = API_NONE;
+      ASSERT_EQ(cds.event_send(event, status), 0);
+    }
+  };
+  for (int round = 0; round < 3; ++round) {
+    send(20);
+    EXPECT_TRUE(recorder.step());
+    const std::string filler = write("logs/filler", std::string(2 << 20, 'x'));
+    send(20);
+    EXPECT_FALSE(recorder.step());
+    send(20);
+    EXPECT_FALSE(recorder.step());
+    std::filesystem::remove(filler);
+    EXPECT_TRUE(recorder.step()) << recorder.lastError();
+  }
+  EXPECT_EQ(recorder.takeMissed(), 0U);
+  std::string entered;
+  for (const CEvent& event : eventsOf("logs/alarms.db")) {
+    entered += event.message + " ";
+  }
+  EXPECT_EQ(entered, told);
+}
+
 TEST_F(DeviceLogs, EventsThatAreGoneBeforeTheyAreEnteredAreCounted) {
   import({leaf("/A", "Value", CElement(1.0))});
   toolkit::CCds cds;

@@ -47,6 +47,29 @@ class Events : public StoreTest {
   const CEvent ack_ = event(toolkit::EVENT_ACKNOWLEDGE, 7);
 };
 
+TEST_F(Events, KeepTheFirstBytesOfLongTexts) {
+  CCds cds;
+  const std::string most(CEventStream::kMaxText, 'x');
+  CEvent sent = event(toolkit::EVENT_ALARM, 1);
+  sent.time = {5, 0};
+  sent.path = sent.note = sent.source = sent.message = most;
+  sent.value = CElement(most);
+  sent.value.set_time(sent.time);
+  sent.waveforms = {most};
+  const CEvent expected = sent;
+  for (std::string* text : {&sent.path, &sent.note, &sent.source, &sent.message}) {
+    *text += "é";
+  }
+  sent.value = CElement(most + "y");
+  sent.value.set_time(sent.time);
+  sent.waveforms.push_back("z");
+  send(cds, {sent});
+  std::vector<CEventStream::Entry> entries;
+  EXPECT_EQ(CEventStream(cds, kEvents).read(0, entries), 0);
+  ASSERT_EQ(entries.size(), 1U);
+  EXPECT_EQ(entries[0].event, expected);
+}
+
 TEST_F(Events, GoToTheirStreams) {
   CCds cds;
   EXPECT_EQ(send(cds, {ack_, event(toolkit::EVENT_ACKNOWLEDGE, 8), event(toolkit::EVENT_PLAIN, 3),

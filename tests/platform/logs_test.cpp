@@ -121,6 +121,29 @@ TEST_F(Logs, TheOldestGoWhenALogIsFullAndTheMarkStays) {
   EXPECT_EQ(log.append({eventAt(1, 1)}), toolkit::LOG_MISSING) << "into a file that is gone";
 }
 
+TEST_F(Logs, TheOldestGoWhenALogHasTooManyBytes) {
+  constexpr std::uint64_t kBytes = 400'000;
+  CLog log;
+  ASSERT_EQ(log.openToWrite(file(), {.maxBytes = kBytes}), 0);
+  CEvent event = eventAt(1, 0);
+  for (const std::size_t size : {100, 20'000, 1'000'000, 100}) {
+    event.note = std::string(size, 'x');
+    for (std::size_t bytes = 0; bytes < 3 * kBytes; bytes += size + 200) {
+      ++event.id;
+      ASSERT_EQ(log.append({event}), 0);
+    }
+    std::vector<CEvent> events;
+    ASSERT_EQ(log.retrieve(events, "", nullptr, nullptr, CLog::kNoMaximum, false, false, 0), 0);
+    ASSERT_FALSE(events.empty());
+    EXPECT_EQ(events.back(), event);
+    EXPECT_EQ(events.front().id, event.id - events.size() + 1) << "none between is missing";
+    EXPECT_LE(events.size() * size, std::max(kBytes, size));
+    EXPECT_GE(2 * events.size() * (size + 200), std::min(kBytes, size)) << "no more than needed";
+  }
+  log.close();
+  EXPECT_LE(fs::file_size(file()), 2'100'000U) << "what is free is used again";
+}
+
 TEST_F(Logs, TheGroupMayWriteThemWhateverTheUmask) {
   const auto modes = [&] {
     std::vector<mode_t> found;

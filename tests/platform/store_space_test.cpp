@@ -26,7 +26,9 @@ class StoreSpace : public StoreTest {
     }
     EXPECT_EQ(status, refusal);
     const std::string file = persist == PCD_TRUE ? persistentFile() : liveFile();
-    EXPECT_NE(cds.last_error().find(file), std::string::npos) << cds.last_error();
+    EXPECT_TRUE(cds.last_error().find(file) != std::string::npos ||
+                cds.last_error().find("clients have filled their part") != std::string::npos)
+        << cds.last_error();
     EXPECT_EQ(text(cds, "/Fill/N" + std::to_string(i - 1)), "status 2");
     EXPECT_EQ(text(cds, "/Fill/N0"), bytes) << "what was there is whole";
   }
@@ -81,6 +83,30 @@ TEST_F(StoreSpace, AFullPersistentHalfLeavesTheLiveOneAlone) {
   CCds cds;
   fill(cds, PCD_TRUE, API_STORE_FULL);
   expectRoomAfterRemoval(cds);
+}
+
+TEST_F(StoreSpace, ClientsLeaveAPartForTheDevice) {
+  setenv("TOOLKIT_STORE_LIMIT", "4000000", 1);
+  for (const pcd_tribool_t persist : {PCD_FALSE, PCD_TRUE}) {
+    import({leaf("/Small", "Value", CElement("old"))});
+    CCds device;
+    CCds client;
+    client.setForClients();
+    fill(client, persist, API_STORE_FULL);
+    EXPECT_EQ(set(client, "/Small", CElement("new"), persist), API_SUCCESS) << "it does not grow";
+    EXPECT_NE(set(client, "/Small", CElement(std::string(9000, 'x')), persist), API_SUCCESS);
+    EXPECT_NE(client.last_error().find("for the device's own programs"), std::string::npos);
+    api_status_t status = API_NONE;
+    EXPECT_EQ(client.set_own_leaf("/Mine", CElement(std::string(9000, 'x')), status, "test"), 0);
+    EXPECT_EQ(client.watchdog_register(status, "test", 1, 1), 0);
+    EXPECT_EQ(client.watchdog_ping(status), 0);
+    for (int i = 0; i < 200; ++i) {
+      const CElement alarm(std::string(1000, 'x'));
+      ASSERT_EQ(set(device, "/Fill/Alarm" + std::to_string(i), alarm, persist), API_SUCCESS)
+          << device.last_error();
+    }
+    expectRoomAfterRemoval(client);
+  }
 }
 
 using FullDisk = StoreSpace;

@@ -127,6 +127,25 @@ TEST(RecordQueue, GivesEachRecordOnceInOrderAndDropsTheOldestThatIsNotOnItsWay) 
   EXPECT_EQ(next(9), (Sent{24, 1, {24}}));
 }
 
+TEST(RecordQueue, HoldsABoundInBytesAndAtLeastOneRecord) {
+  wspub::RecordQueue queue(1000);
+  const auto record = [](std::size_t size) {
+    return wspub::Record{wspub::Value{"/A", wspub::Texts{std::string(size, 'x'), {}}}};
+  };
+  constexpr std::size_t kBytes = wspub::RecordQueue::kMaxBytes;
+  queue.add(record(2 * kBytes));
+  EXPECT_EQ(queue.begin(9).records.size(), 1U) << "larger than the bound, but alone";
+  queue.add(record(1));
+  EXPECT_FALSE(queue.hasRoomFor(record(1)));
+  queue.accepted();
+  for (int i = 0; i < 10; ++i) {
+    queue.add(record(kBytes / 4));
+  }
+  const wspub::Batch batch = queue.begin(99);
+  EXPECT_EQ(batch.records.size(), 3U);
+  EXPECT_EQ(batch.lost, 8U);
+}
+
 using SubscriptionsTest = PublisherTest;
 
 TEST_F(SubscriptionsTest, AreNotTakenForCancelledWhileTheStoreCannotBeRead) {

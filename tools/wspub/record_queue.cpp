@@ -6,11 +6,41 @@
 
 namespace wspub {
 
+namespace {
+
+std::size_t sizeOf(const std::optional<Texts>& texts) {
+  return texts ? texts->value.size() : 0;
+}
+
+std::size_t sizeOf(const Record& record) {
+  if (const auto* value = std::get_if<Value>(&record.content)) {
+    return sizeof record + value->path.size() + sizeOf(value->texts);
+  }
+  const auto& event = std::get<Event>(record.content);
+  std::size_t size = sizeof record + event.sourcePath.size() + sizeOf(event.texts) +
+                     event.event.note.size() + event.event.message.size();
+  for (const std::string& url : event.event.waveforms) {
+    size += url.size();
+  }
+  return size;
+}
+
+}  // namespace
+
+bool RecordQueue::hasRoomFor(const Record& record) const {
+  return records_.empty() || (records_.size() < bound_ && bytes_ + sizeOf(record) <= kMaxBytes);
+}
+
 void RecordQueue::add(Record record) {
-  records_.push_back({++lastNumber_, std::move(record)});
-  if (records_.size() > bound_) {
-    // With everything on its way, the oldest of the others is the new one.
-    records_.erase(records_.begin() + static_cast<std::ptrdiff_t>(sending_));
+  const std::size_t bytes = sizeOf(record);
+  records_.push_back({++lastNumber_, bytes, std::move(record)});
+  bytes_ += bytes;
+  // With everything on its way, the oldest of the others is the new one.
+  while (records_.size() > std::max<std::size_t>(sending_, 1) &&
+         (records_.size() > bound_ || bytes_ > kMaxBytes)) {
+    const auto oldest = records_.begin() + static_cast<std::ptrdiff_t>(sending_);
+    bytes_ -= oldest->bytes;
+    records_.erase(oldest);
   }
 }
 
@@ -34,6 +64,7 @@ std::uint64_t RecordQueue::accepted() {
   for (; sending_ > 0; --sending_) {
     newest = std::max(newest, records_.front().record.streamNumber);
     lastAccepted_ = records_.front().number;
+    bytes_ -= records_.front().bytes;
     records_.pop_front();
   }
   return newest;

@@ -1,7 +1,8 @@
 // RecordQueue: what one subscriber is still to be sent, in order, each record with its number.
 //
-// Numbers count from 1 and are never used twice. A full queue drops its oldest record, but none of
-// a message that is on its way. Pure: knows neither store nor network.
+// Numbers count from 1 and are never used twice. A queue that is full, by number or by bytes, drops
+// its oldest records, but none of a message that is on its way; one that is larger than the bound
+// is kept alone. Pure: knows neither store nor network.
 #pragma once
 
 #include <cstdint>
@@ -21,10 +22,14 @@ struct Batch {
 
 class RecordQueue {
  public:
+  static constexpr std::size_t kMaxBytes = std::size_t{1} << 20;
+
   explicit RecordQueue(std::size_t bound) : bound_(bound) {}
 
   bool isEmpty() const { return records_.empty(); }
   std::size_t room() const { return bound_ - records_.size(); }
+  // Whether it drops none for this one.
+  bool hasRoomFor(const Record& record) const;
 
   void add(Record record);
   // So many records were lost before they came here: they take numbers, as if they were dropped.
@@ -42,10 +47,12 @@ class RecordQueue {
  private:
   struct Numbered {
     std::uint64_t number;
+    std::size_t bytes;
     Record record;
   };
 
   std::size_t bound_;
+  std::size_t bytes_ = 0;
   std::deque<Numbered> records_;
   std::size_t sending_ = 0;       // that many at the front are on their way
   std::uint64_t lastNumber_ = 0;  // of the newest record

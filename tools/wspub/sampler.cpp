@@ -151,8 +151,13 @@ void Sampler::take(const Due& due, api_status_t status, const CElement& element,
   if (readable) {
     texts = textsOf(cds_, point.path, element);
   }
-  if (point.filter.takes(sampleOf(point, texts), now)) {
-    due.subscription->queue.add({valueOf(point, std::move(texts))});
+  const Sample sample = sampleOf(point, texts);
+  Record record{valueOf(point, std::move(texts))};
+  RecordQueue& queue = due.subscription->queue;
+  if (!point.filter.hasStarted() && !queue.hasRoomFor(record)) {
+    point.seen = kNeverSeen;  // a first value waits, see collect()
+  } else if (point.filter.takes(sample, now)) {
+    queue.add(std::move(record));
   }
 }
 

@@ -66,6 +66,7 @@ struct _global_data_t {
   RequestBody body;                  // in UTF-8
   IgnoredElements ignored;           // of the request
   std::int32_t nextConnCheck = 0;    // monotonic seconds
+  bool unpinged = false;             // the store was opened again, and no ping has succeeded since
   std::string waveFolder;            // -w
   bool localesOk = false;
   std::string supportedLocales;                             // names joined by ";"

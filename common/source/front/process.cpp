@@ -1,13 +1,17 @@
 #include "front/process.h"
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
+#include <cstring>
 
 #include "front/fastcgi_socket.h"
 #include "front/global_data.h"
@@ -66,6 +70,27 @@ std::string nameOfWorker(const std::string& name) {
 
 void registerWithWatchdog(toolkit::CCds& cds, api_status_t& status) {
   cds.watchdog_register(status, nameOfWorker("dravixd"), kWatchdogSeconds, kWatchdogAction);
+}
+
+void notifySupervisor(std::string_view state) {
+  const char* path = std::getenv("NOTIFY_SOCKET");
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  const std::size_t length = path == nullptr ? 0 : std::strlen(path);
+  if (length == 0 || length >= sizeof address.sun_path) {
+    return;
+  }
+  std::memcpy(address.sun_path, path, length);
+  if (*path == '@') {
+    address.sun_path[0] = '\0';  // an abstract name
+  }
+  const int descriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (descriptor != -1) {
+    sendto(descriptor, state.data(), state.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
+           reinterpret_cast<const sockaddr*>(&address),
+           static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length));
+    close(descriptor);
+  }
 }
 
 void register_handlers() {

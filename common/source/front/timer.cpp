@@ -20,11 +20,36 @@ bool pingWatchdog(toolkit::CCds& cds) {
   return status == API_SUCCESS;
 }
 
+// Opens a store that a failed ping has closed, and pings. A store that can be read but takes no
+// ping stays open then: clients shall see what there is.
+bool tendStore(_global_data_t* glptr) {
+  toolkit::CCds& cds = glptr->cdsApi;
+  if (!cds.is_open()) {
+    if (cds.init() != 0) {
+      return false;
+    }
+    glptr->unpinged = true;
+    __psyslog->notice(0, "The store is open again");
+  }
+  if (pingWatchdog(cds)) {
+    if (glptr->unpinged) {
+      __psyslog->notice(0, "The watchdog is served again");
+    }
+    glptr->unpinged = false;
+    notifySupervisor("WATCHDOG=1");
+  } else if (!glptr->unpinged) {
+    __psyslog->err(0, "The watchdog could not be pinged, the store is closed: %s",
+                   cds.last_error().c_str());
+    cds.close();
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 void timer_task(_global_data_t* glptr) {
-  if (daemonMode && !pingWatchdog(glptr->cdsApi)) {
-    glptr->cdsApi.close();
+  if (daemonMode && !tendStore(glptr)) {
     return;
   }
   const std::int32_t now = qel_GetMonoTime();

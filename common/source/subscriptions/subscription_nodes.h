@@ -2,11 +2,14 @@
 // it.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "front/global_data.h"
 #include "toolkit/sw_info.h"
 #include "toolkit/trees.h"
+
+inline constexpr std::size_t kMaxSubscriptionPath = 255;  // bytes of a path below the subscriptions
 
 // Templates of a subscription's nodes and of one real-time node's, each list ended by null.
 extern const toolkit::tagnval* const SwSubscriptionNodes[];

@@ -66,6 +66,11 @@ class CCds {
   // watchdog's.
   void setReadOnly() { readOnly_ = true; }
 
+  // Every later write of this client is for others, who shall not stop the device: API_STORE_FULL
+  // where it makes the store grow and less than an eighth of what the store may have is free. But
+  // for set_own_leaf() and the watchdog's.
+  void setForClients() { forClients_ = true; }
+
   // API_SUCCESS, API_NOT_FOUND, API_BAD_PATH or API_FAILED. A sub-attribute in the path is not
   // looked at: the leaf is read. An array element path gives that element as a String.
   int get_leaf(const CPath& path, api_status_t& status, CElement& element,
@@ -147,6 +152,7 @@ class CCds {
 
  private:
   api_status_t write(const std::function<void(store::Change&)>& body);
+  api_status_t writeOwn(const std::function<void(store::Change&)>& body);
   int change(bool goodPath, api_status_t& status,
              const std::function<api_status_t(store::Change&)>& body);
   void noteFailure(int code);
@@ -164,6 +170,7 @@ class CCds {
   FoundNodes found_;
   bool initialized_ = false;
   bool readOnly_ = false;
+  bool forClients_ = false;
 };
 
 }  // namespace toolkit

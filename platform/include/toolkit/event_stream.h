@@ -7,9 +7,10 @@
 //                       the newest 1,000 of all other events, which no change pushes out. A reader
 //                       that falls further behind has missed some, and is told how many.
 //
-// Both are in the live half of the store: empty after a restart of the device. Entries of a stream
-// are numbered from 1 in the order in which they were handed over, and a number is not used twice.
-// Calls return 0, or non-zero when the store failed; outputs are then empty.
+// Of each text of an event the first kMaxText bytes are kept, of its URLs as many as are not
+// longer. Both are in the live half of the store: empty after a restart of the device. Entries of a
+// stream are numbered from 1 in the order in which they were handed over, and a number is not used
+// twice. Calls return 0, or non-zero when the store failed; outputs are then empty.
 #pragma once
 
 #include <cstdint>
@@ -23,6 +24,7 @@ namespace toolkit {
 class CEventStream {
  public:
   static constexpr std::uint64_t kCapacity = 1000;
+  static constexpr std::size_t kMaxText = 4096;
 
   enum Kind { kAcknowledgements, kEvents };
   // What makes room for what: entries of one ring go in their order.

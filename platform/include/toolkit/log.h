@@ -46,11 +46,13 @@ class CLog {
     unsigned capacity = 0;
     bool durable = false;
     bool wait = true;
+    std::uint64_t maxBytes = 0;  // see setMaxBytes()
   };
   int openToRead(const std::string& path) {
     return init(path, 0, false, false, true, true, 0, 0, 0);
   }
   int openToWrite(const std::string& path, const WriteOptions& options) {
+    setMaxBytes(options.maxBytes);
     return init(path, options.capacity, true, options.durable, false, options.wait, 0, 0, 0);
   }
   // Opens a log, after closing what was open. A file that another process holds is open all the
@@ -68,6 +70,10 @@ class CLog {
            bool wait, unsigned pageSize, unsigned cacheSize, unsigned heapLimit);
   bool is_initialized() const;
   void close();
+
+  // Beyond so many bytes of the file append() removes the rows that were entered first, but for the
+  // newest; 0: no bound. The file is then at most one append longer.
+  void setMaxBytes(std::uint64_t bytes);
 
   // The events with start <= time <= end (null: no bound) whose path is `pathFilter` or lies below
   // it, by whole components; "" and "/" are every path. Of more than `max` the oldest ones, or with

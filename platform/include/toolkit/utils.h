@@ -1,12 +1,16 @@
 // CCds_Utils: questions about the installation that several programs ask of the store.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 #include "toolkit/cds.h"
 
 namespace toolkit {
+
+// Keeps the text's first bytes, without half a character at the end.
+void cutText(std::string& text, std::size_t bytes);
 
 class CCds_Utils {
  public:

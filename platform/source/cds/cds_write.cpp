@@ -80,8 +80,10 @@ int CCds::set_leaf(const CPath& path, const CElement& element, api_status_t& sta
 int CCds::set_own_leaf(const CPath& path, const CElement& element, api_status_t& status,
                        const std::string& source) {
   const bool readOnly = std::exchange(readOnly_, false);
+  const bool forClients = std::exchange(forClients_, false);
   const int result = set_leaf(path, element, status, PCD_FALSE, source);
   readOnly_ = readOnly;
+  forClients_ = forClients;
   return result;
 }
 
@@ -219,10 +221,18 @@ int CCds::change(bool goodPath, api_status_t& status,
 }
 
 api_status_t CCds::write(const std::function<void(store::Change&)>& body) {
-  const api_status_t status = store_->write(body);
+  const api_status_t status =
+      store_->write(body, forClients_ ? store::For::kClients : store::For::kDevice);
   if (status != API_SUCCESS) {
     lastError_ = store_->lastError();
   }
+  return status;
+}
+
+api_status_t CCds::writeOwn(const std::function<void(store::Change&)>& body) {
+  const bool forClients = std::exchange(forClients_, false);
+  const api_status_t status = write(body);
+  forClients_ = forClients;
   return status;
 }
 

@@ -10,6 +10,7 @@
 #include "store/store.h"
 #include "store/tree.h"
 #include "toolkit/time.h"
+#include "toolkit/utils.h"
 
 namespace toolkit {
 
@@ -149,9 +150,34 @@ CEventStream::Missed collectEvents(store::Transaction& transaction, std::uint64_
   return missed;
 }
 
+// A number or a state is never as long.
+void cutValue(CElement& value) {
+  std::string text = value.type() == DATA_STRING ? value.to_string() : std::string();
+  if (text.size() > CEventStream::kMaxText) {
+    const timeval time = value.time();
+    cutText(text, CEventStream::kMaxText);
+    value = CElement(std::move(text));
+    value.set_time(time);
+  }
+}
+
+CEvent bounded(CEvent event) {
+  for (std::string* text : {&event.path, &event.note, &event.source, &event.message}) {
+    cutText(*text, CEventStream::kMaxText);
+  }
+  cutValue(event.value);
+  std::size_t bytes = 0;
+  std::erase_if(event.waveforms, [&](const std::string& url) {
+    bytes += url.size();
+    return bytes > CEventStream::kMaxText;
+  });
+  return event;
+}
+
 }  // namespace
 
-api_status_t enqueueEvent(store::WriteTransaction& live, const CEvent& event) {
+api_status_t enqueueEvent(store::WriteTransaction& live, const CEvent& whole) {
+  const CEvent event = bounded(whole);
   if (event.type == EVENT_ACKNOWLEDGE) {
     return appendAcknowledgement(live, event);
   }

@@ -28,6 +28,16 @@ std::string deviceAbove(CCds& cds, std::string_view node) {
 
 }  // namespace
 
+void cutText(std::string& text, std::size_t bytes) {
+  if (text.size() <= bytes) {
+    return;
+  }
+  while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) {
+    --bytes;
+  }
+  text.resize(bytes);
+}
+
 int CCds_Utils::GetDeviceList(CCds& cds, std::vector<std::string>& paths) {
   paths.clear();
   if (cds.handle() == nullptr) {

@@ -27,7 +27,7 @@ int CCds::watchdog_register(api_status_t& status, const std::string& name, int p
     return 0;
   }
   const std::string record = store::encodeWatchdog({periodSeconds, watchdogSeconds(), action});
-  status = write(
+  status = writeOwn(
       [&](store::Change& change) { change.live().put(store::Table::kWatchdog, name, record); });
   if (status == API_SUCCESS) {
     watchdogName_ = name;
@@ -42,7 +42,7 @@ int CCds::watchdog_ping(api_status_t& status) {
   }
   store_->clearStaleReaders();
   bool found = false;
-  const api_status_t written = write([&](store::Change& change) {
+  const api_status_t written = writeOwn([&](store::Change& change) {
     const auto bytes = watchdogName_.empty()
                            ? std::nullopt
                            : change.live().get(store::Table::kWatchdog, watchdogName_);
@@ -66,7 +66,7 @@ int CCds::watchdog_clear(api_status_t& status) {
     status = API_NOT_FOUND;
     return 0;
   }
-  status = write(
+  status = writeOwn(
       [&](store::Change& change) { change.live().erase(store::Table::kWatchdog, watchdogName_); });
   if (status == API_SUCCESS) {
     watchdogName_.clear();

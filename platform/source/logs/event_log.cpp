@@ -12,6 +12,8 @@ namespace {
 
 // Rows that one append removes beyond those that it adds.
 constexpr std::int64_t kTrimStep = 200;
+// One of so many parts of the rows goes at a time where the bytes are too many.
+constexpr std::int64_t kTrimParts = 32;
 
 constexpr const char* kUpgrade = "ALTER TABLE event ADD waveforms TEXT NOT NULL DEFAULT ''";
 
@@ -54,19 +56,42 @@ std::int64_t wireTime(const timeval* bound, std::int64_t unbounded) {
   return bound == nullptr ? unbounded : qel_UNIXtoQELtime64(bound);
 }
 
-void trim(SQLite::Database& database, std::int64_t capacity, std::int64_t added) {
+// Numbers of the first and of the last row.
+std::pair<std::int64_t, std::int64_t> endsOf(SQLite::Database& database) {
   SQLite::Statement ends(database,
                          "SELECT (SELECT MIN(id) FROM event), (SELECT MAX(id) FROM event)");
   ends.executeStep();
-  const std::int64_t first = ends.getColumn(0).getInt64();
-  const std::int64_t last = ends.getColumn(1).getInt64();
-  const std::int64_t excess = last - first + 1 - capacity;
-  if (excess <= 0) {
-    return;
-  }
+  return {ends.getColumn(0).getInt64(), ends.getColumn(1).getInt64()};
+}
+
+void removeBefore(SQLite::Database& database, std::int64_t id) {
   SQLite::Statement remove(database, "DELETE FROM event WHERE id < ?");
-  remove.bind(1, first + std::min(excess, added + kTrimStep));
+  remove.bind(1, id);
   remove.exec();
+}
+
+void trim(SQLite::Database& database, std::int64_t capacity, std::int64_t added) {
+  const auto [first, last] = endsOf(database);
+  const std::int64_t excess = last - first + 1 - capacity;
+  if (excess > 0) {
+    removeBefore(database, first + std::min(excess, added + kTrimStep));
+  }
+}
+
+std::uint64_t bytesOf(SQLite::Database& database) {
+  const auto number = [&](const char* pragma) {
+    return static_cast<std::uint64_t>(database.execAndGet(pragma).getInt64());
+  };
+  return (number("PRAGMA page_count") - number("PRAGMA freelist_count")) *
+         number("PRAGMA page_size");
+}
+
+void trimBytes(SQLite::Database& database, std::uint64_t maxBytes) {
+  auto [first, last] = endsOf(database);
+  while (first < last && bytesOf(database) > maxBytes) {
+    first += (last - first) / kTrimParts + 1;
+    removeBefore(database, first);
+  }
 }
 
 // The row of a ring's mark. A log from before there was a second ring has the first row only, which
@@ -88,6 +113,7 @@ void setMark(SQLite::Database& database, std::size_t ring, const CLog::Mark& mar
 struct CLog::State {
   logs::Database database{kSchema};
   std::int64_t capacity = 0;
+  std::uint64_t maxBytes = 0;
 };
 
 CLog::CLog() : state_(std::make_unique<State>()) {}
@@ -113,6 +139,10 @@ bool CLog::is_initialized() const {
 
 void CLog::close() {
   state_->database.close();
+}
+
+void CLog::setMaxBytes(std::uint64_t bytes) {
+  state_->maxBytes = bytes;
 }
 
 int CLog::retrieve(std::vector<CEvent>& events, const std::string& pathFilter, const timeval* start,
@@ -158,6 +188,9 @@ int CLog::append(const std::vector<CEvent>& events, const Marks& marks) {
     }
     if (state_->capacity > 0) {
       trim(database, state_->capacity, static_cast<std::int64_t>(events.size()));
+    }
+    if (state_->maxBytes > 0) {
+      trimBytes(database, state_->maxBytes);
     }
     for (std::size_t ring = 0; ring < marks.size(); ++ring) {
       if (marks.at(ring).number != 0) {

@@ -25,6 +25,7 @@ constexpr std::array kTableNames = {"leaf",     "node", "device", "right",
                                     "watchdog", "meta", "event",  "change"};
 constexpr std::size_t kInitialMap = std::size_t{16} << 20;
 constexpr std::size_t kDefaultLimit = std::size_t{4} << 30;
+constexpr std::size_t kReservedPart = 8;  // one of so many
 constexpr std::size_t kMinReserve = std::size_t{64} << 10;
 constexpr std::size_t kSmallestLimit = std::size_t{64} << 10;
 constexpr MDB_dbi kMainTable = 1;
@@ -51,6 +52,11 @@ FileId idOf(const std::string& file) {
   return stat(file.c_str(), &status) == 0 ? FileId(status.st_dev, status.st_ino) : FileId();
 }
 
+std::size_t wholePages(std::size_t bytes) {
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  return bytes / page * page;
+}
+
 // $TOOLKIT_STORE_LIMIT in bytes, in whole pages; a text that is no number counts for nothing.
 std::size_t mapLimit() {
   const char* text = std::getenv("TOOLKIT_STORE_LIMIT");
@@ -63,8 +69,7 @@ std::size_t mapLimit() {
       parsed.ptr != end || parsed.ec != std::errc()) {
     return kDefaultLimit;
   }
-  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  return std::clamp(limit, kSmallestLimit, kDefaultLimit) / page * page;
+  return wholePages(std::clamp(limit, kSmallestLimit, kDefaultLimit));
 }
 
 bool isEmpty(MDB_txn* transaction) {
@@ -137,7 +142,7 @@ int Environment::openFile(Handle& handle) const {
   }
   handle.environment.reset(raw);
   mdb_env_set_maxdbs(raw, kTableCount);
-  mdb_env_set_mapsize(raw, std::min(kInitialMap, limit_));
+  mdb_env_set_mapsize(raw, std::min(kInitialMap, bytesForClients()));
   const unsigned sync = commits_ == Commits::kDurable ? 0 : MDB_NOSYNC;
   return mdb_env_open(raw, file_.c_str(), MDB_NOSUBDIR | MDB_NOTLS | sync, GroupFileMode::kMode);
 }
@@ -252,6 +257,9 @@ std::string Environment::checkVersion(const Handle& handle) const {
 }
 
 std::string Environment::describe(int code) const {
+  if (code == kReserved) {
+    return file_ + ": clients have filled their part, the rest is for the device's own programs";
+  }
   return failure_.empty() ? file_ + ": " + mdb_strerror(code) : failure_;
 }
 
@@ -330,10 +338,20 @@ int Environment::beginWrite(TransactionHandle& transaction) {
   });
 }
 
-bool Environment::grow() {
+std::size_t Environment::bytesForClients() const {
+  return wholePages(limit_ - limit_ / kReservedPart);
+}
+
+std::size_t Environment::pagesForClients() const {
+  MDB_stat stat = {};
+  mdb_env_stat(handle_.environment.get(), &stat);
+  return bytesForClients() / std::max(stat.ms_psize, 1U);
+}
+
+bool Environment::grow(bool forClients) {
   MDB_envinfo info = {};
   mdb_env_info(handle_.environment.get(), &info);
-  const std::size_t size = std::min(info.me_mapsize * 2, limit_);
+  const std::size_t size = std::min(info.me_mapsize * 2, forClients ? bytesForClients() : limit_);
   return size > info.me_mapsize &&
          mdb_env_set_mapsize(handle_.environment.get(), size) == MDB_SUCCESS;
 }
@@ -341,13 +359,20 @@ bool Environment::grow() {
 bool Environment::exceedCeiling() {
   MDB_envinfo info = {};
   mdb_env_info(handle_.environment.get(), &info);
-  const std::size_t size = limit_ + std::max(limit_ / 8, kMinReserve);
-  return size > info.me_mapsize &&
-         mdb_env_set_mapsize(handle_.environment.get(), size) == MDB_SUCCESS;
+  const std::size_t size = limit_ + std::max(limit_ / kReservedPart, kMinReserve);
+  if (size <= info.me_mapsize ||
+      mdb_env_set_mapsize(handle_.environment.get(), size) != MDB_SUCCESS) {
+    return false;
+  }
+  ceiling_ = std::min(info.me_mapsize, limit_);
+  return true;
 }
 
 void Environment::keepCeiling() {
-  mdb_env_set_mapsize(handle_.environment.get(), limit_);  // or as much as is in use
+  if (ceiling_ > 0) {
+    mdb_env_set_mapsize(handle_.environment.get(), ceiling_);  // or as much as is in use
+  }
+  ceiling_ = 0;
 }
 
 bool Environment::releaseFreedPages() {

@@ -23,6 +23,9 @@ inline constexpr const char* kVersionKey = "version";
 inline constexpr const char* kFormatVersion = "1";
 inline constexpr const char* kReleasedKey = "released";
 
+// Beside LMDB's codes: a write for clients would take what is kept for the device's own programs.
+inline constexpr int kReserved = -1;
+
 class Environment {
  public:
   enum class Commits { kUnsynced, kDurable };
@@ -44,8 +47,13 @@ class Environment {
   // Frees the reader slots of processes that were killed. Returns how many.
   int clearStaleReaders();
 
-  // Doubles the map, with no transaction open. False at the ceiling.
-  bool grow();
+  // Pages that the tables may take by writes for clients.
+  std::size_t pagesForClients() const;
+  std::size_t bytesForClients() const;
+
+  // Doubles the map, with no transaction open. False at the ceiling, which is lower for clients: so
+  // the file has an end where the device finds pages that lie together.
+  bool grow(bool forClients);
 
   // Makes the pages that the last commit freed usable for the next one, which LMDB does a commit
   // later: on a full map there would never be one. May take a few pages beyond the ceiling.
@@ -97,6 +105,7 @@ class Environment {
   std::string file_;
   Commits commits_;
   std::size_t limit_;
+  std::size_t ceiling_ = 0;  // of the map, while it is exceeded
   Handle handle_;
   std::string failure_;  // why the last connect() failed
   unsigned generation_ = 0;

@@ -62,7 +62,13 @@ int Change::status() const {
   return live_.status() == MDB_SUCCESS && persistent_ ? persistent_->status() : live_.status();
 }
 
-int Change::commit() {
+int Change::commit(For whom) {
+  if (whom == For::kClients && !removes_) {
+    live_.keepToClientsPart();
+    if (persistent_) {
+      persistent_->keepToClientsPart();
+    }
+  }
   if (status() != MDB_SUCCESS || !persistent_) {
     return status() == MDB_SUCCESS ? live_.commit() : status();
   }
@@ -128,28 +134,28 @@ api_status_t Store::buildLive(bool anew) {
   return status == API_SUCCESS && source != MDB_SUCCESS ? fail(*persistent_, source) : status;
 }
 
-api_status_t Store::write(const std::function<void(Change&)>& body) {
+api_status_t Store::write(const std::function<void(Change&)>& body, For whom) {
   int triedLive = 0;
   int triedPersistent = 0;
   api_status_t status = API_NONE;
   while (status == API_NONE) {
     Environment* failed = nullptr;
     int code = MDB_SUCCESS;
-    bool removes = false;
+    Demand demand = {whom, false};
     {
       Change change(*live_, *persistent_);
       if (change.status() == MDB_SUCCESS) {
         body(change);
       }
-      code = change.commit();
+      code = change.commit(whom);
       failed = &change.failed();
-      removes = change.removes_;
+      demand.removal = change.removes_;
     }
     if (code == MDB_SUCCESS) {
       status = API_SUCCESS;
     } else if (code != MDB_MAP_FULL ||
-               !makeRoom(*failed, removes, failed == live_.get() ? triedLive : triedPersistent)) {
-      status = fail(*failed, code);
+               !makeRoom(*failed, demand, failed == live_.get() ? triedLive : triedPersistent)) {
+      status = fail(*failed, code, whom);
     }
   }
   if (triedLive > 1) {
@@ -161,8 +167,8 @@ api_status_t Store::write(const std::function<void(Change&)>& body) {
   return status;
 }
 
-bool Store::makeRoom(Environment& full, bool forRemoval, int& tried) {
-  if (full.grow()) {
+bool Store::makeRoom(Environment& full, Demand demand, int& tried) {
+  if (full.grow(demand.whom == For::kClients)) {
     return true;
   }
   // At the ceiling there may still be pages that a killed reader holds, or that were freed just
@@ -171,7 +177,7 @@ bool Store::makeRoom(Environment& full, bool forRemoval, int& tried) {
     full.clearStaleReaders();
     full.releaseFreedPages();
   }
-  return ++tried == 1 || (tried == 2 && forRemoval && full.exceedCeiling());
+  return ++tried == 1 || (tried == 2 && demand.removal && full.exceedCeiling());
 }
 
 void Store::clearStaleReaders() {
@@ -183,9 +189,10 @@ api_status_t Store::statusOf(int code) {
   return code == MDB_SUCCESS ? API_SUCCESS : fail(*live_, code);
 }
 
-api_status_t Store::fail(const Environment& environment, int code) {
-  lastError_ = environment.describe(code);
-  return code == MDB_MAP_FULL ? API_STORE_FULL : API_FAILED;
+api_status_t Store::fail(const Environment& environment, int code, For whom) {
+  const bool isFull = code == MDB_MAP_FULL || code == kReserved;
+  lastError_ = environment.describe(isFull && whom == For::kClients ? kReserved : code);
+  return isFull ? API_STORE_FULL : API_FAILED;
 }
 
 }  // namespace toolkit::store

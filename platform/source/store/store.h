@@ -16,6 +16,9 @@
 
 namespace toolkit::store {
 
+// Whom a write is for. What grows beyond the clients' part of a half is refused to them.
+enum class For { kDevice, kClients };
+
 // One write on both halves.
 class Change {
  public:
@@ -34,7 +37,7 @@ class Change {
  private:
   friend class Store;
   int status() const;
-  int commit();
+  int commit(For whom);
   // Takes a committed change of the persistent half back.
   void undo();
   // The half that the failure came from.
@@ -62,7 +65,7 @@ class Store {
 
   // Runs `body` and commits both halves, or neither. A map that is full grows, and `body` runs
   // again: it must start from scratch each time.
-  api_status_t write(const std::function<void(Change&)>& body);
+  api_status_t write(const std::function<void(Change&)>& body, For whom = For::kDevice);
 
   // Builds the live half anew from the persistent one, in one transaction.
   api_status_t rebuildLive() { return buildLive(true); }
@@ -78,11 +81,16 @@ class Store {
   Store(std::shared_ptr<Environment> live, std::shared_ptr<Environment> persistent)
       : live_(std::move(live)), persistent_(std::move(persistent)) {}
 
+  struct Demand {
+    For whom;
+    bool removal;
+  };
+
   static std::shared_ptr<Store> openHalves(Environment::IfMissing ifMissing, std::string& error);
   api_status_t buildLive(bool anew);
   // Does the next thing that may help: `tried` counts them. False when nothing is left.
-  static bool makeRoom(Environment& full, bool forRemoval, int& tried);
-  api_status_t fail(const Environment& environment, int code);
+  static bool makeRoom(Environment& full, Demand demand, int& tried);
+  api_status_t fail(const Environment& environment, int code, For whom = For::kDevice);
 
   std::shared_ptr<Environment> live_;
   std::shared_ptr<Environment> persistent_;

@@ -30,6 +30,18 @@ std::optional<std::string_view> Transaction::get(Table table, std::string_view k
   return std::nullopt;
 }
 
+std::size_t Transaction::pages() {
+  std::size_t pages = 0;
+  for (const MDB_dbi table : environment_.handle_.tables) {
+    MDB_stat stat = {};
+    if (status_ == MDB_SUCCESS) {
+      keep(mdb_stat(transaction_, table, &stat));
+    }
+    pages += stat.ms_branch_pages + stat.ms_leaf_pages + stat.ms_overflow_pages;
+  }
+  return pages;
+}
+
 CursorHandle Transaction::openCursor(Table table) {
   MDB_cursor* raw = nullptr;
   if (status_ == MDB_SUCCESS) {
@@ -111,6 +123,17 @@ void WriteTransaction::clear(Table table) {
 void WriteTransaction::note(Table table, std::string_view key) {
   if (table == Table::kLeaf && environment_.notesChanges()) {
     changes_.note(key);
+  }
+}
+
+void WriteTransaction::keepToClientsPart() {
+  const std::size_t after = pages();
+  if (after <= environment_.pagesForClients()) {
+    return;
+  }
+  ReadTransaction before(environment_);
+  if (status_ == MDB_SUCCESS && after > before.pages()) {
+    keep(kReserved);
   }
 }
 

@@ -27,6 +27,9 @@ class Transaction {
   // 0, or the code of the first failure.
   int status() const { return status_; }
 
+  // Pages that the tables take, without what housekeeping needs beside them.
+  std::size_t pages();
+
   // Number of the state of the store that this transaction sees: each commit makes a new one.
   std::size_t id() const { return mdb_txn_id(transaction_); }
 
@@ -77,6 +80,8 @@ class WriteTransaction : public Transaction {
   // An absent key is no failure.
   void erase(Table table, std::string_view key);
   void clear(Table table);
+  // Fails the transaction when it makes the tables grow beyond the part of the clients.
+  void keepToClientsPart();
   int commit();
   void abort() { owner_.reset(); }
 

@@ -1,5 +1,8 @@
 // Life of the process: start, signals, background, crash, a store that is not there.
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <fstream>
@@ -10,6 +13,7 @@
 #include "front/timer.h"
 #include "handler_fixture.h"
 #include "service_fixture.h"
+#include "store/store.h"
 #include "store_fixture.h"
 #include "toolkit/time.h"
 
@@ -191,6 +195,7 @@ TEST_F(Process, AStoreThatCannotBeOpenedIsSaidAndEndsTheStart) {
 class Timer : public HandlerTest {
  protected:
   Timer() {
+    setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
     import({});
     daemonMode = true;
     global_.nextConnCheck = std::numeric_limits<std::int32_t>::max();
@@ -211,6 +216,55 @@ TEST_F(Timer, AWatchdogsRowThatIsGoneIsMadeAgain) {
   std::vector<toolkit::admin::Watchdog> rows;
   EXPECT_EQ(toolkit::admin::watchdogs(rows), "");
   EXPECT_EQ(rows.size(), 1U);
+}
+
+TEST_F(Timer, AStoreThatTakesNoPingIsClosedAndOpenedAgain) {
+  const auto readable = [this] { return text(global_.cdsApi, "/A") == "1"; };
+  ASSERT_EQ(set(global_.cdsApi, "/A", toolkit::CElement(1)), API_SUCCESS);
+  for (int round = 0; round < 2; ++round) {
+    timer_task(&global_);
+    EXPECT_TRUE(readable());
+    std::vector<toolkit::admin::Watchdog> rows;
+    EXPECT_EQ(toolkit::admin::watchdogs(rows), "");
+    EXPECT_EQ(rows.size(), 1U);
+    // While it reads, no page is used again.
+    fs::remove(folder() / "reading");
+    ChildProcess reader([this] {
+      std::string error;
+      const auto live = toolkit::store::Store::openLive(error);
+      const toolkit::store::ReadTransaction transaction(*live);
+      std::ofstream(folder() / "reading") << "";
+      return pause();
+    });
+    ASSERT_TRUE(await([this] { return fs::exists(folder() / "reading"); }));
+    while (set(global_.cdsApi, "/X", toolkit::CElement(1)) == API_SUCCESS) {
+    }
+    timer_task(&global_);
+    EXPECT_FALSE(global_.cdsApi.is_open());
+    for (int i = 0; i < 2; ++i) {
+      timer_task(&global_);
+      EXPECT_TRUE(readable()) << "for reading";
+    }
+  }
+}
+
+TEST_F(Timer, ThePingReachesTheSupervisorToo) {
+  const std::string path = folder() / "notify";
+  const int supervisor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(supervisor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  setenv("NOTIFY_SOCKET", path.c_str(), 1);
+  timer_task(&global_);
+  char state[32] = {};
+  EXPECT_EQ(recv(supervisor, state, sizeof state - 1, 0), 10);
+  EXPECT_STREQ(state, "WATCHDOG=1");
+  unlink(path.c_str());
+  timer_task(&global_);
+  EXPECT_TRUE(global_.cdsApi.is_open()) << "a supervisor that is gone changes nothing";
+  unsetenv("NOTIFY_SOCKET");
+  close(supervisor);
 }
 
 TEST_F(Timer, TheTaskRunsAfterAFullWait) {

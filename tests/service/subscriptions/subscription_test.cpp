@@ -195,6 +195,63 @@ TEST_F(Subscriptions, LongIdsAreCutBetweenCharacters) {
   EXPECT_EQ(cancel(std::string(600, 'y')).status(), 500);
 }
 
+TEST_F(Subscriptions, TakeNoMoreThanTheirBounds) {
+  const auto createAs = [&](const std::string& user, const std::string& name, std::size_t uri = 9) {
+    const std::string text = "<n:replyUri>" + std::string(uri, 'u') + "</n:replyUri>";
+    return call("createSubscription", id(name) + text, user);
+  };
+  EXPECT_NE(createAs("ann", "demo", 2049).find(">replyUri longer than 2048 bytes<"),
+            std::string::npos);
+  EXPECT_EQ(stored("/Subscriptions:Children"), "status 2") << "nothing half done";
+  createAs("ann", "demo", 2048);
+  EXPECT_EQ(inDemo("/ReplyURI"), std::string(2048, 'u'));
+  for (const auto& [user, count] : {std::pair("ann", 63), {"bob", 64}, {"", 64}, {"joe", 64}}) {
+    for (int i = 0; i < count; ++i) {
+      ASSERT_EQ(createAs(user, user + std::to_string(i)).find("Fault"), std::string::npos) << i;
+    }
+  }
+  const std::string before = stored("/Subscriptions:Children");
+  EXPECT_NE(createAs("ann", "x").find(">No more than 64 subscriptions for one user<"),
+            std::string::npos);
+  EXPECT_NE(createAs("sue", "x").find(">No more than 256 subscriptions<"), std::string::npos);
+  EXPECT_EQ(stored("/Subscriptions:Children"), before);
+  EXPECT_EQ(createAs("ann", "demo").find("Fault"), std::string::npos) << "in its own place";
+  EXPECT_EQ(cancel("demo").status(), 200);
+  EXPECT_EQ(createAs("ann", "x").find("Fault"), std::string::npos);
+}
+
+TEST_F(Subscriptions, PointsBeyondTheBoundsAreLeftOut) {
+  const auto tally = [&](const std::string& name, int count) {
+    api_status_t status = API_NONE;
+    cds_.set_leaf(kFolder + "/" + name + "/RTNodes:PointCount", toolkit::CElement(count), status,
+                  PCD_FALSE, "test");
+  };
+  for (const char* name : {"demo", "other", "third"}) {
+    call("createSubscription", id(name), name == std::string("third") ? "ann" : "operator");
+  }
+  const auto added = [&](int own, int other, int third) {
+    create("demo", "");
+    tally("demo", own);
+    tally("other", other);
+    tally("third", third);
+    return elements(update("demo", {"/M1/Va", "/M1/Va", "/M1/Count", "/M1/Text"}, {}), "Value");
+  };
+  const Texts all = {"230.123", "230.123", "42", "é 漢 😀 <&>"};
+  EXPECT_EQ(added(0, 0, 0), all);
+  EXPECT_EQ(inDemo("/RTNodes:PointCount"), "3");
+  EXPECT_EQ(added(20000 - 4, 0, 0), all);
+  EXPECT_EQ(added(20000 - 2, 0, 0), (Texts{"230.123", "230.123"})) << "of a subscription";
+  EXPECT_EQ(added(10000 - 3, 20000, 0).size(), 3U) << "of a user";
+  EXPECT_EQ(added(10000 - 1, 20000, 20000).size(), 1U);
+  EXPECT_EQ(added(10000, 20000, 20000).size(), 0U);
+  EXPECT_EQ(added(9000, 20000, 21000).size(), 0U) << "of all";
+  tally("third", 0);
+  tally("other", 30000 - 2);
+  const std::string points = point("/M1/Va") + point("/M1/Count") + point("/M1/Text");
+  EXPECT_EQ(elements(create("demo", points), "Value").size(), 2U);
+  EXPECT_EQ(inDemo("/RTNodeCount"), "2");
+}
+
 class Acknowledgements : public Subscriptions {
  protected:
   Acknowledgements() {
@@ -248,6 +305,17 @@ TEST_F(Acknowledgements, WithoutACallerOrARequestAreFaults) {
                        "Server</faultcode><faultstring>No user or address from the web server<"));
   EXPECT_TRUE(queue().empty());
   EXPECT_EQ(value("/M1/Count"), "42");
+}
+
+TEST_F(Acknowledgements, WithALongNoteAreRefused) {
+  const auto note = [](std::size_t size) {
+    return "<n:Note>" + std::string(size, 'x') + "</n:Note>";
+  };
+  const std::string reply = acknowledge(request("7", note(4097)) + request("7", note(4096)));
+  EXPECT_EQ(elements(reply, "acknowledgeAlarmResult"),
+            (Texts{"? 20 Write Failed : Note longer than 4096 bytes", ""}));
+  ASSERT_EQ(queue().size(), 1U);
+  EXPECT_EQ(queue().front().event.note.size(), 4096U);
 }
 
 }  // namespace

@@ -58,4 +58,25 @@ TEST_F(StoreTrouble, AFullMap) {
   EXPECT_EQ(set("/M1/Count", "43", "persist"), "43") << "what fits is still taken";
 }
 
+TEST_F(StoreTrouble, AClientThatFillsTheStoreDoesNotStopTheMeter) {
+  setenv("TOOLKIT_STORE_LIMIT", "2000000", 1);
+  begin();
+  std::string reply;
+  for (int i = 0; i < 1000 && reply.find("? 16 Write Failed") == std::string::npos; ++i) {
+    const std::string children = "<n:path>/M1/New" + std::to_string(i) + "</n:path><n:value>" +
+                                 std::string(5000, 'x') + "</n:value>";
+    reply = post(envelope("SetLeaf", children, "TarnixWSTest"), "admin").body();
+  }
+  EXPECT_NE(reply.find("? 16 Write Failed"), std::string::npos) << reply;
+  EXPECT_EQ(set("/M1/Count", "43"), "43") << "what does not grow is still taken";
+  toolkit::CCds meter;
+  for (int i = 0; i < 50; ++i) {
+    toolkit::CEvent event;
+    event.message = std::string(1000, 'x');
+    api_status_t status = API_NONE;
+    EXPECT_EQ(meter.event_send(event, status), 0);
+    ASSERT_EQ(status, API_SUCCESS) << meter.last_error();
+  }
+}
+
 }  // namespace
