@@ -45,8 +45,9 @@ MemoryBudget::~MemoryBudget() {
   account.open = false;
 }
 
-// The forms for arrays, and those that do not throw, go through these two.
-void* operator new(std::size_t size) {
+namespace {
+
+void* take(std::size_t size) {
   if (account.open && account.held > account.limit - static_cast<std::ptrdiff_t>(size)) {
     account.limit += kReserve;
     throw BudgetExceeded();
@@ -61,13 +62,46 @@ void* operator new(std::size_t size) {
   return memory;
 }
 
-void operator delete(void* memory) noexcept {
+void* tryTake(std::size_t size) noexcept {
+  try {
+    return take(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+void giveBack(void* memory) noexcept {
   if (account.open && memory != nullptr) {
     account.held -= static_cast<std::ptrdiff_t>(malloc_usable_size(memory));
   }
   std::free(memory);
 }
 
+}  // namespace
+
+// All forms but those with an alignment, which nothing here uses: a mixture of ours and the
+// library's is what sanitizers report.
+void* operator new(std::size_t size) {
+  return take(size);
+}
+void* operator new[](std::size_t size) {
+  return take(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return tryTake(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return tryTake(size);
+}
+void operator delete(void* memory) noexcept {
+  giveBack(memory);
+}
+void operator delete[](void* memory) noexcept {
+  giveBack(memory);
+}
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  operator delete(memory);
+  giveBack(memory);
+}
+void operator delete[](void* memory, std::size_t /*size*/) noexcept {
+  giveBack(memory);
 }
