@@ -109,10 +109,11 @@ TEST_F(Devmon, RaisesAlarmsWhileItsLogsHaveNoRoom) {
   }
   const std::string filler = write("logs/filler", std::string(2 << 20, 'x'));
   startMonitor("logs");
+  EXPECT_TRUE(await(
+      [&] { return contentsOf(folder() / "err").find("logs/deadband.db") != std::string::npos; }));
   startMeter();
   put("/Feeder1/NominalVoltage", 260);
   EXPECT_TRUE(await([&] { return read("/Alarms/AlarmCount") == "3"; }));
-  EXPECT_NE(contentsOf(folder() / "err").find("logs/deadband.db"), std::string::npos);
   std::filesystem::remove(filler);
   EXPECT_TRUE(await([&] { return std::filesystem::exists(file("logs/interval-trends.db")); }));
   EXPECT_EQ(end(monitor_, SIGTERM), 0);
