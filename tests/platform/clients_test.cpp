@@ -31,6 +31,8 @@ TEST_F(Connections, AreFoundByAddressAndPublished) {
   const std::uint32_t id = add("192.0.2.1");
   EXPECT_NE(id, 0U);
   EXPECT_EQ(find("192.0.2.1"), id);
+  EXPECT_EQ(text(cds_, "/Table:Children"), "99") << "who comes waits for no write";
+  table_.Publish();
   EXPECT_EQ(text(cds_, "/Table:Children"), std::to_string(id)) << "the earlier process's are gone";
   const std::string node = "/Table/" + std::to_string(id);
   EXPECT_EQ(text(cds_, node + "/Protocol"), "https");
@@ -38,7 +40,20 @@ TEST_F(Connections, AreFoundByAddressAndPublished) {
   EXPECT_EQ(text(cds_, node + "/HostName"), "host");
   EXPECT_EQ(text(cds_, node + "/User"), "admin");
   const std::uint32_t next = add("192.0.2.1");
-  EXPECT_EQ(text(cds_, "/Table:Children"), std::to_string(next)) << "no address twice";
+  add("192.0.2.2");
+  const std::uint32_t last = add("192.0.2.2");
+  cds_.close();
+  table_.Publish();
+  ASSERT_EQ(cds_.init(), 0);
+  EXPECT_EQ(text(cds_, "/Table:Children"), std::to_string(id)) << "a store that refuses";
+  const std::size_t before = cds_.state();
+  table_.Publish();
+  const std::size_t after = cds_.state();
+  EXPECT_NE(after, before);
+  table_.Publish();
+  EXPECT_EQ(cds_.state(), after) << "nothing is new";
+  EXPECT_EQ(text(cds_, "/Table:Children"), std::to_string(next) + ";" + std::to_string(last))
+      << "no address twice";
   table_.RemoveAllConnxns();
   EXPECT_EQ(text(cds_, "/Table:Children"), "status 2");
 }

@@ -1,5 +1,6 @@
 // Several processes on one store, and what is left when they are killed.
 #include <csignal>
+#include <fstream>
 #include <thread>
 
 #include "store/store.h"
@@ -114,6 +115,49 @@ TEST_F(StoreProcesses, AKilledWriterLeavesWholeBatches) {
   }
   ASSERT_EQ(toolkit::admin::boot(), "");
   EXPECT_EQ(readBatch(cds), 0);
+}
+
+TEST_F(StoreProcesses, AStoppedWriterKeepsNobodyFromReadingNorForeverFromWriting) {
+  CCds cds;
+  for (const bool isStopped : {true, false}) {
+    ChildProcess holder([isStopped] {
+      CCds own;
+      store::WriteTransaction turn(own.handle()->live());
+      raise(isStopped ? SIGSTOP : SIGKILL);
+      return 0;
+    });
+    if (isStopped) {
+      holder.awaitStop();
+      EXPECT_FALSE(writeBatch(cds, 1, PCD_FALSE));
+      EXPECT_NE(cds.last_error().find("another process holds the store's writer lock"),
+                std::string::npos)
+          << cds.last_error();
+      const auto start = std::chrono::steady_clock::now();
+      for (int i = 0; i < 50; ++i) {
+        EXPECT_FALSE(writeBatch(cds, 1, PCD_TRUE));
+      }
+      EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(50))
+          << "it does not wait as long again each time";
+      EXPECT_EQ(readBatch(cds), 0);
+      CCds another;
+      EXPECT_EQ(readBatch(another), 0);
+      holder.kill();
+    } else {
+      holder.wait();
+    }
+    EXPECT_TRUE(writeBatch(cds, 0, PCD_TRUE)) << cds.last_error();
+  }
+}
+
+TEST_F(StoreProcesses, ALockOfAnEarlierRunOfTheMachineIsFree) {
+  for (const char* file : {"run/live.mdb-writer", "state/persistent.mdb-writer"}) {
+    std::ofstream(folder() / file) << std::string(4096, '\xFF');
+  }
+  ChildProcess writer([this] {
+    CCds own;
+    return writeBatch(own, 1, PCD_TRUE) ? 0 : 1;
+  });
+  EXPECT_EQ(writer.wait(), 0);
 }
 
 TEST_F(StoreProcesses, AClientGoesOnInAForkedChildAndInItsParent) {

@@ -26,6 +26,11 @@ int ChildProcess::wait() {
   return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
+void ChildProcess::awaitStop() const {
+  int status = 0;
+  waitpid(pid_, &status, WUNTRACED);
+}
+
 int ChildProcess::kill() {
   ::kill(pid_, SIGKILL);
   return wait();

@@ -25,6 +25,8 @@ class ChildProcess {
   // Exit status, or 128 + signal.
   int wait();
   int kill();
+  // Waits until it has stopped itself.
+  void awaitStop() const;
 
  private:
   pid_t pid_;

@@ -52,8 +52,12 @@ void timer_task(_global_data_t* glptr) {
   if (daemonMode && !tendStore(glptr)) {
     return;
   }
+  if (!glptr->connxns) {
+    return;
+  }
   const std::int32_t now = qel_GetMonoTime();
   if (now < glptr->nextConnCheck) {
+    glptr->connxns->Publish();
     return;
   }
   glptr->nextConnCheck = now + kConnCheckSeconds;

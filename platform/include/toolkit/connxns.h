@@ -3,11 +3,11 @@
 // A client is known by its address. Under the table's path each has a node named by its number,
 // with Protocol, Address, HostName, User, Since and LastSeen. The table holds at most 1024 clients:
 // a new one then takes the place of the one that was silent longest. A client that has been silent
-// for 1800 s is dropped by the next CheckAllConnxns(). Looking a known client up writes nothing:
-// LastSeen is published by CheckAllConnxns().
+// for 1800 s is dropped by the next CheckAllConnxns(). Neither looking a client up nor adding one
+// writes: a request waits for no other writer. Publish() and CheckAllConnxns() do.
 //
 // The table lives in this process and goes with it; what an earlier process left in the store is
-// removed at the first AddConnxn(). A store that refuses costs the publication, not the connection.
+// removed by the first of these. A store that refuses is asked again by the next one.
 #pragma once
 
 #include <sys/socket.h>
@@ -16,10 +16,13 @@
 #include <functional>
 #include <locale>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "toolkit/cds.h"
+#include "toolkit/leaf_batch.h"
 #include "toolkit/syslog.h"
 
 namespace toolkit {
@@ -53,7 +56,9 @@ class CCDS_Connxns {
                           const std::string& name1, const std::string& name2,
                           const std::string& user, std::shared_ptr<std::locale> locale);
 
-  // Publishes when each client was last heard of and drops the silent ones.
+  // Publishes who came and who was dropped since the last time. Writes nothing when nobody did.
+  void Publish();
+  // The same, drops the silent ones, and publishes when each client was last heard of.
   void CheckAllConnxns();
   // Empties the table and its tree in the store.
   void RemoveAllConnxns();
@@ -65,14 +70,15 @@ class CCDS_Connxns {
     std::uint32_t id = 0;
     std::int32_t lastSeen = 0;
     std::shared_ptr<std::locale> locale;
+    // Of one that is not published yet: its leaves.
+    std::optional<CLeafBatch> arrival;
   };
 
   using Clients = std::unordered_map<std::string, Client>;  // by address
 
   Clients::iterator drop(Clients::iterator client);
-  void publish(std::uint32_t id, const std::string& protocol, const std::string& address,
-               const std::string& host, const std::string& user);
-  void removeTree(const std::string& node);
+  // False when the store refused.
+  bool removeTree(const std::string& node);
   std::string nodePath(std::uint32_t id) const;
 
   CCds& cds_;
@@ -81,6 +87,8 @@ class CCDS_Connxns {
   Clock clock_;
   std::uint32_t lastId_ = 0;
   Clients clients_;
+  std::vector<std::uint32_t> gone_;  // published, and dropped since
+  bool cleared_ = false;             // of what an earlier process left
 };
 
 }  // namespace toolkit

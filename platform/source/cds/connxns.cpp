@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "toolkit/leaf_batch.h"
 #include "toolkit/time.h"
 
 namespace toolkit {
@@ -41,9 +40,6 @@ std::uint32_t CCDS_Connxns::AddConnxn(const std::string& protocol, const std::st
                                       const std::string& name1, const std::string& name2,
                                       const std::string& user,
                                       std::shared_ptr<std::locale> locale) {
-  if (lastId_ == 0) {
-    removeTree(path_);
-  }
   if (const auto known = clients_.find(address); known != clients_.end()) {
     drop(known);
   } else if (clients_.size() >= kMaxConnections) {
@@ -52,9 +48,30 @@ std::uint32_t CCDS_Connxns::AddConnxn(const std::string& protocol, const std::st
     }));
   }
   lastId_ = std::max<std::uint32_t>(lastId_ + 1, 1);
-  clients_[address] = {lastId_, clock_(), std::move(locale)};
-  publish(lastId_, protocol, address, name1.empty() ? name2 : name1, user);
+  const std::string node = nodePath(lastId_);
+  CLeafBatch arrival;
+  arrival.add(node + "/Protocol", CElement(protocol));
+  arrival.add(node + "/Address", CElement(address));
+  arrival.add(node + "/HostName", CElement(name1.empty() ? name2 : name1));
+  arrival.add(node + "/User", CElement(user));
+  arrival.add(node + "/Since", CElement(wallTime(0)));
+  arrival.add(node + "/LastSeen", CElement(wallTime(0)));
+  clients_[address] = {lastId_, clock_(), std::move(locale), std::move(arrival)};
   return lastId_;
+}
+
+void CCDS_Connxns::Publish() {
+  cleared_ = cleared_ || removeTree(path_);
+  if (!cleared_) {
+    return;
+  }
+  std::erase_if(gone_, [this](std::uint32_t id) { return removeTree(nodePath(id)); });
+  for (auto& [address, client] : clients_) {
+    if (client.arrival && client.arrival->write(cds_, path_) != API_SUCCESS) {
+      return;
+    }
+    client.arrival.reset();
+  }
 }
 
 void CCDS_Connxns::CheckAllConnxns() {
@@ -69,39 +86,30 @@ void CCDS_Connxns::CheckAllConnxns() {
       ++client;
     }
   }
+  Publish();
   batch.write(cds_, path_);
 }
 
 void CCDS_Connxns::RemoveAllConnxns() {
   clients_.clear();
+  gone_.clear();
   removeTree(path_);
 }
 
 CCDS_Connxns::Clients::iterator CCDS_Connxns::drop(Clients::iterator client) {
-  removeTree(nodePath(client->second.id));
+  if (!client->second.arrival) {
+    gone_.push_back(client->second.id);
+  }
   if (log_ != nullptr) {
     log_->info(2, "Dropped connection %u of %s", client->second.id, client->first.c_str());
   }
   return clients_.erase(client);
 }
 
-void CCDS_Connxns::publish(std::uint32_t id, const std::string& protocol,
-                           const std::string& address, const std::string& host,
-                           const std::string& user) {
-  const std::string node = nodePath(id);
-  CLeafBatch batch;
-  batch.add(node + "/Protocol", CElement(protocol));
-  batch.add(node + "/Address", CElement(address));
-  batch.add(node + "/HostName", CElement(host));
-  batch.add(node + "/User", CElement(user));
-  batch.add(node + "/Since", CElement(wallTime(0)));
-  batch.add(node + "/LastSeen", CElement(wallTime(0)));
-  batch.write(cds_, path_);
-}
-
-void CCDS_Connxns::removeTree(const std::string& node) {
+bool CCDS_Connxns::removeTree(const std::string& node) {
   api_status_t status = API_NONE;
   cds_.remove_node(node, status, path_);
+  return status == API_SUCCESS || status == API_NOT_FOUND;
 }
 
 std::string CCDS_Connxns::nodePath(std::uint32_t id) const {

@@ -8,11 +8,13 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <string>
 
 #include "store/lmdb_handles.h"
+#include "store/writer_lock.h"
 
 namespace toolkit::store {
 
@@ -25,6 +27,8 @@ inline constexpr const char* kReleasedKey = "released";
 
 // Beside LMDB's codes: a write for clients would take what is kept for the device's own programs.
 inline constexpr int kReserved = -1;
+// Likewise: another process has kept the writers' lock for too long.
+inline constexpr int kWriterBusy = -2;
 
 class Environment {
  public:
@@ -41,6 +45,11 @@ class Environment {
   const std::string& file() const { return file_; }
   // Whether each commit says which leaves it changed: in the live half.
   bool notesChanges() const { return commits_ == Commits::kUnsynced; }
+  // How long a write waits for those of other processes. After one that has waited in vain the next
+  // ones wait less, until one succeeds.
+  static constexpr std::chrono::milliseconds kPatience{2000};
+  void setPatience(std::chrono::milliseconds patience) { patience_ = patience; }
+
   // A sentence for a code that a call on this environment gave.
   std::string describe(int code) const;
 
@@ -100,13 +109,19 @@ class Environment {
   int attempt(Begin begin);
   int beginRead();
   void endRead() { mdb_txn_reset(handle_.reader.get()); }
+  // A success is to be followed by endWrite(), when the transaction has ended.
   int beginWrite(TransactionHandle& transaction);
+  void endWrite() { writers_.unlock(); }
+  int takeTurn();
 
   std::string file_;
   Commits commits_;
   std::size_t limit_;
   std::size_t ceiling_ = 0;  // of the map, while it is exceeded
   Handle handle_;
+  WriterLock writers_;
+  std::chrono::milliseconds patience_ = kPatience;
+  bool waitedInVain_ = false;
   std::string failure_;  // why the last connect() failed
   unsigned generation_ = 0;
   bool spoiled_ = false;

@@ -9,6 +9,9 @@ namespace toolkit {
 
 namespace {
 
+// Another process may be building a large one.
+constexpr std::chrono::seconds kBuildPatience(60);
+
 std::string folderOf(const char* variable, const char* fallback) {
   const char* value = std::getenv(variable);
   return value == nullptr || *value == '\0' ? fallback : value;
@@ -127,10 +130,12 @@ api_status_t Store::buildLive(bool anew) {
     }
   }
   int source = MDB_SUCCESS;
+  live_->setPatience(kBuildPatience);
   const api_status_t status = write([&](Change& change) {
     source =
         anew || !isComplete(change.live()) ? copyToLive(*persistent_, change.live()) : MDB_SUCCESS;
   });
+  live_->setPatience(Environment::kPatience);
   return status == API_SUCCESS && source != MDB_SUCCESS ? fail(*persistent_, source) : status;
 }
 

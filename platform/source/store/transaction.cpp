@@ -1,5 +1,7 @@
 #include "store/transaction.h"
 
+#include <utility>
+
 namespace toolkit::store {
 
 namespace {
@@ -83,7 +85,15 @@ std::optional<std::string_view> Lookup::get(std::string_view key) {
 WriteTransaction::WriteTransaction(Environment& environment, Journal* journal)
     : Transaction(environment), journal_(journal) {
   status_ = environment_.beginWrite(owner_);
+  hasTurn_ = status_ == MDB_SUCCESS;
   transaction_ = owner_.get();
+}
+
+void WriteTransaction::abort() {
+  owner_.reset();
+  if (std::exchange(hasTurn_, false)) {
+    environment_.endWrite();
+  }
 }
 
 void WriteTransaction::put(Table table, std::string_view key, std::string_view value) {
@@ -144,7 +154,7 @@ int WriteTransaction::commit() {
   if (status_ == MDB_SUCCESS) {
     keep(mdb_txn_commit(owner_.release()));
   }
-  owner_.reset();
+  abort();
   return status_;
 }
 

@@ -75,6 +75,7 @@ class WriteTransaction : public Transaction {
  public:
   // Notes its changes in `journal` unless that is null.
   explicit WriteTransaction(Environment& environment, Journal* journal = nullptr);
+  ~WriteTransaction() { abort(); }
 
   void put(Table table, std::string_view key, std::string_view value);
   // An absent key is no failure.
@@ -83,7 +84,7 @@ class WriteTransaction : public Transaction {
   // Fails the transaction when it makes the tables grow beyond the part of the clients.
   void keepToClientsPart();
   int commit();
-  void abort() { owner_.reset(); }
+  void abort();
 
   Environment& environment() { return environment_; }
 
@@ -91,6 +92,7 @@ class WriteTransaction : public Transaction {
   void note(Table table, std::string_view key);
 
   TransactionHandle owner_;
+  bool hasTurn_ = false;
   Journal* journal_;
   Changes changes_;
 };

@@ -84,6 +84,7 @@ TEST_F(EnvelopeServer, TheEnvironmentNamesTheCallerForTheRights) {
 TEST_F(EnvelopeServer, ALongNameIsCutInTheTableOfConnections) {
   const std::string name(100, 'n');
   EXPECT_EQ(names(serve({name, "192.0.2.1"})), Texts{name});
+  global_.connxns->Publish();
   EXPECT_EQ(text(global_.cdsApi, "/Connections/1/User"), name.substr(0, 64));
 }
 

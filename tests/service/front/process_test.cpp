@@ -132,13 +132,14 @@ TEST_F(Process, SocketIsOpenToTheGroupAndAStaleOneIsReplaced) {
 TEST_F(Process, ASecondStartLeavesTheRunningServiceAlone) {
   const pid_t first = startDaemon();
   EXPECT_EQ(value("/M1/Count"), "42");
+  toolkit::CCds cds;
+  EXPECT_TRUE(await([&] { return StoreTest::text(cds, kConnections) == "1"; }));
   for (const Texts& arguments : {Texts{"-d"}, Texts{}}) {
     const Outcome second = run(arguments);
     EXPECT_EQ(second.status, 1);
     EXPECT_TRUE(contains(second.err, "another process is serving at socket /tmp/dravixd.socket"));
     EXPECT_EQ(appStatus(), "4");
     EXPECT_EQ(watchdogs().size(), 1U);
-    toolkit::CCds cds;
     EXPECT_EQ(StoreTest::text(cds, kConnections), "1") << "the client of the first one";
   }
   EXPECT_EQ(value("/M1/Count"), "42");

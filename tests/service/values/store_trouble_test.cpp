@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "service_fixture.h"
+#include "store/store.h"
 #include "store_fixture.h"
 
 namespace {
@@ -77,6 +78,24 @@ TEST_F(StoreTrouble, AClientThatFillsTheStoreDoesNotStopTheMeter) {
     EXPECT_EQ(meter.event_send(event, status), 0);
     ASSERT_EQ(status, API_SUCCESS) << meter.last_error();
   }
+}
+
+TEST_F(StoreTrouble, AStoppedWriterKeepsTheServiceFromWritingOnly) {
+  begin();
+  ChildProcess holder([] {
+    toolkit::CCds own;
+    toolkit::store::WriteTransaction turn(own.handle()->live());
+    raise(SIGSTOP);
+    return 0;
+  });
+  holder.awaitStop();
+  for (const char* address : {"192.0.2.8", "192.0.2.9"}) {
+    const std::string read = envelope("getValue", "<n:path>/M1/Count</n:path>");
+    EXPECT_EQ(elements(post(read, "", {{"REMOTE_ADDR", address}}).body(), "getValueResult"),
+              Texts{"42"});
+    EXPECT_EQ(set("/M1/Count", "1"), kFailed);
+  }
+  EXPECT_EQ(stop(SIGTERM).status, 0);
 }
 
 }  // namespace
