@@ -164,4 +164,20 @@ TEST_F(StoreDamage, NoPermission) {
   EXPECT_EQ(ChildProcess(asNobody).wait(), 0) << "none to the data";
 }
 
+TEST_F(StoreDamage, ATableOutOfOrderEndsARemovalThatChangesNothing) {
+  import(leaves("/A/node", 6, CElement(1)));
+  CCds().init();
+  std::string bytes = contentsOf(liveFile());
+  const std::string before("/A\0node1", 8);
+  for (std::size_t at = 0; (at = bytes.find(before, at)) != std::string::npos; ++at) {
+    bytes[at + before.size() - 1] = '9';
+  }
+  std::ofstream(liveFile(), std::ios::binary) << bytes;
+  CCds cds;
+  EXPECT_EQ(text(cds, "/A:Children"), "node0;node9;node2;node3;node4;node5");
+  EXPECT_EQ(remove(cds, "/A"), API_FAILED);
+  EXPECT_NE(cds.last_error().find(liveFile().string()), std::string::npos) << cds.last_error();
+  EXPECT_EQ(text(cds, "/A/node5"), "1");
+}
+
 }  // namespace

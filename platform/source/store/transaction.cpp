@@ -108,16 +108,24 @@ void WriteTransaction::put(Table table, std::string_view key, std::string_view v
   }
 }
 
-void WriteTransaction::erase(Table table, std::string_view key) {
+void WriteTransaction::fail(int code) {
+  if (status_ == MDB_SUCCESS) {
+    keep(code);
+  }
+}
+
+bool WriteTransaction::erase(Table table, std::string_view key) {
   if (journal_ != nullptr) {
     journal_->note(*this, table, key, std::nullopt);
   }
   note(table, key);
-  if (status_ == MDB_SUCCESS) {
-    MDB_val keyValue = toValue(key);
-    const int code = mdb_del(transaction_, handleOf(table), &keyValue, nullptr);
-    keep(code == MDB_NOTFOUND ? MDB_SUCCESS : code);
+  if (status_ != MDB_SUCCESS) {
+    return false;
   }
+  MDB_val keyValue = toValue(key);
+  const int code = mdb_del(transaction_, handleOf(table), &keyValue, nullptr);
+  keep(code == MDB_NOTFOUND ? MDB_SUCCESS : code);
+  return code == MDB_SUCCESS;
 }
 
 void WriteTransaction::clear(Table table) {

@@ -78,8 +78,10 @@ class WriteTransaction : public Transaction {
   ~WriteTransaction() { abort(); }
 
   void put(Table table, std::string_view key, std::string_view value);
-  // An absent key is no failure.
-  void erase(Table table, std::string_view key);
+  // An absent key is no failure. True when there was a record.
+  bool erase(Table table, std::string_view key);
+  // Unless it has failed already.
+  void fail(int code);
   void clear(Table table);
   // Fails the transaction when it makes the tables grow beyond the part of the clients.
   void keepToClientsPart();

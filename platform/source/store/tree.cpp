@@ -8,7 +8,8 @@ namespace {
 
 constexpr std::string_view kTypeLeaf = "NodeType";
 
-// Each round looks up the first record anew, since the change has moved them.
+// Each round looks up the first record anew, since the change has moved them. In a damaged table it
+// may be found here and not there.
 void erasePrefix(WriteTransaction& transaction, Table table, std::string_view prefix) {
   std::string key;
   while (true) {
@@ -19,7 +20,10 @@ void erasePrefix(WriteTransaction& transaction, Table table, std::string_view pr
       }
       key = range.key();
     }
-    transaction.erase(table, key);
+    if (!transaction.erase(table, key)) {
+      transaction.fail(MDB_CORRUPTED);
+      return;
+    }
   }
 }
 
