@@ -1,5 +1,6 @@
 #include "front/envelope_server.h"
 
+#include <malloc.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -113,8 +114,15 @@ void keepReply(struct soap* ctx) {
   soap_set_omode(ctx, SOAP_IO_STORE);
 }
 
-void countReply(void* ctx) {
-  soap_clr_omode(static_cast<struct soap*>(ctx), SOAP_IO_STORE);
+struct LargeRequest {
+  struct soap* ctx;
+  bool isLarge;
+};
+
+void countReply(void* request) {
+  auto* const large = static_cast<LargeRequest*>(request);
+  large->isLarge = true;
+  soap_clr_omode(large->ctx, SOAP_IO_STORE);
 }
 
 // The reply goes out first: the web server works on it while the engine tidies up.
@@ -198,8 +206,9 @@ int soap_process(struct soap* ctx, bool /*firstRequest*/) {
     return 0;
   }
   ctx->authrealm = kRealm;
+  LargeRequest request = {ctx, false};
   try {
-    const MemoryBudget budget(limits::kMaxMemory, limits::kLargeReply, countReply, ctx);
+    const MemoryBudget budget(limits::kMaxMemory, limits::kLargeReply, countReply, &request);
     if (!serveEnvelope(ctx)) {
       __psyslog->info(0, "Failed in soap processing; ");
       sendFault(ctx);
@@ -210,6 +219,9 @@ int soap_process(struct soap* ctx, bool /*firstRequest*/) {
     endInFault(ctx, e, soap_receiver_fault, "Internal error");
   }
   endReply(ctx);
+  if (request.isLarge) {
+    malloc_trim(0);  // what it took shall not stay with the process
+  }
   glptr->ignored.report();
   return 0;
 }

@@ -1,11 +1,14 @@
 #include "front/fastcgi_server.h"
 
+#include <poll.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -26,6 +29,7 @@ constexpr int kBacklog = 64;
 constexpr int kStallSeconds = 5;
 // From the first byte of a request to its last.
 constexpr int kReadSeconds = 5;
+constexpr std::uint64_t kSmallBody = 16384;
 constexpr const char* kBusy =
     "Status: 503 Service Unavailable\r\nRetry-After: 1\r\nContent-Type: text/plain\r\n\r\n"
     "Other requests of yours take long: try again when they have ended.\n";
@@ -49,9 +53,42 @@ class RequestSource : public ByteSource {
   ReadDeadline& deadline_;
 };
 
+microseconds sinceThen(std::chrono::steady_clock::time_point then) {
+  return std::chrono::duration_cast<microseconds>(std::chrono::steady_clock::now() - then);
+}
+
+microseconds cpuTime() {
+  timespec time = {};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return std::chrono::duration_cast<microseconds>(std::chrono::seconds(time.tv_sec) +
+                                                  std::chrono::nanoseconds(time.tv_nsec));
+}
+
+// What a request costs this process: the time that it works, or waits for a log.
+class Stopwatch {
+ public:
+  microseconds busy() const {
+    const microseconds waited = sinceThen(begin_);
+    return waited > kWait ? waited : cpuTime() - cpu_;
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  // On a busy machine others run meanwhile.
+  static constexpr std::chrono::milliseconds kWait{100};
+
+  Clock::time_point begin_ = Clock::now();
+  microseconds cpu_ = cpuTime();
+};
+
+bool isSomebodyWaiting() {
+  pollfd listener = {kListenDescriptor, POLLIN, 0};
+  return poll(&listener, 1, 0) > 0;
+}
+
 class ReplySink : public ByteSink {
  public:
-  ReplySink(FCGX_Request& request, const Workers* workers) : request_(request), workers_(workers) {}
+  ReplySink(FCGX_Request& request, Workers* workers) : request_(request), workers_(workers) {}
 
   bool write(const char* bytes, std::size_t size) override {
     if (FCGX_PutStr(bytes, static_cast<int>(size), request_.out) >= 0) {
@@ -61,6 +98,10 @@ class ReplySink : public ByteSink {
     return false;
   }
   void close() override {
+    // The client may send the next request as soon as it has this reply.
+    if (workers_ != nullptr) {
+      workers_->end(watch_.busy());
+    }
     FCGX_FClose(request_.err);
     FCGX_FClose(request_.out);
   }
@@ -73,20 +114,27 @@ class ReplySink : public ByteSink {
     if (hasPeerLeft(request_.ipcFd)) {
       return "Nobody waits for the reply";
     }
-    return workers_ != nullptr && workers_->mustYield() ? "Other clients wait for the service" : "";
+    return workers_ != nullptr && isSomebodyWaiting() && workers_->mustYield()
+               ? "Other clients wait for the service"
+               : "";
   }
 
  private:
   static constexpr std::chrono::milliseconds kPause{50};
 
   FCGX_Request& request_;
-  const Workers* workers_;
+  Workers* workers_;
+  Stopwatch watch_;
   std::chrono::steady_clock::time_point asked_ = std::chrono::steady_clock::now();
 };
 
 std::string parameter(const FCGX_Request& request, const char* name) {
   const char* value = FCGX_GetParam(name, request.envp);
   return value == nullptr ? "" : value;
+}
+
+std::uint64_t announcedBytes(const FCGX_Request& request) {
+  return std::strtoull(parameter(request, "CONTENT_LENGTH").c_str(), nullptr, 10);
 }
 
 std::optional<std::string> callerParameter(const FCGX_Request& request, const char* name) {
@@ -147,33 +195,12 @@ void endRequest(struct soap* ctx, FCGX_Request& request) {
   FCGX_Finish_r(&request);
 }
 
-microseconds cpuTime() {
-  timespec time = {};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-  return std::chrono::duration_cast<microseconds>(std::chrono::seconds(time.tv_sec) +
-                                                  std::chrono::nanoseconds(time.tv_nsec));
-}
-
-// What a request costs this process: the time that it works, or waits for a log.
-class Stopwatch {
- public:
-  microseconds busy() const {
-    const auto waited = std::chrono::duration_cast<microseconds>(Clock::now() - begin_);
-    return waited > kWait ? waited : cpuTime() - cpu_;
-  }
-
- private:
-  using Clock = std::chrono::steady_clock;
-  // On a busy machine others run meanwhile.
-  static constexpr std::chrono::milliseconds kWait{100};
-
-  Clock::time_point begin_ = Clock::now();
-  microseconds cpu_ = cpuTime();
-};
-
+// A large body is not worth reading: without it the connection breaks, and the web server says the
+// same.
 void refuseBusy(FCGX_Request& request) {
   char unread[8192];
-  while (FCGX_GetStr(unread, sizeof unread, request.in) > 0) {
+  const bool isSmall = announcedBytes(request) <= kSmallBody;
+  while (isSmall && FCGX_GetStr(unread, sizeof unread, request.in) > 0) {
   }
   FCGX_Detach(&request);
   FCGX_PutStr(kBusy, static_cast<int>(std::strlen(kBusy)), request.out);
@@ -189,20 +216,15 @@ void serveRequest(struct soap* ctx, FCGX_Request& request, ReadDeadline& deadlin
     refuseBusy(request);
     return;
   }
-  const Stopwatch watch;
   RequestSource in(request.in, deadline);
   ReplySink out(request, workers);
   Exchange exchange;
   exchange.in = &in;
   exchange.out = &out;
-  exchange.announcedBytes =
-      std::strtoull(parameter(request, "CONTENT_LENGTH").c_str(), nullptr, 10);
+  exchange.announcedBytes = announcedBytes(request);
   exchange.encoding = parameter(request, "HTTP_CONTENT_ENCODING");
   serveExchange(ctx, caller, exchange, firstRequest);
   endRequest(ctx, request);
-  if (workers != nullptr) {
-    workers->end(watch.busy());
-  }
 }
 
 // Takes a connection that is there, and serves its request. False when accepting fails.
@@ -229,13 +251,42 @@ bool acceptAndServe(struct soap* ctx, FCGX_Request& request, bool& firstRequest)
   return true;
 }
 
+// Keeps the exit signals back while a request is served: they would break off its reading and
+// writing. They are heard in the wait for a connection.
+class SignalsHeldBack {
+ public:
+  SignalsHeldBack() {
+    sigset_t exits;
+    sigemptyset(&exits);
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+      sigaddset(&exits, signal);
+    }
+    sigprocmask(SIG_BLOCK, &exits, &former_);
+  }
+  ~SignalsHeldBack() { sigprocmask(SIG_SETMASK, &former_, nullptr); }
+  SignalsHeldBack(const SignalsHeldBack&) = delete;
+  SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
+
+  const sigset_t& former() const { return former_; }
+
+ private:
+  sigset_t former_ = {};
+};
+
 // Waits until a connection is there or the time-out, which is counted down, has passed. Negative
 // when a signal came between.
-int waitForConnection(timeval& timeout, bool& readable) {
+int waitForConnection(timeval& timeout, const sigset_t& signals, bool& readable) {
   fd_set descriptors;
   FD_ZERO(&descriptors);
   FD_SET(kListenDescriptor, &descriptors);
-  const int result = select(kListenDescriptor + 1, &descriptors, nullptr, nullptr, &timeout);
+  const auto begin = std::chrono::steady_clock::now();
+  const timespec time = {timeout.tv_sec, timeout.tv_usec * 1000};
+  const int result =
+      pselect(kListenDescriptor + 1, &descriptors, nullptr, nullptr, &time, &signals);
+  const auto left = std::max(microseconds(0), std::chrono::seconds(timeout.tv_sec) +
+                                                  microseconds(timeout.tv_usec) - sinceThen(begin));
+  timeout.tv_sec = left.count() / 1'000'000;
+  timeout.tv_usec = left.count() % 1'000'000;
   readable = result > 0 && FD_ISSET(kListenDescriptor, &descriptors);
   return result;
 }
@@ -256,11 +307,12 @@ int soap_serve(struct soap* ctx) {
   FCGX_InitRequest(&request, -1, 0);
   installHooks(ctx);
 
+  const SignalsHeldBack signals;
   bool firstRequest = true;
   TaskTimer timer(*globalData(ctx));
   while (__signal_exit == 0) {
     bool readable = false;
-    if (waitForConnection(timer.timeLeft(), readable) < 0) {
+    if (waitForConnection(timer.timeLeft(), signals.former(), readable) < 0) {
       continue;
     }
     if (readable && !acceptAndServe(ctx, request, firstRequest)) {

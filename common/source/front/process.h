@@ -16,8 +16,8 @@ std::string nameOfWorker(const std::string& name);
 // Enters the service into the watchdog's table; `status` tells how that went.
 void registerWithWatchdog(toolkit::CCds& cds, api_status_t& status);
 
-// Says a state ("WATCHDOG=1") to the supervisor at $NOTIFY_SOCKET, as sd_notify(3) does; without one
-// nothing. What it does not take is lost.
+// Says a state ("WATCHDOG=1") to the supervisor at $NOTIFY_SOCKET, as sd_notify(3) does; without
+// one nothing. What it does not take is lost.
 void notifySupervisor(std::string_view state);
 
 // SIGHUP, SIGINT, SIGQUIT and SIGTERM set __signal_exit; the request loop then ends.

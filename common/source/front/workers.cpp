@@ -21,9 +21,9 @@ constexpr mode_t kMode = 0660;
 constexpr std::size_t kDebts = 1024;
 // A request that costs less is nobody's burden.
 constexpr std::chrono::microseconds kLong = std::chrono::milliseconds(5);
-constexpr std::int64_t kHeavyDebt = 400'000;  // microseconds
+constexpr std::int64_t kHeavyDebt = 250'000;  // microseconds
 constexpr std::int64_t kMaxDebt = 2'000'000;
-constexpr std::int64_t kYieldAfter = 500'000;
+constexpr std::int64_t kYieldAfter = 100'000;
 // Of a microsecond, half is forgiven.
 constexpr std::int64_t kForgiven = 2;
 
@@ -120,6 +120,7 @@ Workers::Others Workers::look() const {
     if (worker.client == client_) {
       ++others.sameClient;
       const std::int64_t since = worker.since;
+      others.owed += std::max<std::int64_t>(0, since_ - since);
       others.elder += since < since_ || (since == since_ && static_cast<int>(i) + 1 < number_);
     }
   }
@@ -129,12 +130,11 @@ Workers::Others Workers::look() const {
 bool Workers::begin(const Caller& caller) {
   since_ = now();
   client_ = hashOf(caller);
-  if (table_->debtOf(client_, since_) > kHeavyDebt) {
-    const Others others = look();
-    if (others.sameClient > 0 && others.sameClient >= others.alive) {
-      since_ = 0;
-      return false;
-    }
+  const Others others = look();
+  if (others.sameClient > 0 && others.sameClient >= others.alive &&
+      table_->debtOf(client_, since_) + others.owed > kHeavyDebt) {
+    since_ = 0;
+    return false;
   }
   Table::Worker& own = table_->workers.at(static_cast<std::size_t>(number_) - 1);
   own.since = since_;
@@ -151,8 +151,11 @@ bool Workers::mustYield() const {
 }
 
 void Workers::end(std::chrono::microseconds busy) {
+  if (since_ == 0) {
+    return;
+  }
   table_->workers.at(static_cast<std::size_t>(number_) - 1).client = 0;
-  if (since_ != 0 && busy >= kLong) {
+  if (busy >= kLong) {
     table_->charge(client_, busy.count(), now());
   }
   since_ = 0;

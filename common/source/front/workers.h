@@ -2,7 +2,7 @@
 // that one client's long requests cannot take all of them.
 //
 // A client is the user, or the address of one who is anonymous. One whose requests of late took a
-// worker for long, in sum more than 0.4 seconds, is served by all workers but one.
+// worker for long, in sum more than a quarter of a second, is served by all workers but one.
 #pragma once
 
 #include <chrono>
@@ -28,9 +28,10 @@ class Workers {
 
   // Begins a request of this client. False when it has to wait: it holds its share of the workers.
   bool begin(const Caller& caller);
-  // True when the request being served has lasted long enough to make room for other clients.
+  // True when the request being served has lasted long enough to make room for others that wait.
   bool mustYield() const;
-  // Ends it; `busy` is what it cost this worker.
+  // Ends it, before the client has the whole reply; `busy` is what it cost this worker. Without a
+  // request nothing.
   void end(std::chrono::microseconds busy);
 
  private:
@@ -43,6 +44,7 @@ class Workers {
     int alive = 0;
     int sameClient = 0;
     int elder = 0;
+    std::int64_t owed = 0;  // microseconds that his requests have taken until now
   };
   Others look() const;
 
