@@ -120,9 +120,17 @@ class Queuing {
       return refuse(answer(WS_NODE_NOT_FOUND), "No Command Counter found at %s", counter.c_str());
     }
     handle = next.to_int();
-    const int following =
-        handle == std::numeric_limits<int>::max() ? std::numeric_limits<int>::min() : handle + 1;
-    return store(glptr_, counter + "/Value", CElement(following), PCD_TRUE) || refuseFailed();
+    // Another process may have taken that one meanwhile.
+    api_status_t status = API_NONE;
+    int following = 0;
+    if (glptr_->cdsApi.add_to_leaf(CPath(counter + "/Value"), 1, &following, status,
+                                   writeSource(*glptr_), PCD_TRUE) != 0 ||
+        status != API_SUCCESS) {
+      return refuseFailed();
+    }
+    handle = following == std::numeric_limits<int>::min() ? std::numeric_limits<int>::max()
+                                                          : following - 1;
+    return true;
   }
 
   bool queue(const nsc3__sendCmd_s& cmd, int handle) {

@@ -97,10 +97,10 @@ class CCds {
   int set_own_leaf(const CPath& path, const CElement& element, api_status_t& status,
                    const std::string& source);
   // Adds to the Integer at `path` in one transaction, so that no count is lost between processes. A
-  // missing leaf counts as 0, and a sum that is too large goes on from the smallest number. Writes
-  // to the live half. `sum`, unless null, receives the new value.
+  // missing leaf counts as 0, and a sum that is too large goes on from the smallest number. `sum`,
+  // unless null, receives the new value.
   int add_to_leaf(const CPath& path, int delta, int* sum, api_status_t& status,
-                  const std::string& source);
+                  const std::string& source, pcd_tribool_t persist = PCD_FALSE);
   // Who wrote a leaf: the `source` of its last write. Outcomes as get_leaf's.
   int get_writer(const CPath& path, api_status_t& status, std::string& writer);
   // Removes one leaf from both halves.

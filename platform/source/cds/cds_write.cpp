@@ -113,7 +113,7 @@ int CCds::set_leaves(const std::vector<CPath>& paths, const std::vector<CElement
 }
 
 int CCds::add_to_leaf(const CPath& path, int delta, int* sum, api_status_t& status,
-                      const std::string& source) {
+                      const std::string& source, pcd_tribool_t persist) {
   const auto leaf = asWritable(path);
   return change(leaf.has_value(), status, [&](store::Change& change) {
     const auto record = change.live().get(store::Table::kLeaf,
@@ -127,8 +127,11 @@ int CCds::add_to_leaf(const CPath& path, int delta, int* sum, api_status_t& stat
                                                  static_cast<std::uint32_t>(delta));
     element = CElement(value);
     element.set_time(qel_now());
-    store::putLeaf(change.live(), leaf->getNodePath(), leaf->getLeafName(), element,
-                   store::encodeLeaf(element, ELEMENT_NORMAL, source));
+    const bool persistent = persist == PCD_TRUE;
+    writeAll(
+        change,
+        {{leaf->getNodePath(), leaf->getLeafName(), &element, persistent,
+          store::encodeLeaf(element, persistent ? ELEMENT_PERSISTENT : ELEMENT_NORMAL, source)}});
     if (sum != nullptr) {
       *sum = value;
     }

@@ -133,6 +133,25 @@ TEST_F(Commands, FindNoQueueOrAFullOne) {
   EXPECT_EQ(send("/Bay/M1", &basic_), "? 9 Node Not Found");
 }
 
+TEST_F(Commands, OfTwoProcessesHaveNoHandleTwice) {
+  constexpr int kCommands = 200;
+  set(global_.cdsApi, kBase + "/inpQueue/maxCount/Value", CElement(3 * kCommands));
+  const auto sendAll = [this] {
+    for (int i = 0; i < kCommands; ++i) {
+      EXPECT_EQ(send("/Bay/M1", &basic_), "");
+    }
+    return HasFailure() ? 1 : 0;
+  };
+  ChildProcess other(sendAll);
+  sendAll();
+  EXPECT_EQ(other.wait(), 0);
+  std::vector<std::string> children;
+  CElement::split_string(children, text(global_.cdsApi, kBase + "/inpQueue:Children"), ';');
+  EXPECT_EQ(children.size(), 2 * kCommands + 1U);
+  EXPECT_EQ(text(global_.cdsApi, "/Software/Commands/nextCommandID"),
+            std::to_string(7 + 2 * kCommands));
+}
+
 TEST_F(Commands, ThatCannotBeWrittenAreNotQueued) {
   global_.cdsApi.setReadOnly();
   EXPECT_EQ(send("/Bay/M1", &basic_), "? 16 Write Failed");
