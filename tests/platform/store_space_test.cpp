@@ -1,4 +1,7 @@
 // A store that has no room: the map's ceiling and a full disk.
+#include <sched.h>
+#include <sys/mount.h>
+
 #include <fstream>
 
 #include "store/environment.h"
@@ -107,6 +110,57 @@ TEST_F(StoreSpace, ClientsLeaveAPartForTheDevice) {
     }
     expectRoomAfterRemoval(client);
   }
+}
+
+// True when the folder is mounted read-only in a mount namespace of this process.
+bool protect(const fs::path& folder) {
+  const char* const path = folder.c_str();
+  return unshare(CLONE_NEWNS) == 0 &&
+         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         mount(path, path, nullptr, MS_BIND, nullptr) == 0 &&
+         mount(nullptr, path, nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+}
+
+using ReadOnlyDisk = StoreSpace;
+
+TEST_F(ReadOnlyDisk, OfThePersistentHalfLeavesTheLiveOneAlone) {
+  constexpr int kCannotMount = 77;
+  import({leaf("/Small", "Value", CElement("old"))});
+  for (const bool isBooted : {true, false}) {
+    ChildProcess program([&] {
+      if (!protect(folder() / "state")) {
+        return kCannotMount;
+      }
+      if (!isBooted) {
+        fs::remove_all(folder() / "run");
+      }
+      CCds cds;
+      EXPECT_EQ(text(cds, "/Small"), "old") << cds.last_error();
+      EXPECT_EQ(set(cds, "/Small", CElement("new")), API_SUCCESS) << cds.last_error();
+      EXPECT_EQ(set(cds, "/Other", CElement("new")), API_SUCCESS);
+      EXPECT_EQ(remove(cds, "/Other"), API_SUCCESS);
+      for (const auto outcome :
+           {set(cds, "/Small", CElement("newer"), PCD_TRUE), remove(cds, "/Small")}) {
+        EXPECT_EQ(outcome, API_FAILED);
+        EXPECT_NE(cds.last_error().find("mounted read-only"), std::string::npos)
+            << cds.last_error();
+        EXPECT_NE(cds.last_error().find(persistentFile()), std::string::npos);
+      }
+      api_status_t status = API_NONE;
+      EXPECT_EQ(cds.watchdog_register(status, "test", 1, 1), 0);
+      EXPECT_EQ(cds.watchdog_ping(status), 0);
+      EXPECT_EQ(text(cds, "/Small"), "new");
+      return HasFailure() ? 1 : 0;
+    });
+    const int outcome = program.wait();
+    if (outcome == kCannotMount) {
+      GTEST_SKIP() << "cannot mount";
+    }
+    EXPECT_EQ(outcome, 0);
+  }
+  CCds restarted;
+  EXPECT_EQ(set(restarted, "/Small", CElement("newer"), PCD_TRUE), API_SUCCESS);
+  EXPECT_EQ(persistentText("/Small"), "newer");
 }
 
 using FullDisk = StoreSpace;

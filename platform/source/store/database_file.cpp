@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/sendfile.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -119,6 +120,11 @@ bool databaseExists(const std::string& file) {
     return errno != ENOENT && errno != ENOTDIR;
   }
   return status.st_size > 0;
+}
+
+bool isOnReadOnlyDisk(const std::string& file) {
+  struct statvfs disk = {};
+  return statvfs(file.c_str(), &disk) == 0 && (disk.f_flag & ST_RDONLY) != 0;
 }
 
 std::string cannotOpen(const std::string& file, int code) {

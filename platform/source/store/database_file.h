@@ -27,6 +27,8 @@ class GroupFileMode {
 // False for a file that is not there, and for an empty one: what an interrupted creation leaves.
 bool databaseExists(const std::string& file);
 
+bool isOnReadOnlyDisk(const std::string& file);
+
 // The sentence for an errno or LMDB code at opening the file.
 std::string cannotOpen(const std::string& file, int code);
 

@@ -106,11 +106,8 @@ std::string Environment::connect(IfMissing ifMissing) {
     }
   }
   const GroupFileMode mode;
-  if (std::string error = prepareLockFile(file_ + "-lock"); !error.empty()) {
-    return error;
-  }
-  if (std::string error = writers_.isOpen() ? "" : writers_.open(file_ + "-writer");
-      !error.empty()) {
+  readOnly_ = isOnReadOnlyDisk(file_);
+  if (std::string error = readOnly_ ? "" : prepareLocks(); !error.empty()) {
     return error;
   }
   Handle handle;
@@ -130,7 +127,18 @@ std::string Environment::connect(IfMissing ifMissing) {
   return {};
 }
 
+std::string Environment::prepareLocks() {
+  std::string error = prepareLockFile(file_ + "-lock");
+  if (error.empty() && !writers_.isOpen()) {
+    error = writers_.open(file_ + "-writer");
+  }
+  return error;
+}
+
 std::string Environment::describe(int code) const {
+  if (code == EROFS) {
+    return file_ + " is on a file system that is mounted read-only";
+  }
   if (code == kWriterBusy) {
     return file_ + ": another process holds the store's writer lock";
   }
@@ -225,6 +233,9 @@ int Environment::beginWrite(TransactionHandle& transaction) {
 int Environment::takeTurn() {
   if (const int code = reconnect(); code != MDB_SUCCESS) {
     return code;
+  }
+  if (readOnly_) {
+    return EROFS;
   }
   const int code = writers_.lock(waitedInVain_ ? kImpatience : patience_);
   waitedInVain_ = code == ETIMEDOUT;

@@ -4,6 +4,8 @@
 // open() gives out the one that exists. It opens its file anew when it finds itself in a forked
 // child, and after a failure that spoils the handle.
 //
+// A file on a file system that is mounted read-only is open for reading: writes are refused.
+//
 // Calls that can fail return an LMDB or errno code (0: success) or, at open, a sentence.
 #pragma once
 
@@ -91,6 +93,7 @@ class Environment {
   Environment(std::string file, Commits commits);
 
   std::string connect(IfMissing ifMissing);
+  std::string prepareLocks();
   int openFile(Handle& handle) const;
   std::string openTables(Handle& handle, IfMissing ifMissing) const;
   static int lookUpTables(Handle& handle, MDB_txn* transaction, std::size_t first, std::size_t end,
@@ -125,6 +128,7 @@ class Environment {
   std::string failure_;  // why the last connect() failed
   unsigned generation_ = 0;
   bool spoiled_ = false;
+  bool readOnly_ = false;
 };
 
 }  // namespace toolkit::store

@@ -31,7 +31,8 @@ int Environment::openFile(Handle& handle) const {
   mdb_env_set_maxdbs(raw, kTableCount);
   mdb_env_set_mapsize(raw, std::min(kInitialMap, bytesForClients()));
   const unsigned sync = commits_ == Commits::kDurable ? 0 : MDB_NOSYNC;
-  return mdb_env_open(raw, file_.c_str(), MDB_NOSUBDIR | MDB_NOTLS | sync, GroupFileMode::kMode);
+  const unsigned access = readOnly_ ? MDB_RDONLY : sync;
+  return mdb_env_open(raw, file_.c_str(), MDB_NOSUBDIR | MDB_NOTLS | access, GroupFileMode::kMode);
 }
 
 std::string Environment::missing() const {
