@@ -37,7 +37,6 @@ namespace toolkit {
 namespace store {
 class Change;
 class Store;
-class Transaction;
 }  // namespace store
 
 using syslog_severity_t = event_severity_t;

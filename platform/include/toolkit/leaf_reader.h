@@ -15,6 +15,10 @@
 
 namespace toolkit {
 
+namespace store {
+class ReadTransaction;
+}  // namespace store
+
 class CLeafReader {
  public:
   // A leaf of the reader that gave it. One that no reader gave is a missing leaf.
@@ -50,9 +54,9 @@ class CLeafReader {
 
  private:
   int readFrom(const std::shared_ptr<store::Store>& store);
-  bool readChanged(store::Transaction& transaction);
-  void readAll(store::Transaction& transaction);
-  void readLeaves(store::Transaction& transaction, const std::vector<std::size_t>& indices);
+  bool readChanged(store::ReadTransaction& transaction);
+  void readAll(store::ReadTransaction& transaction);
+  void readLeaves(store::ReadTransaction& transaction, const std::vector<std::size_t>& indices);
   void index();
 
   std::vector<CPath> paths_;

@@ -41,7 +41,7 @@ int CLeafReader::readFrom(const std::shared_ptr<store::Store>& store) {
   return transaction.status();
 }
 
-bool CLeafReader::readChanged(store::Transaction& transaction) {
+bool CLeafReader::readChanged(store::ReadTransaction& transaction) {
   std::vector<std::uint64_t> hashes;
   if (transaction.status() != 0 || state_ == 0 ||
       !store::collectChanges(transaction, state_, hashes) || hashes.size() > paths_.size()) {
@@ -74,7 +74,7 @@ void CLeafReader::index() {
   std::sort(byHash_.begin(), byHash_.end());
 }
 
-void CLeafReader::readAll(store::Transaction& transaction) {
+void CLeafReader::readAll(store::ReadTransaction& transaction) {
   statuses_.assign(paths_.size(), API_FAILED);
   elements_.resize(paths_.size());
   sources_.assign(paths_.size(), ELEMENT_NORMAL);
@@ -83,7 +83,7 @@ void CLeafReader::readAll(store::Transaction& transaction) {
   readLeaves(transaction, indices);
 }
 
-void CLeafReader::readLeaves(store::Transaction& transaction,
+void CLeafReader::readLeaves(store::ReadTransaction& transaction,
                              const std::vector<std::size_t>& indices) {
   store::Lookup lookup(transaction, store::Table::kLeaf);
   for (const std::size_t i : indices) {
