@@ -24,6 +24,15 @@ class CElement {
   static constexpr timeval _invalid_time{0, 0};
 
   CElement() = default;  // DATA_NONE
+  // Where memory is refused the standard library's variant ends a copy in undefined behaviour, an
+  // assignment not.
+  CElement(const CElement& other) : type_(other.type_), time_(other.time_) {
+    value_ = other.value_;
+  }
+  CElement(CElement&& other) noexcept = default;
+  CElement& operator=(const CElement& other) { return *this = CElement(other); }
+  CElement& operator=(CElement&& other) noexcept = default;
+  ~CElement() = default;
   explicit CElement(bool value);
   explicit CElement(std::int32_t value, data_type_t type = DATA_INTEGER);  // or DATA_ENUMERATED
   explicit CElement(std::int64_t value);
