@@ -88,7 +88,12 @@ bool isSomebodyWaiting() {
 
 class ReplySink : public ByteSink {
  public:
-  ReplySink(FCGX_Request& request, Workers* workers) : request_(request), workers_(workers) {}
+  // `workers`: null, or this process is one of them.
+  ReplySink(FCGX_Request& request, Workers* workers) : request_(request), workers_(workers) {
+    if (workers != nullptr) {
+      watch_.emplace();
+    }
+  }
 
   bool write(const char* bytes, std::size_t size) override {
     if (FCGX_PutStr(bytes, static_cast<int>(size), request_.out) >= 0) {
@@ -100,7 +105,7 @@ class ReplySink : public ByteSink {
   void close() override {
     // The client may send the next request as soon as it has this reply.
     if (workers_ != nullptr) {
-      workers_->end(watch_.busy());
+      workers_->end(watch_->busy());
     }
     FCGX_FClose(request_.err);
     FCGX_FClose(request_.out);
@@ -124,7 +129,7 @@ class ReplySink : public ByteSink {
 
   FCGX_Request& request_;
   Workers* workers_;
-  Stopwatch watch_;
+  std::optional<Stopwatch> watch_;
   std::chrono::steady_clock::time_point asked_ = std::chrono::steady_clock::now();
 };
 

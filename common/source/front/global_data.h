@@ -18,6 +18,7 @@
 #include "front/caller.h"
 #include "front/envelope_guard.h"
 #include "front/ignored_elements.h"
+#include "front/process.h"
 #include "front/request_body.h"
 #include "stdsoap2.h"
 #include "toolkit/cds.h"
@@ -58,7 +59,7 @@ struct _global_data_t {
     ::usleep(static_cast<useconds_t>(time.count()));
   };
   // Takes the program's place; returns only when it cannot. Tests put theirs here.
-  int (*execute)(const char* path, char* const arguments[]) = ::execv;
+  int (*execute)(const char* path, char* const arguments[]) = becomeProgram;
   std::unique_ptr<Workers> workers;  // of the same socket; null: this process is alone
   Exchange* pReq = nullptr;          // the request being served
   Caller caller;                     // of that request; nobody between requests

@@ -3,11 +3,13 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
@@ -91,6 +93,20 @@ void notifySupervisor(std::string_view state) {
            static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length));
     close(descriptor);
   }
+}
+
+int becomeProgram(const char* path, char* const arguments[]) {
+  const itimerval none = {};
+  setitimer(ITIMER_REAL, &none, nullptr);
+  sigset_t nothing;
+  sigset_t former;
+  sigemptyset(&nothing);
+  sigprocmask(SIG_SETMASK, &nothing, &former);
+  const int result = execv(path, arguments);
+  const int error = errno;
+  sigprocmask(SIG_SETMASK, &former, nullptr);
+  errno = error;
+  return result;
 }
 
 void register_handlers() {

@@ -20,6 +20,10 @@ void registerWithWatchdog(toolkit::CCds& cds, api_status_t& status);
 // one nothing. What it does not take is lost.
 void notifySupervisor(std::string_view state);
 
+// Lets a program take this one's place, without what the service has set for itself: held back
+// signals, a timer. Returns -1 with errno when it cannot.
+int becomeProgram(const char* path, char* const arguments[]);
+
 // SIGHUP, SIGINT, SIGQUIT and SIGTERM set __signal_exit; the request loop then ends.
 void register_handlers();
 // The default actions again.

@@ -5,6 +5,7 @@
 #include <sys/time.h>
 
 #include <cerrno>
+#include <csignal>
 #include <initializer_list>
 
 namespace {
@@ -24,15 +25,19 @@ void setAlarm(int seconds) {
   setitimer(ITIMER_REAL, &alarm, nullptr);
 }
 
-}  // namespace
-
-ReadDeadline::ReadDeadline(int descriptor, int seconds) {
-  reading = descriptor;
+bool installAlarmHandler() {
   struct sigaction action = {};
   action.sa_handler = endInput;
   action.sa_flags = SA_RESTART;
   sigemptyset(&action.sa_mask);
-  sigaction(SIGALRM, &action, &former_);
+  return sigaction(SIGALRM, &action, nullptr) == 0;
+}
+
+}  // namespace
+
+ReadDeadline::ReadDeadline(int descriptor, int seconds) {
+  static const bool installed = installAlarmHandler();
+  reading = installed ? descriptor : -1;
   setAlarm(seconds);
 }
 
@@ -46,7 +51,6 @@ void ReadDeadline::lift() {
   }
   setAlarm(0);
   reading = -1;
-  sigaction(SIGALRM, &former_, nullptr);
 }
 
 int acceptConnection(int listener, int stallSeconds) {

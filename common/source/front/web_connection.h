@@ -1,8 +1,6 @@
 // A connection of the web server's: one request and its reply.
 #pragma once
 
-#include <csignal>
-
 // Gives the peer so many seconds to send its request: then the input ends, wherever it is. One at a
 // time; it takes SIGALRM.
 class ReadDeadline {
@@ -14,9 +12,6 @@ class ReadDeadline {
 
   // The request is there.
   void lift();
-
- private:
-  struct sigaction former_ = {};
 };
 
 // Takes the next connection of a listening socket that does not block, and bounds how long the

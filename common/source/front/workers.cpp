@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 
 #include "toolkit/run_folder.h"
 
@@ -28,13 +29,10 @@ constexpr std::int64_t kYieldAfter = 100'000;
 constexpr std::int64_t kForgiven = 2;
 
 std::uint64_t hashOf(const Caller& caller) {
+  const bool isAnonymous = !caller.user || caller.user->empty();
   const std::string name =
-      caller.user && !caller.user->empty() ? "u" + *caller.user : "a" + caller.address.value_or("");
-  std::uint64_t hash = 0xcbf29ce484222325;
-  for (const char c : name) {
-    hash = (hash ^ static_cast<std::uint8_t>(c)) * 0x100000001b3;
-  }
-  return hash | 1;  // 0 is nobody
+      isAnonymous ? "address " + caller.address.value_or("") : "user " + *caller.user;
+  return std::hash<std::string>()(name) | 1;  // 0 is nobody
 }
 
 std::int64_t now() {
@@ -47,12 +45,13 @@ std::int64_t now() {
 
 // Every field stands for itself: a mixture of two writers' values costs a client a moment's
 // patience, and nothing else. A new file is all zeros.
+struct Workers::Worker {
+  std::atomic<std::int32_t> process;
+  std::atomic<std::uint64_t> client;  // whose request it serves; 0: nobody's
+  std::atomic<std::int64_t> since;
+};
+
 struct Workers::Table {
-  struct Worker {
-    std::atomic<std::int32_t> process;
-    std::atomic<std::uint64_t> client;
-    std::atomic<std::int64_t> since;
-  };
   struct Debt {
     std::atomic<std::uint64_t> client;
     std::atomic<std::int64_t> paidAt;  // when nothing is owed any more, in microseconds
@@ -96,49 +95,59 @@ std::unique_ptr<Workers> Workers::join(int number, std::string& error) {
     return nullptr;
   }
   std::unique_ptr<Workers> workers(new Workers(static_cast<Table*>(memory), number));
-  workers->table_->workers.at(static_cast<std::size_t>(number) - 1).process = getpid();
+  workers->own().client = 0;  // of one that was killed
+  workers->own().process = getpid();
   return workers;
 }
 
 Workers::~Workers() {
-  Table::Worker& own = table_->workers.at(static_cast<std::size_t>(number_) - 1);
-  own.client = 0;
-  own.process = 0;
+  own().client = 0;
+  own().process = 0;
   munmap(table_, sizeof(Table));
+}
+
+Workers::Worker& Workers::own() const {
+  return table_->workers.at(static_cast<std::size_t>(number_) - 1);
 }
 
 Workers::Others Workers::look() const {
   Others others;
-  for (std::size_t i = 0; i < table_->workers.size(); ++i) {
-    const Table::Worker& worker = table_->workers.at(i);
+  for (const Worker& worker : table_->workers) {
     const pid_t process = worker.process;
-    if (process == 0 || static_cast<int>(i) + 1 == number_ ||
-        (kill(process, 0) != 0 && errno == ESRCH)) {
+    if (process == 0 || &worker == &own() || (kill(process, 0) != 0 && errno == ESRCH)) {
       continue;
     }
+    const std::int64_t since = worker.since;
+    const bool isSame = worker.client == client_;
     ++others.alive;
-    if (worker.client == client_) {
-      ++others.sameClient;
-      const std::int64_t since = worker.since;
-      others.owed += std::max<std::int64_t>(0, since_ - since);
-      others.elder += since < since_ || (since == since_ && static_cast<int>(i) + 1 < number_);
-    }
+    others.sameClient += isSame ? 1 : 0;
+    others.elder += isSame && (since < since_ || (since == since_ && &worker < &own())) ? 1 : 0;
   }
   return others;
+}
+
+// What the client owes, the requests of his that run included.
+std::int64_t Workers::debt() const {
+  std::int64_t debt = table_->debtOf(client_, since_);
+  for (const Worker& worker : table_->workers) {
+    debt += worker.client == client_ ? std::max<std::int64_t>(0, since_ - worker.since) : 0;
+  }
+  return debt;
 }
 
 bool Workers::begin(const Caller& caller) {
   since_ = now();
   client_ = hashOf(caller);
-  const Others others = look();
-  if (others.sameClient > 0 && others.sameClient >= others.alive &&
-      table_->debtOf(client_, since_) + others.owed > kHeavyDebt) {
-    since_ = 0;
-    return false;
+  // Most requests are those of clients who owe nothing: these cost no system call.
+  if (debt() > kHeavyDebt) {
+    const Others others = look();
+    if (others.sameClient > 0 && others.sameClient >= others.alive) {
+      since_ = 0;
+      return false;
+    }
   }
-  Table::Worker& own = table_->workers.at(static_cast<std::size_t>(number_) - 1);
-  own.since = since_;
-  own.client = client_;
+  own().since = since_;
+  own().client = client_;
   return true;
 }
 
@@ -154,7 +163,7 @@ void Workers::end(std::chrono::microseconds busy) {
   if (since_ == 0) {
     return;
   }
-  table_->workers.at(static_cast<std::size_t>(number_) - 1).client = 0;
+  own().client = 0;
   if (busy >= kLong) {
     table_->charge(client_, busy.count(), now());
   }

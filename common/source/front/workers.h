@@ -35,6 +35,7 @@ class Workers {
   void end(std::chrono::microseconds busy);
 
  private:
+  struct Worker;
   struct Table;
 
   Workers(Table* table, int number) : table_(table), number_(number) {}
@@ -44,9 +45,11 @@ class Workers {
     int alive = 0;
     int sameClient = 0;
     int elder = 0;
-    std::int64_t owed = 0;  // microseconds that his requests have taken until now
   };
   Others look() const;
+  std::int64_t debt() const;
+
+  Worker& own() const;
 
   Table* table_;
   int number_;

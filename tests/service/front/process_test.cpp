@@ -193,6 +193,20 @@ TEST_F(Process, AStoreThatCannotBeOpenedIsSaidAndEndsTheStart) {
   expectRefusal("run/live.mdb");
 }
 
+TEST(BecomeProgram, LeavesItNoSignalHeldBackAndNoTimer) {
+  ChildProcess child([] {
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, nullptr);
+    alarm(1);
+    std::string words[] = {"sh", "-c", "sleep 2; grep -q 'SigBlk:.*\\b0*$' /proc/self/status"};
+    char* arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
+    becomeProgram("/bin/sh", arguments);
+    return 99;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
 class Timer : public HandlerTest {
  protected:
   Timer() {
