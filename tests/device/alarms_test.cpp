@@ -12,7 +12,6 @@
 using device::AlarmEngine;
 using toolkit::CElement;
 using toolkit::CEvent;
-using toolkit::CEventStream;
 using toolkit::store::Environment;
 
 namespace {
@@ -34,7 +33,7 @@ constexpr const char* kDevice = R"({"nodes": {
     "/Dev/Breaker": {"Value": 1, "PossibleValues": "Open;Closed;Tripped", ".AlarmEnable": 1,
                      ".AlarmOnValue": 2, ".LatchAlarm": 1}}})";
 
-class Alarms : public StoreTest {
+class Alarms : public ClientTest {
  protected:
   Alarms() { importDevice(); }
 
@@ -43,7 +42,6 @@ class Alarms : public StoreTest {
     ASSERT_EQ(model_file::parse(kDevice, model), "");
     setenv("TOOLKIT_STORE_LIMIT", limit, 1);
     import(model.leaves);
-    ASSERT_EQ(cds_.init(), 0) << cds_.last_error();
     start();
   }
   void start() {
@@ -64,7 +62,7 @@ class Alarms : public StoreTest {
   static std::string whole(const std::string& path) {
     return path[0] == '/' ? path : path[0] == ':' ? "/Dev" + path : "/Dev/" + path;
   }
-  std::string text(const std::string& path) { return StoreTest::text(cds_, whole(path)); }
+  std::string text(const std::string& path) { return ClientTest::text(whole(path)); }
   std::set<std::uint64_t> numbers() {
     Texts children;
     normalized("/Alarms").getChildPaths(cds_, children);
@@ -89,17 +87,13 @@ class Alarms : public StoreTest {
   // the newest alarm.
   void act(const std::string& action) {
     const Texts words = split(action, ' ');
-    api_status_t status = API_NONE;
     if (words[0] == "ack") {
-      CEvent event;
-      event.type = toolkit::EVENT_ACKNOWLEDGE;
-      event.id = *numbers().rbegin();
-      event.ack = std::stoi(words[1]);
-      if (words.size() > 2) {
-        event.note = words[2];
-      }
-      event.source = "Web-Services: ann";
-      cds_.event_send(event, status);
+      CEvent ack = makeEvent(toolkit::EVENT_ACKNOWLEDGE, "", "", CElement::_invalid_time);
+      ack.id = *numbers().rbegin();
+      ack.ack = std::stoi(words[1]);
+      ack.note = words.size() > 2 ? words[2] : "";
+      ack.source = "Web-Services: ann";
+      send({ack});
     } else if (words[0] == "restart" || words[0] == "boot" || words[0] == "end") {
       if (words[0] == "end") {
         engine_->release();
@@ -109,20 +103,14 @@ class Alarms : public StoreTest {
       }
       start();
     } else if (words[0] == "rm") {
-      remove(cds_, words[1]);
+      remove(words[1]);
     } else {
       CElement number(words[1]);
       number.convert_type(DATA_REAL);
-      set(cds_, whole(words[0]), number);
+      set(whole(words[0]), number);
     }
   }
-  std::vector<CEventStream::Entry> events() {
-    std::vector<CEventStream::Entry> entries;
-    CEventStream(cds_, CEventStream::kEvents).read(0, entries);
-    return entries;
-  }
 
-  toolkit::CCds cds_;
   timeval now_ = {1700000000, 250000};
   std::unique_ptr<AlarmEngine> engine_;
   std::unique_ptr<device::ValueReader> values_;
@@ -213,11 +201,8 @@ TEST_F(Alarms, BreakersTellWhenTheyMove) {
     act(action);
     step();
   }
-  std::string told;
-  for (const auto& [number, event, ring] : events()) {
-    told += event.message + ".";
-  }
-  EXPECT_EQ(told, "Circuit breaker opened.Circuit breaker closed.");
+  EXPECT_EQ(joined(events(), [](const auto& entry) { return entry.event.message + "."; }),
+            "Circuit breaker opened. Circuit breaker closed. ");
 }
 
 TEST_F(Alarms, ClosedOnesGoAfterAMinuteAndAreAHundredAtMost) {
@@ -239,7 +224,7 @@ TEST_F(Alarms, AStoreThatRefusesIsNotRunAheadOf) {
   int i = 0;
   for (const std::size_t size : {5000, 1}) {
     const CElement filling(std::string(size, 'x'));
-    while (set(cds_, "/Fill/N" + std::to_string(i), filling) == API_SUCCESS) {
+    while (set("/Fill/N" + std::to_string(i), filling) == API_SUCCESS) {
       ++i;
     }
   }
@@ -255,9 +240,7 @@ TEST_F(Alarms, AStoreThatRefusesIsNotRunAheadOf) {
 TEST_F(Alarms, DoNotWaitForAFlashThatIsFullAndHaveNoNumberTwice) {
   cds_.close();
   const SmallDisk disk(folder() / "flash");
-  if (!disk.isMounted()) {
-    GTEST_SKIP() << "cannot mount a tmpfs";
-  }
+  SKIP_UNLESS(disk.isMounted());
   setenv("TOOLKIT_STATE", (folder() / "flash").c_str(), 1);
   importDevice("4000000");
   EXPECT_TRUE(step());
@@ -273,7 +256,7 @@ TEST_F(Alarms, DoNotWaitForAFlashThatIsFullAndHaveNoNumberTwice) {
     return pause();
   });
   ASSERT_TRUE(await([&] { return std::filesystem::exists(folder() / "reading"); }));
-  for (int i = 0; i < 1000 && set(cds_, "/X", CElement(i), PCD_TRUE) == API_SUCCESS; ++i) {
+  for (int i = 0; i < 1000 && set("/X", i, PCD_TRUE) == API_SUCCESS; ++i) {
   }
   const auto raise = [&](std::uint64_t count) {
     for (std::uint64_t i = 0; i < count; ++i) {

@@ -1,12 +1,11 @@
 #include "store_fixture.h"
 
-using toolkit::CCds;
 using toolkit::CElement;
 using namespace toolkit::admin;
 
 namespace {
 
-class Import : public StoreTest {};
+using Import = ClientTest;
 
 TEST_F(Import, TakesAllOrNamesTheFault) {
   import({leaf("/Kept", "Value", CElement(1))});
@@ -25,35 +24,32 @@ TEST_F(Import, TakesAllOrNamesTheFault) {
     const std::string error = importModel({{right}, {"/New"}, {good, odd}}, true);
     EXPECT_TRUE(contains(error, named));
   }
-  CCds cds;
-  EXPECT_EQ(text(cds, "/Kept"), "1");
-  EXPECT_FALSE(cds.node_exists("/New"));
+  EXPECT_EQ(text("/Kept"), "1");
+  EXPECT_FALSE(cds_.node_exists("/New"));
 }
 
 TEST_F(Import, AddsToWhatIsThereUnlessItReplaces) {
   import({leaf("/A", "Value", CElement(1)), leaf("/B", "Value", CElement(2))});
-  CCds cds;
   const Model more = {
       {}, {}, {{"/B", "Value", CElement(3), ELEMENT_MPL}, leaf("/C", "Value", CElement(4))}};
   ASSERT_EQ(importModel(more, false), "");
-  EXPECT_EQ(text(cds, "/:Children"), "A;B;C");
+  EXPECT_EQ(text("/:Children"), "A;B;C");
   ASSERT_EQ(boot(), "");
-  EXPECT_EQ(text(cds, "/B"), "3");
+  EXPECT_EQ(text("/B"), "3");
   ASSERT_EQ(importModel(more, true), "");
-  EXPECT_EQ(text(cds, "/:Children"), "B;C");
+  EXPECT_EQ(text("/:Children"), "B;C");
 }
 
 TEST_F(Import, ReadersSeeTheOldContentUntilTheNewIsComplete) {
   import(leaves("/N", 500, CElement("old")));
   ChildProcess importer([] {
     for (int i = 0; i < 20; ++i) {
-      import(leaves("/N", 500, CElement(i % 2 == 0 ? "new" : "old")));
+      StoreTest::import(leaves("/N", 500, CElement(i % 2 == 0 ? "new" : "old")));
     }
     return 0;
   });
-  CCds cds;
   for (int i = 0; i < 3000; ++i) {
-    const Read ends = read(cds, {"/N0", "/N499"});
+    const Read ends = read(cds_, {"/N0", "/N499"});
     ASSERT_EQ(ends.statuses, std::vector(2, API_SUCCESS));
     ASSERT_EQ(ends.elements[0], ends.elements[1]);
   }

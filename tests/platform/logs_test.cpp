@@ -173,9 +173,7 @@ TEST_F(Logs, TheGroupMayWriteThemWhateverTheUmask) {
 }
 
 TEST_F(Logs, AnotherUserOfTheGroupGoesOn) {
-  if (geteuid() != 0) {
-    GTEST_SKIP() << "only root can become others";
-  }
+  SKIP_UNLESS(geteuid() == 0);
   constexpr gid_t kGroup = 64100;
   const std::string folder = fs::path(file()).parent_path();
   ASSERT_EQ(chown(folder.c_str(), 0, kGroup), 0);

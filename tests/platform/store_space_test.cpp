@@ -98,7 +98,7 @@ TEST_F(StoreSpace, ClientsLeaveAPartForTheDevice) {
     fill(client, persist, API_STORE_FULL);
     EXPECT_EQ(set(client, "/Small", CElement("new"), persist), API_SUCCESS) << "it does not grow";
     EXPECT_NE(set(client, "/Small", CElement(std::string(9000, 'x')), persist), API_SUCCESS);
-    EXPECT_NE(client.last_error().find("for the device's own programs"), std::string::npos);
+    EXPECT_TRUE(contains(client.last_error(), "for the device's own programs"));
     api_status_t status = API_NONE;
     EXPECT_EQ(client.set_own_leaf("/Mine", CElement(std::string(9000, 'x')), status, "test"), 0);
     EXPECT_EQ(client.watchdog_register(status, "test", 1, 1), 0);
@@ -142,9 +142,8 @@ TEST_F(ReadOnlyDisk, OfThePersistentHalfLeavesTheLiveOneAlone) {
       for (const auto outcome :
            {set(cds, "/Small", CElement("newer"), PCD_TRUE), remove(cds, "/Small")}) {
         EXPECT_EQ(outcome, API_FAILED);
-        EXPECT_NE(cds.last_error().find("mounted read-only"), std::string::npos)
-            << cds.last_error();
-        EXPECT_NE(cds.last_error().find(persistentFile()), std::string::npos);
+        EXPECT_TRUE(contains(cds.last_error(), "mounted read-only"));
+        EXPECT_TRUE(contains(cds.last_error(), persistentFile()));
       }
       api_status_t status = API_NONE;
       EXPECT_EQ(cds.watchdog_register(status, "test", 1, 1), 0);
@@ -167,9 +166,7 @@ using FullDisk = StoreSpace;
 
 TEST_F(FullDisk, OfTheLiveHalfFromTheFirstOpenOn) {
   const SmallDisk disk(folder() / "run");
-  if (!disk.isMounted()) {
-    GTEST_SKIP() << "cannot mount a tmpfs";
-  }
+  SKIP_UNLESS(disk.isMounted());
   std::ofstream(folder() / "run/filler") << std::string(2 << 20, 'x');
   EXPECT_NE(toolkit::admin::makeEmpty(), "");
   CCds cds;
@@ -189,9 +186,7 @@ TEST_F(FullDisk, OfTheLiveHalfFromTheFirstOpenOn) {
 
 TEST_F(FullDisk, OfThePersistentHalf) {
   const SmallDisk disk(folder() / "state");
-  if (!disk.isMounted()) {
-    GTEST_SKIP() << "cannot mount a tmpfs";
-  }
+  SKIP_UNLESS(disk.isMounted());
   import({leaf("/Small", "Value", CElement("old"))});
   CCds cds;
   fill(cds, PCD_TRUE, API_FAILED);

@@ -10,30 +10,33 @@ using toolkit::CElement;
 
 class Devsim : public Sandbox {
  protected:
-  Devsim() { importFeeder(); }
+  Devsim() { EXPECT_TRUE(importFeeder()); }
 
-  void importFeeder() const { ASSERT_EQ(devctl({"store", "import", FEEDER_MODEL}).status, 0); }
   void simulate(const std::string& ticks, const std::string& seed = "1") const {
     ASSERT_EQ(run(DEVSIM, {"--rate=1000", "--speed=1000", "--ticks", ticks, "--seed", seed}).status,
               0);
   }
+  void setpoint(const std::string& name, const std::string& value) const {
+    expectSuccess({"store", "set", "/Feeder1/" + name, "--", value});
+  }
   // A value below /Feeder1.
-  static CElement read(const std::string& name) {
-    toolkit::CCds cds;
-    const Read leaf = StoreTest::read(cds, {"/Feeder1/" + name});
-    EXPECT_EQ(leaf.statuses[0], API_SUCCESS) << name << ": " << cds.last_error();
+  CElement read(const std::string& name) {
+    const Read leaf = StoreTest::read(cds_, {"/Feeder1/" + name});
+    EXPECT_EQ(leaf.statuses[0], API_SUCCESS) << name << ": " << cds_.last_error();
     return leaf.elements[0];
   }
-  static double number(const std::string& name) { return read(name).to_double(); }
+  double number(const std::string& name) { return read(name).to_double(); }
 };
 
 TEST_F(Devsim, SameSeedSameValues) {
   simulate("20", "7");
-  const auto reading = [] { return std::pair(number("PowerTotal"), number("Branch1/CurrentA")); };
+  const auto reading = [this] {
+    return std::pair(number("PowerTotal"), number("Branch1/CurrentA"));
+  };
   const auto first = reading();
   for (const char* seed : {"7", "8"}) {
     useStore(seed);
-    importFeeder();
+    ASSERT_TRUE(importFeeder());
     simulate("20", seed);
     EXPECT_EQ(reading() == first, std::string(seed) == "7") << seed;
   }
@@ -59,7 +62,7 @@ TEST_F(Devsim, ReadingsAgreeWithEachOther) {
 
 TEST_F(Devsim, AnOpenBreakerStopsTheCurrentAndWhatIsBelow) {
   simulate("5");
-  ASSERT_EQ(devctl({"store", "set", "/Feeder1/Breaker", "Open"}).status, 0);
+  setpoint("Breaker", "Open");
   simulate("5");
   EXPECT_EQ(number("CurrentA"), 0);
   EXPECT_GT(number("VoltageA"), 200);
@@ -67,34 +70,32 @@ TEST_F(Devsim, AnOpenBreakerStopsTheCurrentAndWhatIsBelow) {
 }
 
 TEST_F(Devsim, FollowsItsSetpointsWithinTheirRange) {
-  ASSERT_EQ(devctl({"store", "set", "/Feeder1/NominalVoltage", "120"}).status, 0);
-  ASSERT_EQ(devctl({"store", "set", "/Feeder1/PowerFactorTarget", "0.99"}).status, 0);
-  ASSERT_EQ(devctl({"store", "set", "/Feeder1/DemandInterval", "1"}).status, 0);
-  ASSERT_EQ(devctl({"store", "set", "/Feeder1/RatedCurrent", "40"}).status, 0);
+  setpoint("NominalVoltage", "120");
+  setpoint("PowerFactorTarget", "0.99");
+  setpoint("DemandInterval", "1");
+  setpoint("RatedCurrent", "40");
   simulate("600");
   EXPECT_NEAR(number("VoltageA"), 120, 13);
   EXPECT_GE(number("PowerFactor"), 0.99 - 1e-9);
   EXPECT_NEAR(number("PowerDemand"), number("PowerTotal"), 15);
   EXPECT_LT(number("PowerTotal"), 100) << "the demand has come down from 134.54";
   for (const char* bad : {"nan", "-5", "1e300"}) {
-    ASSERT_EQ(devctl({"store", "set", "/Feeder1/NominalVoltage", "--", bad}).status, 0) << bad;
+    setpoint("NominalVoltage", bad);
     simulate("2");
     EXPECT_NEAR(number("VoltageA"), 230, 25) << bad;
   }
 }
 
 TEST_F(Devsim, MovesUntilItIsToldToStop) {
-  const auto stamp = [] { return CElement(read("VoltageA").time()).to_string(); };
+  const auto stamp = [this] { return CElement(read("VoltageA").time()).to_string(); };
   const std::string before = stamp();
   const pid_t pid = startProcess(folder(), DEVSIM, {});
   EXPECT_TRUE(await([&] { return stamp() != before; }));
-  std::vector<toolkit::admin::Watchdog> watched;
-  EXPECT_EQ(toolkit::admin::watchdogs(watched), "");
+  const auto watched = watchdogs();
   kill(pid, SIGTERM);
   EXPECT_EQ(waitForProcess(pid, folder()).status, 0);
   EXPECT_EQ(watched.size(), 1U);
-  EXPECT_EQ(toolkit::admin::watchdogs(watched), "");
-  EXPECT_TRUE(watched.empty());
+  EXPECT_TRUE(watchdogs().empty());
 }
 
 TEST_F(Devsim, LeavesMissingPointsAlone) {

@@ -98,3 +98,38 @@ api_status_t StoreTest::remove(toolkit::CCds& cds, const std::string& node) {
   cds.remove_node(node, status, "test");
   return status;
 }
+
+toolkit::CEvent StoreTest::makeEvent(std::int32_t type, const std::string& path,
+                                     const std::string& message, timeval time) {
+  toolkit::CEvent event;
+  event.type = type;
+  event.path = path;
+  event.message = message;
+  event.time = time;
+  return event;
+}
+
+std::vector<toolkit::CEventStream::Entry> StoreTest::events(toolkit::CCds& cds, std::uint64_t after,
+                                                            toolkit::CEventStream::Kind kind) {
+  std::vector<toolkit::CEventStream::Entry> entries;
+  EXPECT_EQ(toolkit::CEventStream(cds, kind).read(after, entries), 0) << cds.last_error();
+  return entries;
+}
+
+std::vector<api_status_t> StoreTest::send(toolkit::CCds& cds,
+                                          const std::vector<toolkit::CEvent>& events) {
+  std::vector<api_status_t> statuses;
+  cds.events_send(events, statuses);
+  return statuses;
+}
+
+std::vector<toolkit::admin::Watchdog> StoreTest::watchdogs() {
+  std::vector<toolkit::admin::Watchdog> rows;
+  EXPECT_EQ(toolkit::admin::watchdogs(rows), "");
+  return rows;
+}
+
+void ClientTest::import(std::vector<toolkit::admin::ModelLeaf> leaves) {
+  StoreTest::import(std::move(leaves));
+  ASSERT_EQ(cds_.init(), 0) << cds_.last_error();
+}

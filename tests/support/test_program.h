@@ -40,6 +40,13 @@ class SmallDisk {
   bool mounted_;
 };
 
+// Leaves a test that this system does not let run.
+#define SKIP_UNLESS(condition)                   \
+  if (!(condition)) {                            \
+    GTEST_SKIP() << "it is not so: " #condition; \
+  }                                              \
+  static_assert(true)
+
 // How a process ended and what it printed.
 struct Outcome {
   int status = -1;  // exit status, or 128 + signal
@@ -54,6 +61,16 @@ std::string contentsOf(const std::filesystem::path& file);
 
 // Whether a text has the part; the result shows both.
 testing::AssertionResult contains(const std::string& text, const std::string& part);
+
+// What the projection gives for each element, each with a blank behind it.
+template <class Range, class Projection>
+std::string joined(const Range& range, Projection projection) {
+  std::string text;
+  for (const auto& element : range) {
+    text += std::invoke(projection, element) + " ";
+  }
+  return text;
+}
 
 // Starts a program whose output goes to the files "out" and "err" of the folder. `prepare` runs in
 // the child before it.
