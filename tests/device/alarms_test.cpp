@@ -83,8 +83,7 @@ class Alarms : public ClientTest {
     return number + ": " + text(node + "/AlarmLevel") + " " + text(node + "/ConditionRaised") +
            " " + text(node + "/SequenceID");
   }
-  // "V 251" writes a value, "rm /Dev/V" removes a node, "ack 1 note" acknowledges
-  // the newest alarm.
+  // "V 251" writes a value, "rm /Dev/V" removes a node, "ack 1 note" acknowledges the newest alarm.
   void act(const std::string& action) {
     const Texts words = split(action, ' ');
     if (words[0] == "ack") {
@@ -116,8 +115,8 @@ class Alarms : public ClientTest {
   std::unique_ptr<device::ValueReader> values_;
 };
 
-// What is done before each step, and after it the newest alarm or a leaf. No time passes with a
-// removal.
+// What is done before each step ("&" between several things), and after each ">" the newest alarm
+// or a leaf. No time passes with a removal.
 const std::pair<const char*, const char*> kCourses[] = {
     {"by hand",
      "V 250>none|V 251>1: 1 true 1|V 248>1: 1 true 1|V 247.9>1: 2 false 2|V 250>1: 2 false 2|"
@@ -149,6 +148,9 @@ const std::pair<const char*, const char*> kCourses[] = {
     {"behind somebody's node", "/Alarms/8:Else 1|V 251>9: 1 true 1"},
     {"two limits", "V 261>/Alarms/AlarmCount=2|ack 2>/Alarms/AlarmCount=1"},
     {"a message of its kind", "V 261>/Alarms/1/AlarmMsg=Value far too high"},
+    {"of values that are not good",
+     "V 251|:.Quality 64&V 1&Group/T 9>1: 1 true 1|ack 1>1: 3 true 2|"
+     ":.Quality 216>2: 1 true 1>/Alarms/1/AlarmLevel=5"},
     {"told at the point",
      "V 251>V:InAlarm=true|V 1>V:InAlarm=false|V 251|V:.AlarmEnable 0>V:InAlarm=false"},
 };
@@ -157,14 +159,15 @@ TEST_F(Alarms, TakeTheirCourse) {
   for (const auto& [what, turns] : kCourses) {
     importDevice();
     for (const std::string& turn : split(turns, '|')) {
-      const Texts pair = split(turn, '>');
-      act(pair[0]);
-      ASSERT_TRUE(step(turn.starts_with("rm") ? 0 : 1)) << cds_.last_error();
-      if (pair.size() == 1) {
-        continue;
+      const Texts parts = split(turn, '>');
+      for (const std::string& action : split(parts[0], '&')) {
+        act(action);
       }
-      const std::string leaf = pair[1].substr(0, pair[1].find('='));
-      EXPECT_EQ(leaf == pair[1] ? newest() : leaf + "=" + text(leaf), pair[1]) << what << turn;
+      ASSERT_TRUE(step(turn.starts_with("rm") ? 0 : 1)) << cds_.last_error();
+      for (std::size_t i = 1; i < parts.size(); ++i) {
+        const std::string leaf = parts[i].substr(0, parts[i].find('='));
+        EXPECT_EQ(leaf == parts[i] ? newest() : leaf + "=" + text(leaf), parts[i]) << what << turn;
+      }
     }
   }
 }
@@ -288,47 +291,25 @@ TEST_F(Alarms, DoNotWaitForAFlashThatIsFullAndHaveNoNumberTwice) {
   EXPECT_TRUE(std::is_sorted(given.begin(), given.end(), std::less_equal<>()));
 }
 
-TEST_F(Alarms, OfValuesThatAreNotGoodAreNeitherRaisedNorCleared) {
-  act("V 251");
-  step();
-  act(":.Quality 64");
-  act("V 1");
-  act("Group/T 9");
-  EXPECT_TRUE(step());
-  EXPECT_EQ(newest(), "1: 1 true 1");
-  act("ack 1");
-  EXPECT_TRUE(step());
-  EXPECT_EQ(newest(), "1: 3 true 2") << "that is no value";
-  act(":.Quality 216");
-  EXPECT_TRUE(step());
-  EXPECT_EQ(newest() + text("/Alarms/1/AlarmLevel"), "2: 1 true 15");
-}
-
-// A turn writes the announcement of a record that began so many seconds ago, and T; then the URL of
-// the newest event.
+// A turn announces a record with a URL, so many seconds old and with these points, and acts; then
+// the newest event has this URL.
 TEST_F(Alarms, NameTheRecordThatWasAnnouncedOfTheirFall) {
   act("Group/T:.AlarmDelay 3");
-  struct Turn {
-    const char* url;
-    int age;
-    std::vector<std::string> points;
-    const char* action;
-    const char* expected;
-  };
-  const Turn turns[] = {{"/old", 60, {}, "Group/T 9", ""},
-                        {"", 0, {}, "Group/T 9", ""},
-                        {"", 0, {}, "Group/T 9", ""},
-                        {"", 0, {}, "Group/T 9", ""},
-                        {"", 0, {}, "Group/T 20", ""},
-                        {"/other", 0, {"V"}, "Group/T 9", ""},
-                        {"/a", 1, {"V", "Group/T"}, "V 1", ""},
-                        {"/b", 0, {}, "V 1", ""},
-                        {"", 0, {}, "V 1", "/a"},
-                        {"", 0, {}, "Group/T 20", "/a"},
-                        {"/c", 0, {}, "Group/T 9", "/a"},
-                        {"", 0, {}, "V 251", ""}};
+  const std::tuple<std::string, int, Texts, const char*, const char*> turns[] = {
+      {"/old", 60, {}, "Group/T 9", ""},
+      {"", 0, {}, "Group/T 9", ""},
+      {"", 0, {}, "Group/T 9", ""},
+      {"", 0, {}, "Group/T 9", ""},
+      {"", 0, {}, "Group/T 20", ""},
+      {"/other", 0, {"V"}, "Group/T 9", ""},
+      {"/a", 1, {"V", "Group/T"}, "V 1", ""},
+      {"/b", 0, {}, "V 1", ""},
+      {"", 0, {}, "V 1", "/a"},
+      {"", 0, {}, "Group/T 20", "/a"},
+      {"/c", 0, {}, "Group/T 9", "/a"},
+      {"", 0, {}, "V 251", ""}};
   for (const auto& [url, age, points, action, expected] : turns) {
-    if (*url != '\0') {
+    if (!url.empty()) {
       toolkit::CLeafBatch batch(now_);
       announceRecord(batch, "/Dev", {url, {now_.tv_sec + 1 - age, 0}, points});
       EXPECT_EQ(batch.write(cds_, "a source"), API_SUCCESS);
@@ -336,7 +317,7 @@ TEST_F(Alarms, NameTheRecordThatWasAnnouncedOfTheirFall) {
     act(action);
     EXPECT_TRUE(step());
     const auto told = events();
-    const auto named = told.empty() ? std::vector<std::string>() : told.back().event.waveforms;
+    const Texts named = told.empty() ? Texts() : told.back().event.waveforms;
     EXPECT_EQ(named.empty() ? "" : named[0], expected) << url << action;
   }
 }

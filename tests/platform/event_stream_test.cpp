@@ -87,20 +87,12 @@ TEST_F(Events, StreamsHoldAThousand) {
 TEST_F(Events, ChangesPushOutNoOtherEventsAndTheMissingAreCounted) {
   using namespace toolkit;
   using Missed = std::tuple<std::uint64_t, std::uint64_t, std::uint64_t>;  // all, events, changes
-  struct Look {
-    std::uint64_t after;
-    Missed missed;
-    std::uint64_t first;
-    std::size_t count;
-  };
-  struct Case {
-    std::vector<std::pair<std::size_t, std::int32_t>> sent;  // so many of a type
-    std::vector<Look> looks;
-  };
+  using Look = std::tuple<std::uint64_t, Missed, std::uint64_t, std::size_t>;  // first, count
+  using Sent = std::vector<std::pair<std::size_t, std::int32_t>>;              // so many of a type
   constexpr auto alarm = EVENT_ALARM;
   constexpr auto delta = EVENT_DELTA;
   constexpr auto plain = EVENT_PLAIN;
-  const Case kCases[] = {
+  const std::pair<Sent, std::vector<Look>> kCases[] = {
       {{{2, alarm}, {1, plain}, {900, delta}, {1100, EVENT_QUALITY}},
        {{0, {1000, 0, 1000}, 1, 1003}}},
       {{{1, alarm}, {2000, delta}},

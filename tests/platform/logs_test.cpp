@@ -6,7 +6,6 @@
 #include <fstream>
 
 #include "store_fixture.h"
-#include "toolkit/log.h"
 #include "toolkit/trend.h"
 
 namespace {
@@ -104,11 +103,10 @@ TEST_F(Logs, TheOldestGoWhenALogIsFullAndTheMarkStays) {
   CLog reader;
   ASSERT_EQ(openReader(reader), 0);
   const CLog::Marks marks[] = {{}, {{{7, {5, 250000}}, {9, {6, 0}}}}, {{{}, {12, {8, 0}}}}};
-  std::vector<CEvent> events;
   for (std::uint64_t i = 1; i <= 25; ++i) {
     ASSERT_EQ(log.append({eventAt(static_cast<int>(i), i)}, marks[i < 3 ? i : 0]), 0);
   }
-  ASSERT_EQ(reader.retrieve(events, "", nullptr, nullptr, 100, false, false, 0), 0);
+  const auto events = eventsOf(reader);
   ASSERT_EQ(events.size(), 10U);
   EXPECT_EQ(events.front().id, 16U);
   CLog::Marks found;
@@ -132,8 +130,7 @@ TEST_F(Logs, TheOldestGoWhenALogHasTooManyBytes) {
       ++event.id;
       ASSERT_EQ(log.append({event}), 0);
     }
-    std::vector<CEvent> events;
-    ASSERT_EQ(log.retrieve(events, "", nullptr, nullptr, CLog::kNoMaximum, false, false, 0), 0);
+    const auto events = eventsOf(log);
     ASSERT_FALSE(events.empty());
     EXPECT_EQ(events.back(), event);
     EXPECT_EQ(events.front().id, event.id - events.size() + 1) << "none between is missing";
@@ -193,11 +190,7 @@ TEST_F(Logs, AnotherUserOfTheGroupGoesOn) {
   for (const uid_t user : {64101U, 64102U, 64101U}) {
     EXPECT_EQ(appendAs(user, user), 0) << user;
   }
-  CLog log;
-  std::vector<CEvent> events;
-  ASSERT_EQ(openReader(log), 0);
-  EXPECT_EQ(log.retrieve(events, "", nullptr, nullptr, 9999, false, false, 0), 0);
-  EXPECT_EQ(events.size(), 1500U);
+  EXPECT_EQ(eventsOf(file()).size(), 1500U);
 }
 
 TEST_F(Logs, OneOfVersion1IsReadAndTakesWaveformsFromTheFirstAppendOn) {
@@ -210,8 +203,7 @@ TEST_F(Logs, OneOfVersion1IsReadAndTakesWaveformsFromTheFirstAppendOn) {
   CEvent named = eventAt(2, 2);
   named.waveforms = {"http://a/1", "http://a/2"};
   ASSERT_EQ(openWriter(log) + log.append({named}) + log.append({named}), 0) << log.last_error();
-  std::vector<CEvent> events;
-  ASSERT_EQ(reader.retrieve(events, "", nullptr, nullptr, 501, false, false, 0), 0);
+  const auto events = eventsOf(reader);
   EXPECT_TRUE(events.at(499).waveforms.empty());
   EXPECT_EQ(events.at(500).waveforms, named.waveforms);
 }

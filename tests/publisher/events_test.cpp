@@ -1,11 +1,9 @@
 // Events on their way to the subscribers, and the shape of the messages.
-#include <csignal>
 #include <fstream>
 
 #include "message.h"
 #include "publisher_fixture.h"
 #include "subscription.h"
-#include "toolkit/admin.h"
 #include "toolkit/time.h"
 
 namespace {

@@ -74,13 +74,6 @@ class SimCommands : public Sandbox {
   std::int64_t time_ = 1700000000 * kSecond;
 };
 
-struct Case {
-  std::string inner;
-  std::vector<const char*> words;  // of the result
-  std::string leaf;
-  const char* value;
-};
-
 TEST_F(SimCommands, DoWhatTheySay) {
   const std::string deep(60000, '<');
   const auto number = [](const std::string& name, const std::string& param, const char* value) {
@@ -89,7 +82,8 @@ TEST_F(SimCommands, DoWhatTheySay) {
     return inner.replace(inner.find("</cmdBasic>"), 11,
                          std::string("<iValue>") + value + "</iValue>");
   };
-  const Case cases[] = {
+  // A command, words of its result, and a leaf with its value then.
+  const std::tuple<std::string, std::vector<const char*>, std::string, const char*> cases[] = {
       {basic("Relay", "Close"), {"cmdSuccess<", "already"}, "Breaker", "1"},
       {basic("Relay", "Open"), {"cmdSuccess<", ">Relay opened<"}, "Breaker", "0"},
       {basic("Harmonics", "CurrentA"), {"<frequency>250</frequency><magnitude>0<"}, "Breaker", "0"},

@@ -6,7 +6,6 @@
 #include <fstream>
 
 #include "store_fixture.h"
-#include "toolkit/log.h"
 #include "toolkit/trend.h"
 
 class Sandbox : public ClientTest {
@@ -51,13 +50,8 @@ class Sandbox : public ClientTest {
     return devctl({"store", "import", FEEDER_MODEL}).status == 0 && cds_.init() == 0;
   }
   std::vector<toolkit::CEvent> eventsOf(const std::string& name) const {
-    toolkit::CLog log;
-    std::vector<toolkit::CEvent> events;
-    EXPECT_EQ(log.openToRead(file(name)), 0) << log.last_error();
-    EXPECT_EQ(log.retrieve(events, "", nullptr, nullptr, log.kNoMaximum, false, false, 0), 0);
-    return events;
+    return ::eventsOf(folder() / name);
   }
-
   // Of all parameters, as far as there are 9999.
   toolkit::trend::CDeviceData snapshots(
       const std::string& name, const std::string& device,
