@@ -109,10 +109,8 @@ TEST_F(Events, ChangesPushOutNoOtherEventsAndTheMissingAreCounted) {
       {{{2000, delta}, {2000, alarm}}, {{0, {2000, 1000, 1000}, 1001, 2000}}},
   };
   for (const auto& [sent, looks] : kCases) {
-    for (const char* half : {"TOOLKIT_RUN", "TOOLKIT_STATE"}) {
-      std::filesystem::remove_all(std::getenv(half));
-    }
     cds_.close();
+    std::filesystem::remove_all(folder() / "run");
     import({});
     for (const auto& [count, type] : sent) {
       send(std::vector(count, event(type, 1)));

@@ -87,10 +87,9 @@ TEST_F(Devsim, FollowsItsSetpointsWithinTheirRange) {
 }
 
 TEST_F(Devsim, MovesUntilItIsToldToStop) {
-  const auto stamp = [this] { return CElement(read("VoltageA").time()).to_string(); };
-  const std::string before = stamp();
+  const CElement before = read("VoltageA");
   const pid_t pid = startProcess(folder(), DEVSIM, {});
-  EXPECT_TRUE(await([&] { return stamp() != before; }));
+  EXPECT_TRUE(await([&] { return read("VoltageA").time().tv_sec != before.time().tv_sec; }));
   const auto watched = watchdogs();
   kill(pid, SIGTERM);
   EXPECT_EQ(waitForProcess(pid, folder()).status, 0);
@@ -110,10 +109,8 @@ TEST_F(Devsim, MakesHistoryAndEnds) {
   ASSERT_EQ(run(DEVSIM, {"--history=1", "--logs", folder()}).status, 0);
   EXPECT_TRUE(
       contains(expectSuccess({"trends", "list", file("interval-trends.db")}), "/Feeder1/Branch1"));
-  for (const std::vector<std::string>& bad :
-       {std::vector<std::string>{"--history=1"}, {"--logs", folder()}}) {
-    EXPECT_EQ(run(DEVSIM, bad).status, 1) << "one needs the other";
-  }
+  EXPECT_EQ(run(DEVSIM, {"--history=1"}).status, 1) << "one needs the other";
+  EXPECT_EQ(run(DEVSIM, {"--logs", folder()}).status, 1) << "one needs the other";
   write("interval-trends.db", "mine");
   EXPECT_EQ(run(DEVSIM, {"--history=1", "--logs", folder()}).status, 1);
   EXPECT_EQ(contentsOf(file("interval-trends.db")), "mine");

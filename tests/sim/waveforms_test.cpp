@@ -163,10 +163,8 @@ TEST_F(Waveforms, LeaveNothingHalfAndOthersFilesAlone) {
   for (const std::string& name : left) {
     write(name, "");
   }
-  for (const char* name :
-       {"sag-20250101T000000.000Z-X.dat", ".sag-20250101T000000.000Z-X.cfg.part"}) {
-    write(std::string("w/") + name, "");
-  }
+  write(old + "X.dat", "");
+  write("w/.sag-20250101T000000.000Z-X.cfg.part", "");
   toolkit::CWaveformFolder folder(file("w"), 2);
   EXPECT_TRUE(folder.open()) << folder.lastError();
   EXPECT_EQ(files(), left);
