@@ -1,8 +1,6 @@
 // The alarms' way through the store, on the test's own clock.
 #include "alarms/alarm_engine.h"
 
-#include <fstream>
-#include <functional>
 #include <set>
 
 #include "model_file.h"

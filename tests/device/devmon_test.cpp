@@ -1,5 +1,4 @@
 // A device as real processes: devmon with the simulated meter as its source.
-#include <csignal>
 #include <map>
 #include <set>
 

@@ -3,7 +3,6 @@
 
 #include <map>
 #include <optional>
-#include <sstream>
 
 #include "logs/deltas.h"
 #include "logs/recorder.h"

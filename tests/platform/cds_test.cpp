@@ -1,10 +1,11 @@
-// The client on a sound store: reads, writes, nodes, persistence, devices, watchdog.
+// The client on a sound store: reads, writes, nodes, persistence, devices, watchdog; and imports.
 #include "store_fixture.h"
 #include "toolkit/utils.h"
 
 using toolkit::CCds;
 using toolkit::CCds_Utils;
 using toolkit::CElement;
+using namespace toolkit::admin;
 
 namespace {
 
@@ -91,7 +92,7 @@ TEST_F(Cds, RemovingANodeLeavesSiblingsOfThePrefix) {
   EXPECT_EQ(text("/Dev10"), "10");
   EXPECT_EQ(text("/:Children"), "Dev1 b;Dev10;Software");
   EXPECT_EQ(devices(), Texts());
-  ASSERT_EQ(toolkit::admin::boot(), "");
+  ASSERT_EQ(boot(), "");
   EXPECT_EQ(text("/Dev1/Va"), "status 2") << "gone from the persistent half too";
 }
 
@@ -103,7 +104,7 @@ TEST_F(Cds, TheDeviceIndexFollowsEveryWrite) {
   EXPECT_EQ(devices(), (Texts{"/", "/Dev1/Sub", "/Dev10"}));
   EXPECT_EQ(clear("/Dev1/Sub:NodeType"), API_SUCCESS);
   EXPECT_EQ(devices(), (Texts{"/", "/Dev10"}));
-  ASSERT_EQ(toolkit::admin::boot(), "");
+  ASSERT_EQ(boot(), "");
   EXPECT_EQ(devices(), (Texts{"/Dev1", "/Dev10"}));
 }
 
@@ -119,7 +120,7 @@ TEST_F(Cds, OnlyPersistentWritesSurviveARestart) {
   EXPECT_EQ(clear("/Dev1/Va:Units"), API_SUCCESS);
   EXPECT_EQ(clear("/Dev1/Va:Units"), API_NOT_FOUND);
   EXPECT_EQ(clear("/Dev1:Children"), API_BAD_PATH);
-  ASSERT_EQ(toolkit::admin::boot(), "");
+  ASSERT_EQ(boot(), "");
   EXPECT_EQ(text("/Dev1/Va"), "230.5");
   EXPECT_EQ(text("/Dev10"), "other type");
   EXPECT_EQ(text("/Mixed:Children"), "A");
@@ -168,6 +169,57 @@ TEST_F(Cds, QualityOfTheNearestDevice) {
     CCds_Utils(cds_).CheckDeviceQuality(node, &quality);
     EXPECT_EQ(quality.to_int(), expected) << node;
   }
+}
+
+using Import = ClientTest;
+
+TEST_F(Import, TakesAllOrNamesTheFault) {
+  import({leaf("/Kept", "Value", CElement(1))});
+  const std::string longName(600, 'x');
+  const ModelLeaf good = leaf("/New", "Value", CElement(1));
+  const std::tuple<Right, ModelLeaf, const char*> kCases[] = {
+      {{"/", "*", "r"}, leaf("/New/", "Value", {}), "\"/New/:Value\""},
+      {{"/", "*", "r"}, leaf("/New", "Children", {}), "\"/New:Children\""},
+      {{"/", "*", "r"}, leaf("/New", longName, {}), "xxx\" is not a leaf path"},
+      {{"/Units", "*", "r"}, good, "\"/Units\""},
+      {{"/", "", "r"}, good, "user"},
+      {{"/", longName, "r"}, good, "too long"},
+      {{"/", "*", "rq"}, good, "\"rq\""},
+  };
+  for (const auto& [right, odd, named] : kCases) {
+    const std::string error = importModel({{right}, {"/New"}, {good, odd}}, true);
+    EXPECT_TRUE(contains(error, named));
+  }
+  EXPECT_EQ(text("/Kept"), "1");
+  EXPECT_FALSE(cds_.node_exists("/New"));
+}
+
+TEST_F(Import, AddsToWhatIsThereUnlessItReplaces) {
+  import({leaf("/A", "Value", CElement(1)), leaf("/B", "Value", CElement(2))});
+  const Model more = {
+      {}, {}, {{"/B", "Value", CElement(3), ELEMENT_MPL}, leaf("/C", "Value", CElement(4))}};
+  ASSERT_EQ(importModel(more, false), "");
+  EXPECT_EQ(text("/:Children"), "A;B;C");
+  ASSERT_EQ(boot(), "");
+  EXPECT_EQ(text("/B"), "3");
+  ASSERT_EQ(importModel(more, true), "");
+  EXPECT_EQ(text("/:Children"), "B;C");
+}
+
+TEST_F(Import, ReadersSeeTheOldContentUntilTheNewIsComplete) {
+  import(leaves("/N", 500, CElement("old")));
+  ChildProcess importer([] {
+    for (int i = 0; i < 20; ++i) {
+      StoreTest::import(leaves("/N", 500, CElement(i % 2 == 0 ? "new" : "old")));
+    }
+    return 0;
+  });
+  for (int i = 0; i < 3000; ++i) {
+    const Read ends = read(cds_, {"/N0", "/N499"});
+    ASSERT_EQ(ends.statuses, std::vector(2, API_SUCCESS));
+    ASSERT_EQ(ends.elements[0], ends.elements[1]);
+  }
+  EXPECT_EQ(importer.wait(), 0);
 }
 
 }  // namespace

@@ -1,12 +1,9 @@
 // The reader of waveform records, on the files of tests/records/make-records.
 #include "toolkit/comtrade.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <set>
 
 #include "test_program.h"

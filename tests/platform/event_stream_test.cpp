@@ -1,8 +1,6 @@
 // Events handed over between processes, and what the platform keeps for them.
-#include "toolkit/event_stream.h"
 
 #include <algorithm>
-#include <functional>
 
 #include "store/store.h"
 #include "store_fixture.h"

@@ -3,8 +3,6 @@
 #include <grp.h>
 #include <sys/stat.h>
 
-#include <fstream>
-
 #include "store_fixture.h"
 #include "toolkit/trend.h"
 

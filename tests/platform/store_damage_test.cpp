@@ -1,9 +1,7 @@
 // What is told of a store that cannot be used, one case a kind of damage.
 #include <lmdb.h>
-#include <unistd.h>
 
 #include <grp.h>
-#include <fstream>
 
 #include "store/lmdb_handles.h"
 #include "store/transaction.h"

@@ -1,7 +1,4 @@
 // Several processes on one store, and what is left when they are killed.
-#include <csignal>
-#include <fstream>
-#include <thread>
 
 #include "store/store.h"
 #include "store_fixture.h"

@@ -1,8 +1,5 @@
 // A store that has no room: the map's ceiling and a full disk.
 #include <sched.h>
-#include <sys/mount.h>
-
-#include <fstream>
 
 #include "store/environment.h"
 #include "store_fixture.h"

@@ -1,5 +1,4 @@
 // Events on their way to the subscribers, and the shape of the messages.
-#include <fstream>
 
 #include "message.h"
 #include "publisher_fixture.h"

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <csignal>
 
 #include "receiver.h"
 #include "store_fixture.h"

@@ -1,6 +1,5 @@
 // The simulated meter as a process on a store of its own.
 #include <cmath>
-#include <csignal>
 
 #include "sandbox.h"
 

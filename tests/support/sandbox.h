@@ -1,10 +1,6 @@
 // The tools, run as processes on a store of the test's own.
 #pragma once
 
-#include <fcntl.h>
-
-#include <fstream>
-
 #include "store_fixture.h"
 #include "toolkit/trend.h"
 

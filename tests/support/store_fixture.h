@@ -1,16 +1,7 @@
 // A data store of a test's own, in a temporary folder.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <filesystem>
-#include <functional>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "test_program.h"
 #include "toolkit/admin.h"
@@ -36,11 +27,7 @@ class ChildProcess {
   ChildProcess& operator=(const ChildProcess&) = delete;
 
   // Exit status, or 128 + signal.
-  int wait() {
-    int status = 0;
-    waitpid(std::exchange(pid_, -1), &status, 0);
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-  }
+  int wait() { return waitForChild(std::exchange(pid_, -1)); }
   int kill() {
     ::kill(pid_, SIGKILL);
     return wait();
