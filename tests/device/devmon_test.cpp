@@ -1,4 +1,5 @@
 // A device as real processes: devmon with the simulated meter as its source.
+#include <algorithm>
 #include <map>
 #include <set>
 
@@ -37,17 +38,11 @@ class Devmon : public Sandbox {
   void put(const std::string& path, double value) {
     EXPECT_EQ(set(path, value), API_SUCCESS) << path;
   }
-  std::vector<CEvent> notified(toolkit::event_type_t type) {
-    std::vector<CEvent> found;
-    for (const auto& entry : events()) {
-      if (entry.event.type == type) {
-        found.push_back(entry.event);
-      }
-    }
-    return found;
-  }
-  bool awaitSystemEvents(std::size_t count) {
-    return await([&] { return notified(toolkit::EVENT_SYSTEM).size() == count; });
+  bool awaitSystemEvents(int count) {
+    const auto isSystem = [](const auto& entry) {
+      return entry.event.type == toolkit::EVENT_SYSTEM;
+    };
+    return await([&] { return std::ranges::count_if(events(), isSystem) == count; });
   }
   // Alarm events of the log: "number:sequence" of each.
   std::multiset<std::string> entered() const {
@@ -133,9 +128,11 @@ TEST_F(Devmon, KillsInAnyOrderLoseAndDoubleNoEvent) {
   EXPECT_EQ(end(monitor_, SIGTERM), 0);
   std::multiset<std::string> told;
   std::map<std::uint64_t, std::uint32_t> sequences;
-  for (const CEvent& event : notified(toolkit::EVENT_ALARM)) {
-    told.insert(std::to_string(event.id) + ":" + std::to_string(event.sequence));
-    EXPECT_EQ(event.sequence, ++sequences[event.id]);
+  for (const auto& [number, event, ring] : events()) {
+    if (event.type == toolkit::EVENT_ALARM) {
+      told.insert(std::to_string(event.id) + ":" + std::to_string(event.sequence));
+      EXPECT_EQ(event.sequence, ++sequences[event.id]);
+    }
   }
   EXPECT_EQ(entered(), told);
   EXPECT_GE(told.size(), 9U) << "five times up and four down";

@@ -58,8 +58,7 @@ TEST_F(DeviceLogs, EachEventIsEnteredOnceWhateverHappens) {
         std::vector<CEvent> events(action == 'w' ? 990 : 1);
         for (CEvent& event : events) {
           ++now_.tv_usec;
-          event = StoreTest::makeEvent(kinds.at(action).first, "/A/Value", std::to_string(++number),
-                                       now_);
+          event = makeEvent(kinds.at(action).first, "/A/Value", std::to_string(++number), now_);
           event.waveforms = {"http://a", event.message};
           told[kinds.at(action).second] += event.message + " ";
         }

@@ -1,5 +1,4 @@
 // Events handed over between processes, and what the platform keeps for them.
-
 #include <algorithm>
 
 #include "store/store.h"

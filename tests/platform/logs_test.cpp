@@ -15,11 +15,8 @@ namespace trend = toolkit::trend;
 
 CEvent eventAt(std::int64_t seconds, std::uint64_t id, const std::string& path = "/D/A/Value",
                int type = toolkit::EVENT_DELTA) {
-  CEvent event;
-  event.type = type;
-  event.path = path;
+  CEvent event = makeEvent(type, path, "", {seconds, 0});
   event.id = id;
-  event.time = {seconds, 0};
   return event;
 }
 

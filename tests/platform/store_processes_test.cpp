@@ -1,5 +1,4 @@
 // Several processes on one store, and what is left when they are killed.
-
 #include "store/store.h"
 #include "store_fixture.h"
 

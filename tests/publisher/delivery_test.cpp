@@ -1,6 +1,5 @@
 // The publisher as a process, between a store and clients that behave well and badly; and the
 // receiving program.
-
 #include "delivery.h"
 #include "message.h"
 #include "publisher_fixture.h"

@@ -1,5 +1,4 @@
 // What is worth sending, what is kept when a subscriber does not take it, and for how long.
-
 #include <cmath>
 
 #include "publisher_fixture.h"

@@ -59,6 +59,17 @@ inline std::vector<toolkit::CEvent> eventsOf(const std::filesystem::path& file) 
   return eventsOf(log);
 }
 
+inline toolkit::CEvent makeEvent(std::int32_t type, const std::string& path,
+                                 const std::string& message, timeval time, int quality = 192) {
+  toolkit::CEvent event;
+  event.type = type;
+  event.path = path;
+  event.message = message;
+  event.time = time;
+  event.quality = static_cast<std::uint16_t>(quality);
+  return event;
+}
+
 inline void expectSame(const toolkit::admin::Model& a, const toolkit::admin::Model& b) {
   EXPECT_EQ(a.nodes, b.nodes);
   EXPECT_EQ(a.rights, b.rights);
@@ -137,15 +148,6 @@ class StoreTest : public testing::Test {
     api_status_t status = API_NONE;
     cds.remove_node(node, status, "test");
     return status;
-  }
-  static toolkit::CEvent makeEvent(std::int32_t type, const std::string& path,
-                                   const std::string& message, timeval time) {
-    toolkit::CEvent event;
-    event.type = type;
-    event.path = path;
-    event.message = message;
-    event.time = time;
-    return event;
   }
   static std::vector<api_status_t> send(toolkit::CCds& cds,
                                         const std::vector<toolkit::CEvent>& events) {
