@@ -265,13 +265,11 @@ class Trends : public Logs {
         << log_.last_error();
     return data;
   }
-  using Keys = std::vector<std::pair<std::uint32_t, std::int64_t>>;
-  static Keys keys(const trend::CDeviceData& data) {
-    Keys result;
-    for (const auto& snapshot : data.samples) {
-      result.emplace_back(snapshot.period, snapshot.time);
-    }
-    return result;
+  // "period@time " of each snapshot.
+  static std::string keys(const trend::CDeviceData& data) {
+    return joined(data.samples, [](const auto& snapshot) {
+      return std::to_string(snapshot.period) + "@" + std::to_string(snapshot.time);
+    });
   }
 
   trend::CLog log_;
@@ -282,29 +280,28 @@ TEST_F(Trends, AreMergedByTimeOverThePeriods) {
                          entry(1, 360, {3}), entry(2, 600, {4})}),
             0);
   const unsigned all = trend::CLog::kNoMaximum;
-  EXPECT_EQ(keys(get({{2, 0}, {1, 0}, {2, 0}})),
-            (Keys{{1, 60}, {1, 300}, {2, 300}, {1, 360}, {2, 600}}));
-  EXPECT_EQ(keys(get({{1, 0}, {2, 0}}, {-1, -1}, 2, 1, false)), (Keys{{1, 360}, {2, 300}}));
-  EXPECT_EQ(keys(get({{1, 0}, {2, 0}}, {300, 360}, 9, 1)), (Keys{{2, 300}, {1, 360}}));
-  EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, all, 0, true, true)), (Keys{{1, 60}, {1, 360}}));
-  EXPECT_EQ(keys(get({{2, 0}}, {-1, 300})), (Keys{{2, 300}}));
-  EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, 9, all)), Keys{});
-  EXPECT_EQ(keys(get({{3, 0}})), Keys{});
+  EXPECT_EQ(keys(get({{2, 0}, {1, 0}, {2, 0}})), "1@60 1@300 2@300 1@360 2@600 ");
+  EXPECT_EQ(keys(get({{1, 0}, {2, 0}}, {-1, -1}, 2, 1, false)), "1@360 2@300 ");
+  EXPECT_EQ(keys(get({{1, 0}, {2, 0}}, {300, 360}, 9, 1)), "2@300 1@360 ");
+  EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, all, 0, true, true)), "1@60 1@360 ");
+  EXPECT_EQ(keys(get({{2, 0}}, {-1, 300})), "2@300 ");
+  EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, 9, all)), "");
+  EXPECT_EQ(keys(get({{3, 0}})), "");
 }
 
 TEST_F(Trends, AreBoundedAndEnteredWholeOrNotAtAll) {
   for (int i = 1; i <= 9; ++i) {
     ASSERT_EQ(log_.append({entry(2, i, {1.0 * i, 0.5})}), 0);
   }
-  EXPECT_EQ(keys(get({{2, 0}})), (Keys{{2, 7}, {2, 8}, {2, 9}}));
+  EXPECT_EQ(keys(get({{2, 0}})), "2@7 2@8 2@9 ");
   ASSERT_EQ(log_.append({entry(2, 9, {99})}), 0);
-  EXPECT_EQ(keys(get({{2, 0}})), (Keys{{2, 7}, {2, 8}, {2, 9}})) << "one was replaced";
+  EXPECT_EQ(keys(get({{2, 0}})), "2@7 2@8 2@9 ") << "one was replaced";
 
   trend::CEntry stranger = entry(1, 60, {1});
   stranger.device = "/E";
   EXPECT_NE(log_.append({entry(1, 60, {1}), stranger}), 0);
   EXPECT_NE(log_.append({entry(1, 60, {1}), entry(7, 60, {1})}), 0);
-  EXPECT_EQ(keys(get({{1, 0}})), Keys{});
+  EXPECT_EQ(keys(get({{1, 0}})), "");
 
   ASSERT_EQ(log_.set_params({{"/D"}, {param("/D/c"), param("/D/a")}}), 0);
   const trend::CDeviceData data = get({{2, 0}});
