@@ -17,28 +17,17 @@ constexpr const char* kModel = R"({
 
 class Devctl : public Sandbox {
  protected:
-  Devctl() { expectSuccess({"import", write("model.json", kModel)}); }
+  Devctl() { expectSuccess({"store", "import", write("model.json", kModel)}); }
 
-  static std::vector<std::string> store(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "store");
-    return arguments;
-  }
-  std::string expectSuccess(const std::vector<std::string>& arguments) const {
-    return Sandbox::expectSuccess(store(arguments));
-  }
-  void expectFailure(const std::vector<std::string>& arguments,
-                     const std::vector<std::string>& words) const {
-    Sandbox::expectFailure(store(arguments), words);
-  }
   // Expects a leaf of this type and value.
   void expectLeaf(const std::string& path, const std::string& typeAndValue) const {
-    const std::string line = expectSuccess({"get", path});
+    const std::string line = expectSuccess({"store", "get", path});
     EXPECT_TRUE(line.starts_with(path + "\t" + typeAndValue + "\t")) << line;
   }
 };
 
 TEST_F(Devctl, GetPrintsEverythingOfALeaf) {
-  const std::string lines = expectSuccess({"get", "/A/Text", "/A/Level:Units"});
+  const std::string lines = expectSuccess({"store", "get", "/A/Text", "/A/Level:Units"});
   EXPECT_TRUE(
       lines.starts_with("/A/Text\tString\té 漢\t2023-11-14T22:13:20.250000Z\tPersistent\n"
                         "/A/Level:Units\tString\tvolts\t"))
@@ -52,30 +41,31 @@ TEST_F(Devctl, SetKeepsTheTypeTakesLabelsAndPersistsWhatItIsToldTo) {
       {"/A/Flag", "FALSE", "Boolean\tfalse"}, {"/A/Level:Minimum", "3", "Real\t3"},
       {"/A/Switch", "0", "Integer\t0"},       {"/A/Note", "5", "String\t5"}};
   for (const auto& [path, value, expected] : kCases) {
-    expectSuccess({"set", path, value});
+    expectSuccess({"store", "set", path, value});
     expectLeaf(path, expected);
   }
-  expectSuccess({"set", "/A/New", "5", "--type", "Integer64", "--persist"});
-  expectSuccess({"boot"});
+  expectSuccess({"store", "set", "/A/New", "5", "--type", "Integer64", "--persist"});
+  expectSuccess({"store", "boot"});
   expectLeaf("/A/New", "Integer64\t5");
   expectLeaf("/A/Level", "Real\t1.5");
 }
 
 TEST_F(Devctl, ListAndRemove) {
-  EXPECT_EQ(expectSuccess({"ls", "/A"}), "Flag/\nLevel/\nSwitch/\nText/\n:.Quality\n:NodeType\n");
-  expectSuccess({"rm", "/A/Level:Units"});
-  expectSuccess({"rm", "/A/Flag"});
-  EXPECT_EQ(expectSuccess({"ls", "/A"}), "Level/\nSwitch/\nText/\n:.Quality\n:NodeType\n");
+  EXPECT_EQ(expectSuccess({"store", "ls", "/A"}),
+            "Flag/\nLevel/\nSwitch/\nText/\n:.Quality\n:NodeType\n");
+  expectSuccess({"store", "rm", "/A/Level:Units"});
+  expectSuccess({"store", "rm", "/A/Flag"});
+  EXPECT_EQ(expectSuccess({"store", "ls", "/A"}), "Level/\nSwitch/\nText/\n:.Quality\n:NodeType\n");
   expectLeaf("/A/Level", "Real\t1.5");
 }
 
 TEST_F(Devctl, ReplaceEmptiesTheStoreAndAnExportImportsAgainToTheSame) {
-  expectSuccess({"import", "--replace", FEEDER_MODEL});
-  expectFailure({"get", "/A/Level"}, {"/A/Level", "not found"});
-  const std::string first = expectSuccess({"export"});
+  expectSuccess({"store", "import", "--replace", FEEDER_MODEL});
+  expectFailure({"store", "get", "/A/Level"}, {"/A/Level", "not found"});
+  const std::string first = expectSuccess({"store", "export"});
   useStore("other");
-  expectSuccess({"import", write("export.json", first)});
-  EXPECT_EQ(expectSuccess({"export"}), first);
+  expectSuccess({"store", "import", write("export.json", first)});
+  EXPECT_EQ(expectSuccess({"store", "export"}), first);
 }
 
 TEST_F(Devctl, BootMakesNoStoreOfNothing) {
@@ -83,36 +73,36 @@ TEST_F(Devctl, BootMakesNoStoreOfNothing) {
   const std::filesystem::path state = std::getenv("TOOLKIT_STATE");
   const std::vector<std::string> words = {"no data store in the folder " + state.string() + ":",
                                           "'devctl store import'", "'devctl store init'"};
-  expectFailure({"boot"}, words);
+  expectFailure({"store", "boot"}, words);
   EXPECT_FALSE(std::filesystem::exists(folder() / "none"));
   std::filesystem::create_directories(state);
-  expectFailure({"boot"}, words);
+  expectFailure({"store", "boot"}, words);
   std::ofstream(state / "persistent.mdb").close();
-  expectFailure({"boot"}, words);
+  expectFailure({"store", "boot"}, words);
   EXPECT_EQ(std::filesystem::file_size(state / "persistent.mdb"), 0U);
-  expectSuccess({"init"});
-  expectSuccess({"boot"});
-  EXPECT_FALSE(contains(expectSuccess({"ls", "/"}), "A/"));
+  expectSuccess({"store", "init"});
+  expectSuccess({"store", "boot"});
+  EXPECT_FALSE(contains(expectSuccess({"store", "ls", "/"}), "A/"));
   useStore("imported");
-  expectSuccess({"import", FEEDER_MODEL});
-  const std::string before = expectSuccess({"export"});
-  expectSuccess({"init"});
-  expectSuccess({"boot"});
-  EXPECT_EQ(expectSuccess({"export"}), before);
+  expectSuccess({"store", "import", FEEDER_MODEL});
+  const std::string before = expectSuccess({"store", "export"});
+  expectSuccess({"store", "init"});
+  expectSuccess({"store", "boot"});
+  EXPECT_EQ(expectSuccess({"store", "export"}), before);
 }
 
 TEST_F(Devctl, FailuresNameWhatIsWrongAndChangeNothing) {
   const std::string faulty = write("faulty.json", R"({"nodes": {"/C": {}, "/D/": {}}})");
-  expectFailure({"import", "--replace", faulty}, {faulty, "\"/D/\""});
-  expectFailure({"import", folder()}, {folder()});
-  expectFailure({"get", "/A/Level", "/A//B"}, {"/A//B"});
-  expectFailure({"ls", "/Missing"}, {"/Missing"});
-  expectFailure({"set", "/A/Level", "high"}, {"/A/Level", "\"high\"", "Real"});
-  expectFailure({"set", "/A/Switch", "Half"}, {"/A/Switch", "\"Half\""});
-  expectFailure({"set", "/A/Level", "1", "--type", "Reel"}, {"/A/Level", "\"Reel\""});
-  expectFailure({"set", "/A/Level:.Time", "1"}, {"/A/Level:.Time"});
-  expectFailure({"rm", "/"}, {"/", "removed"});
-  expectFailure({"frobnicate"}, {"frobnicate"});
+  expectFailure({"store", "import", "--replace", faulty}, {faulty, "\"/D/\""});
+  expectFailure({"store", "import", folder()}, {folder()});
+  expectFailure({"store", "get", "/A/Level", "/A//B"}, {"/A//B"});
+  expectFailure({"store", "ls", "/Missing"}, {"/Missing"});
+  expectFailure({"store", "set", "/A/Level", "high"}, {"/A/Level", "\"high\"", "Real"});
+  expectFailure({"store", "set", "/A/Switch", "Half"}, {"/A/Switch", "\"Half\""});
+  expectFailure({"store", "set", "/A/Level", "1", "--type", "Reel"}, {"/A/Level", "\"Reel\""});
+  expectFailure({"store", "set", "/A/Level:.Time", "1"}, {"/A/Level:.Time"});
+  expectFailure({"store", "rm", "/"}, {"/", "removed"});
+  expectFailure({"store", "frobnicate"}, {"frobnicate"});
   expectLeaf("/A/Level", "Real\t1.5");
 }
 
@@ -120,10 +110,10 @@ TEST_F(Devctl, StatusFailsWhenSomebodyIsOverdue) {
   api_status_t status = API_NONE;
   toolkit::CCds cds;
   cds.watchdog_register(status, "sleeper", 90, 0);
-  EXPECT_TRUE(contains(Sandbox::expectSuccess({"status"}), "sleeper"));
+  EXPECT_TRUE(contains(expectSuccess({"status"}), "sleeper"));
   cds.watchdog_register(status, "sleeper", -1, 0);
-  expectSuccess({"boot"});
-  Sandbox::expectFailure({"status"}, {"sleeper is overdue"});
+  expectSuccess({"store", "boot"});
+  expectFailure({"status"}, {"sleeper is overdue"});
 }
 
 }  // namespace

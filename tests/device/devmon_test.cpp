@@ -1,22 +1,18 @@
 // A device as real processes: devmon with the simulated meter as its source.
-#include <csignal>
+#include <algorithm>
 #include <map>
 #include <set>
 
 #include "sandbox.h"
-#include "toolkit/event_stream.h"
-#include "toolkit/trend.h"
 
 namespace {
 
-using toolkit::CElement;
 using toolkit::CEvent;
 
 class Devmon : public Sandbox {
  protected:
   Devmon() {
-    EXPECT_EQ(devctl({"store", "import", FEEDER_MODEL}).status, 0);
-    EXPECT_EQ(cds_.init(), 0);
+    EXPECT_TRUE(importFeeder());
     for (const char* phase : {"A", "B", "C"}) {
       put(std::string("/Feeder1/Voltage") + phase + ":.AlarmDelay", 0.05);
     }
@@ -40,22 +36,13 @@ class Devmon : public Sandbox {
     return waitForProcess(std::exchange(pid, 0), folder()).status;
   }
   void put(const std::string& path, double value) {
-    EXPECT_EQ(set(cds_, path, CElement(value)), API_SUCCESS) << path;
+    EXPECT_EQ(set(path, value), API_SUCCESS) << path;
   }
-  std::string read(const std::string& path) { return text(cds_, path); }
-  std::vector<CEvent> notified(toolkit::event_type_t type) {
-    std::vector<toolkit::CEventStream::Entry> entries;
-    toolkit::CEventStream(cds_, toolkit::CEventStream::kEvents).read(0, entries);
-    std::vector<CEvent> events;
-    for (const auto& entry : entries) {
-      if (entry.event.type == type) {
-        events.push_back(entry.event);
-      }
-    }
-    return events;
-  }
-  bool awaitSystemEvents(std::size_t count) {
-    return await([&] { return notified(toolkit::EVENT_SYSTEM).size() == count; });
+  bool awaitSystemEvents(int count) {
+    const auto isSystem = [](const auto& entry) {
+      return entry.event.type == toolkit::EVENT_SYSTEM;
+    };
+    return await([&] { return std::ranges::count_if(events(), isSystem) == count; });
   }
   // Alarm events of the log: "number:sequence" of each.
   std::multiset<std::string> entered() const {
@@ -68,19 +55,16 @@ class Devmon : public Sandbox {
     return events;
   }
 
-  toolkit::CCds cds_;
   pid_t monitor_ = 0;
   pid_t meter_ = 0;
 };
 
 TEST_F(Devmon, KeepsFourFilesAndLeavesOthersAlone) {
-  ASSERT_EQ(devctl({"store", "set", "/Feeder1/VoltageA:.AlarmHighLimit", "100"}).status, 0);
+  put("/Feeder1/VoltageA:.AlarmHighLimit", 100);
   startMonitor();
   startMeter();
-  EXPECT_TRUE(await([&] { return read("/Alarms/AlarmCount") == "1"; }));
-  std::vector<toolkit::admin::Watchdog> watched;
-  EXPECT_EQ(toolkit::admin::watchdogs(watched), "");
-  EXPECT_EQ(watched.size(), 2U);
+  EXPECT_TRUE(await([&] { return text("/Alarms/AlarmCount") == "1"; }));
+  EXPECT_EQ(watchdogs().size(), 2U);
   EXPECT_EQ(end(meter_, SIGTERM), 0);
   EXPECT_EQ(end(monitor_, SIGTERM), 0);
   EXPECT_EQ(contentsOf(folder() / "err"), "");
@@ -104,16 +88,13 @@ TEST_F(Devmon, KeepsFourFilesAndLeavesOthersAlone) {
 
 TEST_F(Devmon, RaisesAlarmsWhileItsLogsHaveNoRoom) {
   const SmallDisk disk(folder() / "logs");
-  if (!disk.isMounted()) {
-    GTEST_SKIP() << "cannot mount a tmpfs";
-  }
+  SKIP_UNLESS(disk.isMounted());
   const std::string filler = write("logs/filler", std::string(2 << 20, 'x'));
   startMonitor("logs");
-  EXPECT_TRUE(await(
-      [&] { return contentsOf(folder() / "err").find("logs/deadband.db") != std::string::npos; }));
+  EXPECT_TRUE(await([&] { return bool{contains(contentsOf(file("err")), "logs/deadband.db")}; }));
   startMeter();
   put("/Feeder1/NominalVoltage", 260);
-  EXPECT_TRUE(await([&] { return read("/Alarms/AlarmCount") == "3"; }));
+  EXPECT_TRUE(await([&] { return text("/Alarms/AlarmCount") == "3"; }));
   std::filesystem::remove(filler);
   EXPECT_TRUE(await([&] { return std::filesystem::exists(file("logs/interval-trends.db")); }));
   EXPECT_EQ(end(monitor_, SIGTERM), 0);
@@ -128,7 +109,7 @@ TEST_F(Devmon, KillsInAnyOrderLoseAndDoubleNoEvent) {
     put("/Feeder1/NominalVoltage", round % 2 == 0 ? 260 : 230);
     const std::string wanted = round % 2 == 0 ? "true" : "false";
     const bool isEarly = round % 3 == 0;
-    EXPECT_TRUE(isEarly || await([&] { return read("/Feeder1/VoltageA:InAlarm") == wanted; }));
+    EXPECT_TRUE(isEarly || await([&] { return text("/Feeder1/VoltageA:InAlarm") == wanted; }));
     if (round % 4 != 1) {
       EXPECT_EQ(end(monitor_, SIGKILL), 128 + SIGKILL);
     }
@@ -139,17 +120,19 @@ TEST_F(Devmon, KillsInAnyOrderLoseAndDoubleNoEvent) {
     if (monitor_ == 0) {
       startMonitor();
     }
-    EXPECT_TRUE(await([&] { return read("/Feeder1/VoltageA:InAlarm") == wanted; })) << round;
+    EXPECT_TRUE(await([&] { return text("/Feeder1/VoltageA:InAlarm") == wanted; })) << round;
   }
   put("/Feeder1/NominalVoltage", 260);
-  EXPECT_TRUE(await([&] { return read("/Feeder1/VoltageA:InAlarm") == "true"; }));
+  EXPECT_TRUE(await([&] { return text("/Feeder1/VoltageA:InAlarm") == "true"; }));
   EXPECT_EQ(end(meter_, SIGTERM), 0);
   EXPECT_EQ(end(monitor_, SIGTERM), 0);
   std::multiset<std::string> told;
   std::map<std::uint64_t, std::uint32_t> sequences;
-  for (const CEvent& event : notified(toolkit::EVENT_ALARM)) {
-    told.insert(std::to_string(event.id) + ":" + std::to_string(event.sequence));
-    EXPECT_EQ(event.sequence, ++sequences[event.id]);
+  for (const auto& [number, event, ring] : events()) {
+    if (event.type == toolkit::EVENT_ALARM) {
+      told.insert(std::to_string(event.id) + ":" + std::to_string(event.sequence));
+      EXPECT_EQ(event.sequence, ++sequences[event.id]);
+    }
   }
   EXPECT_EQ(entered(), told);
   EXPECT_GE(told.size(), 9U) << "five times up and four down";
@@ -160,7 +143,7 @@ TEST_F(Devmon, AlarmsThatStandGoOn) {
   startMonitor();
   startMeter();
   put("/Feeder1/NominalVoltage", 260);
-  EXPECT_TRUE(await([&] { return read("/Alarms/AlarmCount") == "3"; }));
+  EXPECT_TRUE(await([&] { return text("/Alarms/AlarmCount") == "3"; }));
   end(monitor_, SIGKILL);
   end(meter_, SIGKILL);
   const std::string before = expectSuccess({"store", "export", "/Alarms"});
@@ -178,18 +161,15 @@ TEST_F(Devmon, SeesThatItsSourceIsGone) {
   startMonitor();
   EXPECT_TRUE(awaitSystemEvents(2));
   end(meter_, SIGKILL);
-  EXPECT_TRUE(await([&] { return read("/Feeder1/.Quality") == "0"; }));
-  EXPECT_EQ(read("/Feeder1/Branch1/.Quality"), "192");
+  EXPECT_TRUE(await([&] { return text("/Feeder1/.Quality") == "0"; }));
+  EXPECT_EQ(text("/Feeder1/Branch1/.Quality"), "192");
   end(monitor_, SIGKILL);
   startMonitor();
   startMeter();
-  EXPECT_TRUE(await([&] { return read("/Feeder1/.Quality") == "192"; }));
+  EXPECT_TRUE(await([&] { return text("/Feeder1/.Quality") == "192"; }));
   EXPECT_EQ(end(monitor_, SIGTERM), 0);
-  std::string told;
-  for (const CEvent& event : eventsOf("alarms.db")) {
-    told += event.path + std::to_string(event.quality) + " ";
-  }
-  EXPECT_EQ(told, "/Feeder1/.Quality0 /Feeder1/.Quality192 ");
+  const auto told = [](const CEvent& event) { return event.path + std::to_string(event.quality); };
+  EXPECT_EQ(joined(eventsOf("alarms.db"), told), "/Feeder1/.Quality0 /Feeder1/.Quality192 ");
 }
 
 }  // namespace

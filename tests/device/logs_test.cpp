@@ -3,7 +3,6 @@
 
 #include <map>
 #include <optional>
-#include <sstream>
 
 #include "logs/deltas.h"
 #include "logs/recorder.h"
@@ -35,13 +34,9 @@ TEST_F(DeviceLogs, EachEventIsEnteredOnceWhateverHappens) {
         "sa.brds.", "dddd.brda.r.", "ldas.a.u.", "sa.ld.a.u.b.", "a.w.w.w.s.ra", "sa.ldua.w.w.w.s.",
         "lw.a.w.u.", "a.w.qw.rs.w.r.", "la.w.w.u.r.", "aq.w.w.r.a.ws.w.b.", "qqa.bw.w.rq."}) {
     useStore(course);
-    import({leaf("/A", "Value", CElement(1.0))});
-    for (const char* log : {"deadband.db", "alarms.db", "system.db"}) {
-      std::filesystem::remove(file(log));
-    }
-    toolkit::CCds cds;
+    import({});
     std::optional<device::Recorder> recorder;
-    ASSERT_TRUE(recorder.emplace(cds).open(folder()));
+    ASSERT_TRUE(recorder.emplace(cds_).open(folder() / course));
     std::optional<SQLite::Database> holder;
     std::map<std::string, std::string> told;
     int number = 0;
@@ -50,97 +45,72 @@ TEST_F(DeviceLogs, EachEventIsEnteredOnceWhateverHappens) {
         EXPECT_TRUE(recorder->step() || holder) << course << recorder->lastError();
       } else if (action == 'b' || action == 'r') {
         if (action == 'b') {
-          cds.close();
-        }
-        if (action == 'b') {
+          cds_.close();
           std::filesystem::remove_all(std::getenv("TOOLKIT_RUN"));
         }
-        ASSERT_EQ(cds.init(), 0);
-        ASSERT_TRUE(recorder.emplace(cds).open(folder())) << recorder->lastError();
+        ASSERT_EQ(cds_.init(), 0);
+        ASSERT_TRUE(recorder.emplace(cds_).open(folder() / course)) << recorder->lastError();
       } else if (action == 'l') {
-        holder.emplace(file("alarms.db"), SQLite::OPEN_READWRITE).exec("BEGIN IMMEDIATE");
+        holder.emplace(file(course + "/alarms.db"), SQLite::OPEN_READWRITE).exec("BEGIN IMMEDIATE");
       } else if (action == 'u') {
         holder.reset();
       } else {
         std::vector<CEvent> events(action == 'w' ? 990 : 1);
         for (CEvent& event : events) {
-          event.type = kinds.at(action).first;
-          event.path = "/A/Value";
-          event.message = std::to_string(++number) + " ";
-          event.waveforms = {"http://a", event.message};
           ++now_.tv_usec;
-          event.time = now_;
-          told[kinds.at(action).second] += event.message;
+          event = makeEvent(kinds.at(action).first, "/A/Value", std::to_string(++number), now_);
+          event.waveforms = {"http://a", event.message};
+          told[kinds.at(action).second] += event.message + " ";
         }
-        std::vector<api_status_t> statuses;
-        ASSERT_EQ(cds.events_send(events, statuses), 0);
+        ASSERT_EQ(send(events), std::vector(events.size(), API_SUCCESS));
       }
     }
     EXPECT_EQ(recorder->takeMissed(), 0U) << course;
     for (const char* log : {"deadband.db", "alarms.db", "system.db"}) {
-      std::string texts;
-      for (const CEvent& event : eventsOf(log)) {
-        texts += event.waveforms.at(1);
-      }
-      EXPECT_EQ(texts, told[log]) << course << log;
+      const auto text = [](const CEvent& event) { return event.waveforms.at(1); };
+      EXPECT_EQ(joined(eventsOf(course + "/" + log), text), told[log]) << course << log;
     }
   }
 }
 
 TEST_F(DeviceLogs, AFullDiskIsWaitedFor) {
   const SmallDisk disk(folder() / "logs");
-  if (!disk.isMounted()) {
-    GTEST_SKIP() << "cannot mount a tmpfs";
-  }
-  import({leaf("/A", "Value", CElement(1.0))});
-  toolkit::CCds cds;
-  device::Recorder recorder(cds);
+  SKIP_UNLESS(disk.isMounted());
+  import({});
+  device::Recorder recorder(cds_);
   ASSERT_TRUE(recorder.open(folder() / "logs"));
   std::string told;
   int number = 0;
-  const auto send = [&](int count) {
-    for (int i = 0; i < count; ++i) {
-      CEvent event;
-      event.type = toolkit::EVENT_ALARM;
-      event.message = std::to_string(++number);
-      event.note = std::string(2000, 'x');
-      event.time = now_;
-      told += event.message + " ";
-      api_status_t status = API_NONE;
-      ASSERT_EQ(cds.event_send(event, status), 0);
+  const auto tell = [&] {
+    for (int i = 0; i < 20; ++i) {
+      CEvent alarm = makeEvent(toolkit::EVENT_ALARM, "", std::to_string(++number), now_);
+      alarm.note = std::string(2000, 'x');
+      told += alarm.message + " ";
+      ASSERT_EQ(send({alarm}), std::vector{API_SUCCESS});
     }
   };
   for (int round = 0; round < 3; ++round) {
-    send(20);
+    tell();
     EXPECT_TRUE(recorder.step());
     const std::string filler = write("logs/filler", std::string(2 << 20, 'x'));
-    send(20);
-    EXPECT_FALSE(recorder.step());
-    send(20);
-    EXPECT_FALSE(recorder.step());
+    for (int refused = 0; refused < 2; ++refused) {
+      tell();
+      EXPECT_FALSE(recorder.step());
+    }
     std::filesystem::remove(filler);
     EXPECT_TRUE(recorder.step()) << recorder.lastError();
   }
   EXPECT_EQ(recorder.takeMissed(), 0U);
-  std::string entered;
-  for (const CEvent& event : eventsOf("logs/alarms.db")) {
-    entered += event.message + " ";
-  }
-  EXPECT_EQ(entered, told);
+  EXPECT_EQ(joined(eventsOf("logs/alarms.db"), &CEvent::message), told);
 }
 
 TEST_F(DeviceLogs, EventsThatAreGoneBeforeTheyAreEnteredAreCounted) {
-  import({leaf("/A", "Value", CElement(1.0))});
-  toolkit::CCds cds;
+  import({});
   std::optional<device::Recorder> recorder;
-  ASSERT_TRUE(recorder.emplace(cds).open(folder()));
+  ASSERT_TRUE(recorder.emplace(cds_).open(folder()));
   const auto stepAfter = [&](std::size_t count, toolkit::event_type_t type) {
-    CEvent event;
-    event.type = type;
-    event.path = "/A/Value";
-    event.time = now_;
-    std::vector<api_status_t> statuses;
-    EXPECT_EQ(cds.events_send(std::vector(count, event), statuses), 0);
+    EXPECT_EQ(send(std::vector(count, makeEvent(type, "/A/Value", "", now_))),
+              std::vector(count, API_SUCCESS));
     return recorder->step();
   };
   EXPECT_TRUE(stepAfter(1, toolkit::EVENT_ALARM));
@@ -155,7 +125,7 @@ TEST_F(DeviceLogs, EventsThatAreGoneBeforeTheyAreEnteredAreCounted) {
   EXPECT_TRUE(stepAfter(1100, toolkit::EVENT_DELTA));
   EXPECT_EQ(recorder->takeMissed(), 305U) << "5 and 200 alarms, 100 deltas";
   recorder.reset();
-  ASSERT_TRUE(recorder.emplace(cds).open(folder()));
+  ASSERT_TRUE(recorder.emplace(cds_).open(folder()));
   EXPECT_TRUE(stepAfter(1300, toolkit::EVENT_DELTA));
   EXPECT_EQ(recorder->takeMissed(), 300U);
   EXPECT_EQ(eventsOf("alarms.db").size(), 1001U);
@@ -198,8 +168,7 @@ TEST_F(DeviceLogs, DeltasAreToldWhenAValueLeavesItsDeadband) {
       const CElement before = StoreTest::read(*cds, {path}).elements[0];
       if (before.type() != DATA_NONE) {
         value.convert_type(before.type());
-      }
-      if (before.type() == DATA_NONE) {
+      } else {
         now_.tv_sec += 10;
       }
       ASSERT_EQ(set(*cds, path.getNodePath() + ":" + path.getLeafName(), value), API_SUCCESS);
@@ -212,10 +181,8 @@ TEST_F(DeviceLogs, DeltasAreToldWhenAValueLeavesItsDeadband) {
     ++now_.tv_usec;
     EXPECT_EQ(step(), !refuses) << "it does not look before a second has passed";
     ++now_.tv_sec;
-    std::vector<toolkit::CEventStream::Entry> entries;
-    toolkit::CEventStream(*cds, toolkit::CEventStream::kEvents).read(last, entries);
     std::string told;
-    for (const auto& [number, event, ring] : entries) {
+    for (const auto& [number, event, ring] : events(*cds, last)) {
       last = number;
       const std::string quality = event.quality == 192 ? "" : ":" + std::to_string(event.quality);
       told += normalized(event.path).getNodePath() + "=" + event.value.to_string() + quality + " ";
@@ -272,17 +239,14 @@ TEST_F(DeviceLogs, TrendsWaitForAFileThatIsHeldAndFindTheirPlaces) {
     ASSERT_TRUE(file.open(this->file("t")) &&
                 file.setPoints({point("/D/Old", "actual"), point("/D/P", "Min;PowerFactor")}));
   }
-  import({leaf("/D", "NodeType", CElement("Device")), leaf("/D", ".Quality", CElement(192)),
-          leaf("/D/Count", "Value", CElement(7)),
-          leaf("/D/Count", ".TrendTraits", CElement("Actual")),
-          leaf("/D/P", "Value", CElement(0.5)),
-          leaf("/D/P", ".TrendTraits", CElement("Min;Max;Avg;Actual;PowerFactor")),
-          leaf("/D/None", "Value", CElement(1.5)), leaf("/D/Text", "Value", CElement("a"))});
-  toolkit::CCds cds;
-  device::PointList points(cds);
+  import({leaf("/D:NodeType", "Device"), leaf("/D/.Quality", 192), leaf("/D/Count", 7),
+          leaf("/D/Count:.TrendTraits", "Actual"), leaf("/D/P", 0.5),
+          leaf("/D/P:.TrendTraits", "Min;Max;Avg;Actual;PowerFactor"), leaf("/D/None", 1.5),
+          leaf("/D/Text", "a")});
+  device::PointList points(cds_);
   device::TrendRecorder recorder(points, 60);
   ASSERT_TRUE(recorder.open(file("t"))) << recorder.lastError();
-  device::ValueReader values(cds, {&recorder});
+  device::ValueReader values(cds_, {&recorder});
   const auto step = [&](std::int64_t minute) {
     const timeval now = {60 * minute, 0};
     return values.read(now) && recorder.step(values.leaves(), now);
@@ -290,9 +254,9 @@ TEST_F(DeviceLogs, TrendsWaitForAFileThatIsHeldAndFindTheirPlaces) {
   EXPECT_TRUE(step(0) && step(1));
   std::optional<SQLite::Database> holder(std::in_place, file("t"), SQLite::OPEN_READWRITE);
   holder->exec("BEGIN IMMEDIATE");
-  set(cds, "/D/.Quality", CElement(0));
+  set("/D/.Quality", 0);
   EXPECT_FALSE(step(2));
-  set(cds, "/D/.Quality", CElement(192));
+  set("/D/.Quality", 192);
   for (std::int64_t minute = 3; minute <= 1000; ++minute) {
     step(minute);
   }
@@ -308,7 +272,7 @@ TEST_F(DeviceLogs, TrendsWaitForAFileThatIsHeldAndFindTheirPlaces) {
     found << param.path << param.type << param.hasMin << " " << *min << " " << *actual << "|";
   }
   EXPECT_EQ(found.str(), "/D/Old00 nan nan|/D/P11 0.5 0.5|/D/Count00 nan 7|");
-  set(cds, "/D/Text:.TrendTraits", CElement("Max"));
+  set("/D/Text:.TrendTraits", "Max");
   EXPECT_TRUE(step(1002) && step(1003));
   EXPECT_EQ(snapshots("t", "/D", {{1}}).params.params.size(), 4U);
 }

@@ -1,22 +1,17 @@
 // Devices whose source falls silent, on the test's own clock.
 #include "quality/source_watch.h"
 
-#include <memory>
-
 #include "store_fixture.h"
-#include "toolkit/event_stream.h"
 
 using toolkit::CElement;
 
 namespace {
 
-class SourceWatch : public StoreTest {
+class SourceWatch : public ClientTest {
  protected:
   SourceWatch() {
-    import({leaf("/D", "NodeType", CElement("Device")), leaf("/D", ".Quality", CElement(192)),
-            leaf("/D/P", "Value", CElement(1.0)), leaf("/D/P", ".TrendTraits", CElement("Actual")),
-            leaf("/D/Set", "Value", CElement(1.0))});
-    EXPECT_EQ(cds_.init(), 0);
+    import({leaf("/D:NodeType", "Device"), leaf("/D/.Quality", 192), leaf("/D/P", 1.0),
+            leaf("/D/P:.TrendTraits", "Actual"), leaf("/D/Set", 1.0)});
     restart();
   }
   void restart() {
@@ -42,13 +37,11 @@ class SourceWatch : public StoreTest {
       EXPECT_TRUE(watch_->sources.step(watch_->values.leaves(), 0.5, now_));
     }
   }
-  std::string quality() { return text(cds_, "/D/.Quality"); }
+  std::string quality() { return text("/D/.Quality"); }
   // Of all events.
   std::string told() {
-    std::vector<toolkit::CEventStream::Entry> entries;
-    toolkit::CEventStream(cds_, toolkit::CEventStream::kEvents).read(0, entries);
     std::string told;
-    for (const auto& entry : entries) {
+    for (const auto& entry : events()) {
       EXPECT_EQ(std::pair(entry.event.type, entry.event.path),
                 std::pair(std::int32_t{toolkit::EVENT_QUALITY}, std::string("/D/.Quality")));
       told += std::to_string(entry.event.quality) + " ";
@@ -64,7 +57,6 @@ class SourceWatch : public StoreTest {
     device::ValueReader values;
   };
 
-  toolkit::CCds cds_;
   timeval now_ = {1700000000, 0};
   std::unique_ptr<Services> watch_;
 };

@@ -1,7 +1,5 @@
 // Every text of the delivered models, of the device and of the simulation that a client may see in
 // his language has a translation.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <set>

@@ -1,30 +1,29 @@
-// The client on a sound store: reads, writes, nodes, persistence, devices, watchdog.
+// The client on a sound store: reads, writes, nodes, persistence, devices, watchdog; and imports.
 #include "store_fixture.h"
-#include "toolkit/event_stream.h"
 #include "toolkit/utils.h"
 
 using toolkit::CCds;
 using toolkit::CCds_Utils;
 using toolkit::CElement;
+using namespace toolkit::admin;
 
 namespace {
 
 using Texts = std::vector<std::string>;
 
-class Cds : public StoreTest {
+class Cds : public ClientTest {
  protected:
   Cds() {
-    import({leaf("/Dev1", "NodeType", CElement("Device")), leaf("/Dev1", ".Quality", CElement(64)),
-            leaf("/Dev1/Va", "Value", CElement(230.5)), leaf("/Dev1/Va", "Units", CElement("V")),
-            leaf("/Dev1/Sub", "NodeType", CElement("Device")),
-            leaf("/Dev10", "Value", CElement(10)),
-            leaf("/Dev1 b/List", "PossibleValues", CElement("a;b;")),
-            leaf("/Software/Data Servers/WS", "Value", CElement(1))});
-    EXPECT_EQ(cds_.init(), 0) << cds_.last_error();
+    import({leaf("/Dev1:NodeType", "Device"), leaf("/Dev1/.Quality", 64), leaf("/Dev1/Va", 230.5),
+            leaf("/Dev1/Va:Units", "V"), leaf("/Dev1/Sub:NodeType", "Device"), leaf("/Dev10", 10),
+            leaf("/Dev1 b/List:PossibleValues", "a;b;"), leaf("/Software/Data Servers/WS", 1)});
   }
 
-  std::string text(const std::string& path) { return StoreTest::text(cds_, path); }
-  api_status_t remove(const std::string& node) { return StoreTest::remove(cds_, node); }
+  api_status_t add(const std::string& node) {
+    api_status_t status = API_NONE;
+    cds_.add_node(node, status, "test");
+    return status;
+  }
   api_status_t clear(const std::string& path) {
     api_status_t status = API_NONE;
     cds_.clear_leaf(path, status, "test");
@@ -36,8 +35,6 @@ class Cds : public StoreTest {
     return paths;
   }
   element_property_t source(const char* path) { return read(cds_, {path}).sources[0]; }
-
-  CCds cds_;
 };
 
 TEST_F(Cds, ReadsEveryKindOfPath) {
@@ -67,21 +64,17 @@ TEST_F(Cds, ABatchOfReadsHasOneEntryAPath) {
   EXPECT_EQ(sources.size(), 4U);
   EXPECT_TRUE(cds_.node_exists("/Dev10"));
   CCds other;
-  ASSERT_EQ(StoreTest::remove(other, "/Dev10"), API_SUCCESS);
+  ASSERT_EQ(remove(other, "/Dev10"), API_SUCCESS);
   EXPECT_FALSE(cds_.node_exists("/Dev10")) << "a batch read before does not hide that it goes";
 }
 
 TEST_F(Cds, NodesAreAddedAndRemovedByExactPaths) {
-  api_status_t status = API_NONE;
   for (const char* bad : {"", "/Dev1/", "/Dev1:Units", "/Dev1/NodeType"}) {
     EXPECT_EQ(remove(bad), API_BAD_PATH) << bad;
-    cds_.add_node(bad, status, "");
-    EXPECT_EQ(status, API_BAD_PATH) << bad;
+    EXPECT_EQ(add(bad), API_BAD_PATH) << bad;
   }
-  for (int i = 0; i < 2; ++i) {
-    cds_.add_node("/A/B", status, "test");
-    EXPECT_EQ(status, API_SUCCESS) << "also when it is there";
-  }
+  EXPECT_EQ(add("/A/B"), API_SUCCESS);
+  EXPECT_EQ(add("/A/B"), API_SUCCESS) << "also when it is there";
   EXPECT_EQ(remove("/A"), API_SUCCESS);
   EXPECT_FALSE(cds_.node_exists("/A/B"));
   EXPECT_EQ(remove("/A"), API_NOT_FOUND);
@@ -99,26 +92,26 @@ TEST_F(Cds, RemovingANodeLeavesSiblingsOfThePrefix) {
   EXPECT_EQ(text("/Dev10"), "10");
   EXPECT_EQ(text("/:Children"), "Dev1 b;Dev10;Software");
   EXPECT_EQ(devices(), Texts());
-  ASSERT_EQ(toolkit::admin::boot(), "");
+  ASSERT_EQ(boot(), "");
   EXPECT_EQ(text("/Dev1/Va"), "status 2") << "gone from the persistent half too";
 }
 
 TEST_F(Cds, TheDeviceIndexFollowsEveryWrite) {
   EXPECT_EQ(devices(), (Texts{"/Dev1", "/Dev1/Sub"}));
-  set(cds_, "/Dev10:NodeType", CElement("Device"), PCD_TRUE);
-  set(cds_, "/:NodeType", CElement("Device"));
-  set(cds_, "/Dev1:NodeType", CElement("Point"));
+  set("/Dev10:NodeType", "Device", PCD_TRUE);
+  set("/:NodeType", "Device");
+  set("/Dev1:NodeType", "Point");
   EXPECT_EQ(devices(), (Texts{"/", "/Dev1/Sub", "/Dev10"}));
   EXPECT_EQ(clear("/Dev1/Sub:NodeType"), API_SUCCESS);
   EXPECT_EQ(devices(), (Texts{"/", "/Dev10"}));
-  ASSERT_EQ(toolkit::admin::boot(), "");
+  ASSERT_EQ(boot(), "");
   EXPECT_EQ(devices(), (Texts{"/Dev1", "/Dev10"}));
 }
 
 TEST_F(Cds, OnlyPersistentWritesSurviveARestart) {
-  set(cds_, "/Dev1/Va", CElement(1.5));
-  set(cds_, "/Dev10", CElement("other type"), PCD_TRUE);
-  set(cds_, "/New", CElement("x"), PCD_UNSET);
+  set("/Dev1/Va", 1.5);
+  set("/Dev10", "other type", PCD_TRUE);
+  set("/New", "x", PCD_UNSET);
   std::vector<api_status_t> statuses;
   cds_.set_leaves({"/Mixed/A/Own", "/Mixed/B"}, {CElement(1), CElement(2)}, {PCD_TRUE, PCD_FALSE},
                   statuses, "test");
@@ -127,7 +120,7 @@ TEST_F(Cds, OnlyPersistentWritesSurviveARestart) {
   EXPECT_EQ(clear("/Dev1/Va:Units"), API_SUCCESS);
   EXPECT_EQ(clear("/Dev1/Va:Units"), API_NOT_FOUND);
   EXPECT_EQ(clear("/Dev1:Children"), API_BAD_PATH);
-  ASSERT_EQ(toolkit::admin::boot(), "");
+  ASSERT_EQ(boot(), "");
   EXPECT_EQ(text("/Dev1/Va"), "230.5");
   EXPECT_EQ(text("/Dev10"), "other type");
   EXPECT_EQ(text("/Mixed:Children"), "A");
@@ -143,13 +136,10 @@ TEST_F(Cds, ReadOnlyClientsWriteNothingButPing) {
   EXPECT_EQ(status, API_BAD_PATH);
   ASSERT_EQ(cds_.watchdog_register(status, "me", 5, 1), 0);
   cds_.setReadOnly();
-  cds_.event_send({}, status);
-  EXPECT_EQ(status, API_READ_ONLY);
-  EXPECT_EQ(set(cds_, "/Dev10", CElement(1)), API_READ_ONLY);
-  EXPECT_EQ(remove("/Dev1"), API_READ_ONLY);
-  EXPECT_EQ(clear("/Dev10"), API_READ_ONLY);
-  cds_.add_node("/A", status, "");
-  EXPECT_EQ(status, API_READ_ONLY);
+  for (const api_status_t refused : {send({toolkit::CEvent{}}).at(0), set("/Dev10", 1),
+                                     remove("/Dev1"), clear("/Dev10"), add("/A")}) {
+    EXPECT_EQ(refused, API_READ_ONLY);
+  }
   EXPECT_EQ(text("/Dev10"), "10");
   EXPECT_EQ(cds_.watchdog_ping(status), 0);
   EXPECT_EQ(status, API_SUCCESS);
@@ -159,7 +149,7 @@ TEST_F(Cds, AClosedClientFailsUntilItIsOpenedAgain) {
   cds_.close();
   EXPECT_TRUE(cds_.is_initialized() && !cds_.is_open());
   EXPECT_EQ(text("/Dev10"), "status 4");
-  EXPECT_EQ(set(cds_, "/Dev10", CElement(1)), API_FAILED);
+  EXPECT_EQ(set("/Dev10", 1), API_FAILED);
   EXPECT_EQ(remove("/Dev1"), API_FAILED);
   EXPECT_FALSE(cds_.node_exists("/Dev1"));
   Texts paths = {"before"};
@@ -179,6 +169,57 @@ TEST_F(Cds, QualityOfTheNearestDevice) {
     CCds_Utils(cds_).CheckDeviceQuality(node, &quality);
     EXPECT_EQ(quality.to_int(), expected) << node;
   }
+}
+
+using Import = ClientTest;
+
+TEST_F(Import, TakesAllOrNamesTheFault) {
+  import({leaf("/Kept", "Value", CElement(1))});
+  const std::string longName(600, 'x');
+  const ModelLeaf good = leaf("/New", "Value", CElement(1));
+  const std::tuple<Right, ModelLeaf, const char*> kCases[] = {
+      {{"/", "*", "r"}, leaf("/New/", "Value", {}), "\"/New/:Value\""},
+      {{"/", "*", "r"}, leaf("/New", "Children", {}), "\"/New:Children\""},
+      {{"/", "*", "r"}, leaf("/New", longName, {}), "xxx\" is not a leaf path"},
+      {{"/Units", "*", "r"}, good, "\"/Units\""},
+      {{"/", "", "r"}, good, "user"},
+      {{"/", longName, "r"}, good, "too long"},
+      {{"/", "*", "rq"}, good, "\"rq\""},
+  };
+  for (const auto& [right, odd, named] : kCases) {
+    const std::string error = importModel({{right}, {"/New"}, {good, odd}}, true);
+    EXPECT_TRUE(contains(error, named));
+  }
+  EXPECT_EQ(text("/Kept"), "1");
+  EXPECT_FALSE(cds_.node_exists("/New"));
+}
+
+TEST_F(Import, AddsToWhatIsThereUnlessItReplaces) {
+  import({leaf("/A", "Value", CElement(1)), leaf("/B", "Value", CElement(2))});
+  const Model more = {
+      {}, {}, {{"/B", "Value", CElement(3), ELEMENT_MPL}, leaf("/C", "Value", CElement(4))}};
+  ASSERT_EQ(importModel(more, false), "");
+  EXPECT_EQ(text("/:Children"), "A;B;C");
+  ASSERT_EQ(boot(), "");
+  EXPECT_EQ(text("/B"), "3");
+  ASSERT_EQ(importModel(more, true), "");
+  EXPECT_EQ(text("/:Children"), "B;C");
+}
+
+TEST_F(Import, ReadersSeeTheOldContentUntilTheNewIsComplete) {
+  import(leaves("/N", 500, CElement("old")));
+  ChildProcess importer([] {
+    for (int i = 0; i < 20; ++i) {
+      StoreTest::import(leaves("/N", 500, CElement(i % 2 == 0 ? "new" : "old")));
+    }
+    return 0;
+  });
+  for (int i = 0; i < 3000; ++i) {
+    const Read ends = read(cds_, {"/N0", "/N499"});
+    ASSERT_EQ(ends.statuses, std::vector(2, API_SUCCESS));
+    ASSERT_EQ(ends.elements[0], ends.elements[1]);
+  }
+  EXPECT_EQ(importer.wait(), 0);
 }
 
 }  // namespace

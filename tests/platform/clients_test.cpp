@@ -3,25 +3,19 @@
 #include "toolkit/connxns.h"
 #include "toolkit/utils.h"
 
-using toolkit::CCds;
 using toolkit::CCDS_Connxns;
-using toolkit::CElement;
 
 namespace {
 
-class Connections : public StoreTest {
+class Connections : public ClientTest {
  protected:
-  Connections() {
-    import({leaf("/Table/99/Address", "Value", CElement("of an earlier process"))});
-    cds_.init();
-  }
+  Connections() { import({leaf("/Table/99/Address", "of an earlier process")}); }
 
   std::uint32_t add(const std::string& address) {
     return table_.AddConnxn("https", address, "host", "", "admin", nullptr);
   }
   std::uint32_t find(const char* address) { return table_.FindUpdateConnxn(address, nullptr); }
 
-  CCds cds_;
   std::int32_t now_ = 1000;
   CCDS_Connxns table_{cds_, "/Table", nullptr, [this] { return now_; }};
 };
@@ -31,31 +25,31 @@ TEST_F(Connections, AreFoundByAddressAndPublished) {
   const std::uint32_t id = add("192.0.2.1");
   EXPECT_NE(id, 0U);
   EXPECT_EQ(find("192.0.2.1"), id);
-  EXPECT_EQ(text(cds_, "/Table:Children"), "99") << "who comes waits for no write";
+  EXPECT_EQ(text("/Table:Children"), "99") << "who comes waits for no write";
   table_.Publish();
-  EXPECT_EQ(text(cds_, "/Table:Children"), std::to_string(id)) << "the earlier process's are gone";
+  EXPECT_EQ(text("/Table:Children"), std::to_string(id)) << "the earlier process's are gone";
   const std::string node = "/Table/" + std::to_string(id);
-  EXPECT_EQ(text(cds_, node + "/Protocol"), "https");
-  EXPECT_EQ(text(cds_, node + "/Address"), "192.0.2.1");
-  EXPECT_EQ(text(cds_, node + "/HostName"), "host");
-  EXPECT_EQ(text(cds_, node + "/User"), "admin");
+  EXPECT_EQ(text(node + "/Protocol"), "https");
+  EXPECT_EQ(text(node + "/Address"), "192.0.2.1");
+  EXPECT_EQ(text(node + "/HostName"), "host");
+  EXPECT_EQ(text(node + "/User"), "admin");
   const std::uint32_t next = add("192.0.2.1");
   add("192.0.2.2");
   const std::uint32_t last = add("192.0.2.2");
   cds_.close();
   table_.Publish();
   ASSERT_EQ(cds_.init(), 0);
-  EXPECT_EQ(text(cds_, "/Table:Children"), std::to_string(id)) << "a store that refuses";
+  EXPECT_EQ(text("/Table:Children"), std::to_string(id)) << "a store that refuses";
   const std::size_t before = cds_.state();
   table_.Publish();
   const std::size_t after = cds_.state();
   EXPECT_NE(after, before);
   table_.Publish();
   EXPECT_EQ(cds_.state(), after) << "nothing is new";
-  EXPECT_EQ(text(cds_, "/Table:Children"), std::to_string(next) + ";" + std::to_string(last))
+  EXPECT_EQ(text("/Table:Children"), std::to_string(next) + ";" + std::to_string(last))
       << "no address twice";
   table_.RemoveAllConnxns();
-  EXPECT_EQ(text(cds_, "/Table:Children"), "status 2");
+  EXPECT_EQ(text("/Table:Children"), "status 2");
 }
 
 TEST_F(Connections, SilentOnesAreDropped) {
@@ -68,7 +62,7 @@ TEST_F(Connections, SilentOnesAreDropped) {
   table_.CheckAllConnxns();
   EXPECT_EQ(find("a"), 0U);
   EXPECT_EQ(find("b"), b);
-  EXPECT_EQ(text(cds_, "/Table:Children"), std::to_string(b));
+  EXPECT_EQ(text("/Table:Children"), std::to_string(b));
 }
 
 TEST_F(Connections, TheTableHoldsTheLatest1024) {

@@ -1,8 +1,5 @@
 // Events handed over between processes, and what the platform keeps for them.
-#include "toolkit/event_stream.h"
-
 #include <algorithm>
-#include <functional>
 
 #include "store/store.h"
 #include "store_fixture.h"
@@ -17,9 +14,9 @@ namespace {
 constexpr auto kAcks = CEventStream::kAcknowledgements;
 constexpr auto kEvents = CEventStream::kEvents;
 
-class Events : public StoreTest {
+class Events : public ClientTest {
  protected:
-  Events() { import({leaf("/Alarms/7/SourcePath", "Value", CElement("/N/Value"))}); }
+  Events() { import({leaf("/Alarms/7/SourcePath", "/N/Value")}); }
 
   static CEvent event(std::int32_t type, std::uint64_t id) {
     CEvent event;
@@ -27,18 +24,11 @@ class Events : public StoreTest {
     event.id = id;
     return event;
   }
-  static std::vector<api_status_t> send(CCds& cds, const std::vector<CEvent>& events) {
-    std::vector<api_status_t> statuses;
-    cds.events_send(events, statuses);
-    return statuses;
-  }
   // Number and id of each entry after a number.
   using Entries = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
   static Entries entries(CCds& cds, CEventStream::Kind kind, std::uint64_t after = 0) {
-    std::vector<CEventStream::Entry> entries;
-    EXPECT_EQ(CEventStream(cds, kind).read(after, entries), 0);
     Entries found;
-    for (const auto& entry : entries) {
+    for (const auto& entry : events(cds, after, kind)) {
       found.emplace_back(entry.number, entry.event.id);
     }
     return found;
@@ -48,7 +38,6 @@ class Events : public StoreTest {
 };
 
 TEST_F(Events, KeepTheFirstBytesOfLongTexts) {
-  CCds cds;
   const std::string most(CEventStream::kMaxText, 'x');
   CEvent sent = event(toolkit::EVENT_ALARM, 1);
   sent.time = {5, 0};
@@ -63,55 +52,44 @@ TEST_F(Events, KeepTheFirstBytesOfLongTexts) {
   sent.value = CElement(most + "y");
   sent.value.set_time(sent.time);
   sent.waveforms.push_back("z");
-  send(cds, {sent});
-  std::vector<CEventStream::Entry> entries;
-  EXPECT_EQ(CEventStream(cds, kEvents).read(0, entries), 0);
+  send({sent});
+  const auto entries = events();
   ASSERT_EQ(entries.size(), 1U);
   EXPECT_EQ(entries[0].event, expected);
 }
 
 TEST_F(Events, GoToTheirStreams) {
-  CCds cds;
-  EXPECT_EQ(send(cds, {ack_, event(toolkit::EVENT_ACKNOWLEDGE, 8), event(toolkit::EVENT_PLAIN, 3),
-                       event(toolkit::EVENT_ALARM, 8), ack_}),
+  EXPECT_EQ(send({ack_, event(toolkit::EVENT_ACKNOWLEDGE, 8), event(toolkit::EVENT_PLAIN, 3),
+                  event(toolkit::EVENT_ALARM, 8), ack_}),
             (std::vector{API_SUCCESS, API_NOT_FOUND, API_SUCCESS, API_SUCCESS, API_SUCCESS}));
   CCds other;
   EXPECT_EQ(entries(other, kEvents, 1), (Entries{{2, 8}}));
   EXPECT_EQ(entries(other, kAcks), (Entries{{1, 7}, {2, 7}}));
-  EXPECT_EQ(CEventStream(cds, kAcks).remove(99), 0);
-  send(cds, {ack_});
-  EXPECT_EQ(entries(cds, kAcks), (Entries{{3, 7}})) << "no number twice";
-  EXPECT_EQ(entries(cds, kEvents), (Entries{{1, 3}, {2, 8}}));
+  EXPECT_EQ(CEventStream(cds_, kAcks).remove(99), 0);
+  send({ack_});
+  EXPECT_EQ(entries(cds_, kAcks), (Entries{{3, 7}})) << "no number twice";
+  EXPECT_EQ(entries(cds_, kEvents), (Entries{{1, 3}, {2, 8}}));
 }
 
 TEST_F(Events, StreamsHoldAThousand) {
-  CCds cds;
   const std::size_t full = CEventStream::kCapacity;
-  send(cds, std::vector(full + 2, event(toolkit::EVENT_PLAIN, 1)));
-  const Entries held = entries(cds, kEvents);
+  send(std::vector(full + 2, event(toolkit::EVENT_PLAIN, 1)));
+  const Entries held = entries(cds_, kEvents);
   EXPECT_EQ(std::pair(held.front().first, held.back().first), std::pair(3UL, full + 2));
-  EXPECT_EQ(send(cds, std::vector(full + 1, ack_)).back(), API_STORE_FULL);
-  EXPECT_EQ(CEventStream(cds, kAcks).remove(1), 0);
-  EXPECT_EQ(send(cds, {ack_, ack_}), (std::vector{API_SUCCESS, API_STORE_FULL}));
+  EXPECT_EQ(send(std::vector(full + 1, ack_)).back(), API_STORE_FULL);
+  EXPECT_EQ(CEventStream(cds_, kAcks).remove(1), 0);
+  EXPECT_EQ(send({ack_, ack_}), (std::vector{API_SUCCESS, API_STORE_FULL}));
 }
 
 TEST_F(Events, ChangesPushOutNoOtherEventsAndTheMissingAreCounted) {
   using namespace toolkit;
   using Missed = std::tuple<std::uint64_t, std::uint64_t, std::uint64_t>;  // all, events, changes
-  struct Look {
-    std::uint64_t after;
-    Missed missed;
-    std::uint64_t first;
-    std::size_t count;
-  };
-  struct Case {
-    std::vector<std::pair<std::size_t, std::int32_t>> sent;  // so many of a type
-    std::vector<Look> looks;
-  };
+  using Look = std::tuple<std::uint64_t, Missed, std::uint64_t, std::size_t>;  // first, count
+  using Sent = std::vector<std::pair<std::size_t, std::int32_t>>;              // so many of a type
   constexpr auto alarm = EVENT_ALARM;
   constexpr auto delta = EVENT_DELTA;
   constexpr auto plain = EVENT_PLAIN;
-  const Case kCases[] = {
+  const std::pair<Sent, std::vector<Look>> kCases[] = {
       {{{2, alarm}, {1, plain}, {900, delta}, {1100, EVENT_QUALITY}},
        {{0, {1000, 0, 1000}, 1, 1003}}},
       {{{1, alarm}, {2000, delta}},
@@ -128,19 +106,17 @@ TEST_F(Events, ChangesPushOutNoOtherEventsAndTheMissingAreCounted) {
       {{{2000, delta}, {2000, alarm}}, {{0, {2000, 1000, 1000}, 1001, 2000}}},
   };
   for (const auto& [sent, looks] : kCases) {
-    for (const char* half : {"TOOLKIT_RUN", "TOOLKIT_STATE"}) {
-      std::filesystem::remove_all(std::getenv(half));
-    }
+    cds_.close();
+    std::filesystem::remove_all(folder() / "run");
     import({});
-    CCds cds;
     for (const auto& [count, type] : sent) {
-      send(cds, std::vector(count, event(type, 1)));
+      send(std::vector(count, event(type, 1)));
     }
     for (const auto& [after, expected, first, count] : looks) {
       SCOPED_TRACE(testing::PrintToString(sent) + " after " + std::to_string(after));
       std::vector<CEventStream::Entry> entries;
       CEventStream::Missed missed;
-      EXPECT_EQ(CEventStream(cds, kEvents).read(after, entries, missed), 0);
+      EXPECT_EQ(CEventStream(cds_, kEvents).read(after, entries, missed), 0);
       EXPECT_EQ(Missed(missed.all, missed.events, missed.changes), expected);
       EXPECT_EQ(entries.size(), count);
       EXPECT_EQ(entries.empty() ? 0 : entries.front().number, first);
@@ -152,21 +128,20 @@ TEST_F(Events, ChangesPushOutNoOtherEventsAndTheMissingAreCounted) {
 }
 
 TEST_F(Events, AStreamOfAnEarlierProgramGoesOn) {
-  CCds cds;
-  send(cds, std::vector(CEventStream::kCapacity + 5, event(toolkit::EVENT_PLAIN, 1)));
+  send(std::vector(CEventStream::kCapacity + 5, event(toolkit::EVENT_PLAIN, 1)));
   // It had one ring, and noted nothing of what was gone.
-  cds.handle()->write([](toolkit::store::Change& change) {
+  cds_.handle()->write([](toolkit::store::Change& change) {
     change.live().erase(toolkit::store::Table::kMeta, "gone-event");
   });
   std::vector<CEventStream::Entry> entries;
   CEventStream::Missed missed;
-  EXPECT_EQ(CEventStream(cds, kEvents).read(2, entries, missed), 0);
+  EXPECT_EQ(CEventStream(cds_, kEvents).read(2, entries, missed), 0);
   EXPECT_EQ(missed.events, 3U);
-  send(cds, {event(toolkit::EVENT_DELTA, 2), event(toolkit::EVENT_ALARM, 3)});
-  EXPECT_EQ(CEventStream(cds, kEvents).read(5, entries, missed), 0);
+  send({event(toolkit::EVENT_DELTA, 2), event(toolkit::EVENT_ALARM, 3)});
+  EXPECT_EQ(CEventStream(cds_, kEvents).read(5, entries, missed), 0);
   EXPECT_EQ(missed.all, 1U);
   EXPECT_EQ(entries.front().number, 7U);
-  EXPECT_TRUE(CEventStream(cds, kEvents).remove(99) != 0) << "nobody takes them from the others";
+  EXPECT_TRUE(CEventStream(cds_, kEvents).remove(99) != 0) << "nobody takes them from the others";
 }
 
 TEST_F(Events, CountsAddUpBetweenProcesses) {
@@ -186,32 +161,30 @@ TEST_F(Events, CountsAddUpBetweenProcesses) {
   };
   ChildProcess other(count);
   EXPECT_EQ(count() + other.wait(), 0);
-  CCds cds;
-  EXPECT_EQ(text(cds, "/Count"), std::to_string(2 * kTimes));
+  EXPECT_EQ(text("/Count"), std::to_string(2 * kTimes));
   std::vector<std::string> own;
-  normalized("/Own").getChildPaths(cds, own);
+  normalized("/Own").getChildPaths(cds_, own);
   EXPECT_EQ(own.size(), 2 * kTimes / 100);
-  cds.add_to_leaf("/Count", 2147483647, &sum, status, "counter");
+  cds_.add_to_leaf("/Count", 2147483647, &sum, status, "counter");
   EXPECT_EQ(sum, 2 * kTimes - 2147483647 - 2) << "it goes on from the smallest number";
 }
 
 TEST_F(Events, ANodeIsRemovedOnlyAsItWas) {
-  CCds cds;
   CElement expected(5);
-  set(cds, "/Node/Lease", expected);
+  set("/Node/Lease", expected);
   CElement later = expected;
   later.set_time({1700000000, 6});
   const auto remove = [&](const char* node, const char* leaf, const CElement& element) {
-    EXPECT_TRUE(cds.node_exists("/Node"));
+    EXPECT_TRUE(cds_.node_exists("/Node"));
     api_status_t status = API_NONE;
-    EXPECT_EQ(cds.remove_node_if(node, leaf, element, status, "test"), 0);
+    EXPECT_EQ(cds_.remove_node_if(node, leaf, element, status, "test"), 0);
     return status;
   };
   EXPECT_EQ(remove("/Node", "/Node/Lease", later), API_NOT_FOUND);
   EXPECT_EQ(remove("/Node", "/Node:.Time", expected), API_BAD_PATH);
   EXPECT_EQ(remove("/Alarms", "/Node/Lease", expected), API_NOT_AUTHORIZED);
   EXPECT_EQ(remove("/Node", "/Node/Lease", expected), API_SUCCESS);
-  EXPECT_FALSE(cds.node_exists("/Node"));
+  EXPECT_FALSE(cds_.node_exists("/Node"));
 }
 
 }  // namespace

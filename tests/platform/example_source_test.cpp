@@ -1,10 +1,9 @@
 // The example of a source of values is a whole program: what it writes arrives.
 #include "store_fixture.h"
-#include "toolkit/admin.h"
 
 namespace {
 
-class ExampleSource : public StoreTest {
+class ExampleSource : public ClientTest {
  protected:
   Outcome feed(const std::vector<std::string>& arguments) {
     return waitForProcess(startProcess(folder(), FEED, arguments, [] {}), folder());
@@ -12,20 +11,17 @@ class ExampleSource : public StoreTest {
 };
 
 TEST_F(ExampleSource, WritesItsDevicesValuesAndLeavesTheWatchdog) {
-  import({leaf("/Plant/Meter1", "NodeType", toolkit::CElement("Device"))});
+  import({leaf("/Plant/Meter1:NodeType", "Device")});
   EXPECT_EQ(feed({"/Plant/Meter1", "1"}).status, 0);
-  toolkit::CCds cds;
-  EXPECT_EQ(text(cds, "/Plant/Meter1/VoltageA"), "230.841");
-  EXPECT_EQ(text(cds, "/Plant/Meter1/EnergyImported"), "0.1");
-  EXPECT_EQ(text(cds, "/Plant/Meter1/.Quality"), "192");
-  const Read values =
-      read(cds, {normalized("/Plant/Meter1/VoltageA"), normalized("/Plant/Meter1/EnergyImported")});
+  EXPECT_EQ(text("/Plant/Meter1/VoltageA"), "230.841");
+  EXPECT_EQ(text("/Plant/Meter1/EnergyImported"), "0.1");
+  EXPECT_EQ(text("/Plant/Meter1/.Quality"), "192");
+  const Read values = read(
+      cds_, {normalized("/Plant/Meter1/VoltageA"), normalized("/Plant/Meter1/EnergyImported")});
   const timeval first = values.elements[0].time();
   const timeval second = values.elements[1].time();
   EXPECT_FALSE(timercmp(&first, &second, !=)) << "one cycle has one time stamp";
-  std::vector<toolkit::admin::Watchdog> rows;
-  EXPECT_EQ(toolkit::admin::watchdogs(rows), "");
-  EXPECT_TRUE(rows.empty());
+  EXPECT_TRUE(watchdogs().empty());
 }
 
 TEST_F(ExampleSource, SaysWhatIsMissing) {

@@ -11,11 +11,10 @@ namespace {
 
 constexpr int kLeaves = 5000;
 
-class Reader : public StoreTest {
+class Reader : public ClientTest {
  protected:
   Reader() {
     import(leaves("/Dev/P", kLeaves, CElement(1)));
-    EXPECT_EQ(cds_.init(), 0) << cds_.last_error();
     for (int i = 0; i < kLeaves; ++i) {
       add("/Dev/P" + std::to_string(i) + "/Value");
     }
@@ -29,9 +28,6 @@ class Reader : public StoreTest {
   void add(const std::string& path) {
     paths_.push_back(path);
     handles_.push_back(reader_.add(path));
-  }
-  api_status_t write(const std::string& path, int value) {
-    return set(cds_, path, CElement(value));
   }
   void writeMany(int count, int value) {
     toolkit::CLeafBatch batch;
@@ -58,35 +54,34 @@ class Reader : public StoreTest {
     return count;
   }
 
-  toolkit::CCds cds_;
   CLeafReader reader_;
   std::vector<std::string> paths_;
   std::vector<CLeafReader::Handle> handles_;
 };
 
 TEST_F(Reader, ReadsWhatWasWrittenSince) {
-  EXPECT_EQ(write("/Dev/P3", 2), API_SUCCESS);
-  EXPECT_EQ(write("/Elsewhere", 2), API_SUCCESS);
+  EXPECT_EQ(set("/Dev/P3", 2), API_SUCCESS);
+  EXPECT_EQ(set("/Elsewhere", 2), API_SUCCESS);
   EXPECT_EQ(stale(), 0);
   EXPECT_EQ(reader_.text(handles_[3]), "2");
   EXPECT_EQ(stale(), 0) << "nobody has written";
-  EXPECT_EQ(set(cds_, "/Dev/P4", CElement("new"), PCD_TRUE), API_SUCCESS);
-  EXPECT_EQ(write("/Dev/New", 1), API_SUCCESS);
-  EXPECT_EQ(set(cds_, "/Dev/P7:PossibleValues", CElement("a;b;c")), API_SUCCESS);
+  EXPECT_EQ(set("/Dev/P4", "new", PCD_TRUE), API_SUCCESS);
+  EXPECT_EQ(set("/Dev/New", 1), API_SUCCESS);
+  EXPECT_EQ(set("/Dev/P7:PossibleValues", "a;b;c"), API_SUCCESS);
   EXPECT_EQ(stale(), 0);
-  EXPECT_EQ(remove(cds_, "/Dev/P5"), API_SUCCESS);
+  EXPECT_EQ(remove("/Dev/P5"), API_SUCCESS);
   api_status_t status = API_NONE;
   EXPECT_EQ(cds_.clear_leaf(normalized("/Dev/New"), status, "test"), 0);
   EXPECT_EQ(stale(), 0);
   add("/Dev/Later");
-  EXPECT_EQ(write("/Dev/Later", 1), API_SUCCESS);
+  EXPECT_EQ(set("/Dev/Later", 1), API_SUCCESS);
   EXPECT_EQ(stale(), 0);
 }
 
 TEST_F(Reader, ReadsAllWhereTooMuchWasWritten) {
   for (const int commits : {127, 128, 129, 300}) {
     for (int i = 0; i < commits; ++i) {
-      EXPECT_EQ(write("/Dev/P" + std::to_string(i), commits), API_SUCCESS);
+      EXPECT_EQ(set("/Dev/P" + std::to_string(i), commits), API_SUCCESS);
     }
     EXPECT_EQ(stale(), 0) << commits;
   }
@@ -99,7 +94,7 @@ TEST_F(Reader, ReadsAllWhereTooMuchWasWritten) {
 }
 
 TEST_F(Reader, FollowsItsClient) {
-  EXPECT_EQ(write("/Dev/P1", 5), API_SUCCESS);
+  EXPECT_EQ(set("/Dev/P1", 5), API_SUCCESS);
   cds_.close();
   EXPECT_FALSE(reader_.read(cds_));
   EXPECT_EQ(reader_.status(handles_[1]), API_FAILED);

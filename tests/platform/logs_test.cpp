@@ -3,10 +3,7 @@
 #include <grp.h>
 #include <sys/stat.h>
 
-#include <fstream>
-
 #include "store_fixture.h"
-#include "toolkit/log.h"
 #include "toolkit/trend.h"
 
 namespace {
@@ -18,11 +15,8 @@ namespace trend = toolkit::trend;
 
 CEvent eventAt(std::int64_t seconds, std::uint64_t id, const std::string& path = "/D/A/Value",
                int type = toolkit::EVENT_DELTA) {
-  CEvent event;
-  event.type = type;
-  event.path = path;
+  CEvent event = makeEvent(type, path, "", {seconds, 0});
   event.id = id;
-  event.time = {seconds, 0};
   return event;
 }
 
@@ -74,19 +68,15 @@ TEST_F(Logs, RetrieveChoosesByPathTypeAndNumber) {
                         eventAt(20, 9, "/D/A"), eventAt(40, 4, "/D/A/x", toolkit::EVENT_SYSTEM)}),
             0);
   const unsigned all = CLog::kNoMaximum;
-  const std::tuple<const char*, unsigned, unsigned, std::vector<std::uint64_t>> kCases[] = {
-      {"", all, 0, {4, 3, 9, 2, 1}}, {"/", 0, 0, {}},      {"/D/A", all, 0, {4, 3, 9, 1}},
-      {"/D/A/", 1, 0, {4}},          {"/D/%", all, 0, {}}, {"D", all, 0, {}},
-      {"", all, 256 | 8, {4}}};
+  const std::tuple<const char*, unsigned, unsigned, const char*> kCases[] = {
+      {"", all, 0, "4 3 9 2 1 "}, {"/", 0, 0, ""},      {"/D/A", all, 0, "4 3 9 1 "},
+      {"/D/A/", 1, 0, "4 "},      {"/D/%", all, 0, ""}, {"D", all, 0, ""},
+      {"", all, 256 | 8, "4 "}};
   for (const auto& [path, max, types, ids] : kCases) {
     std::vector<CEvent> events;
     EXPECT_EQ(log.retrieve(events, path, nullptr, nullptr, max, true, true, types), 0);
-    std::vector<std::uint64_t> found;
-    found.reserve(events.size());
-    for (const CEvent& event : events) {
-      found.push_back(event.id);
-    }
-    EXPECT_EQ(found, ids) << path << " " << max;
+    const auto id = [](const CEvent& event) { return std::to_string(event.id); };
+    EXPECT_EQ(joined(events, id), ids) << path << " " << max;
   }
 }
 
@@ -104,11 +94,10 @@ TEST_F(Logs, TheOldestGoWhenALogIsFullAndTheMarkStays) {
   CLog reader;
   ASSERT_EQ(openReader(reader), 0);
   const CLog::Marks marks[] = {{}, {{{7, {5, 250000}}, {9, {6, 0}}}}, {{{}, {12, {8, 0}}}}};
-  std::vector<CEvent> events;
   for (std::uint64_t i = 1; i <= 25; ++i) {
     ASSERT_EQ(log.append({eventAt(static_cast<int>(i), i)}, marks[i < 3 ? i : 0]), 0);
   }
-  ASSERT_EQ(reader.retrieve(events, "", nullptr, nullptr, 100, false, false, 0), 0);
+  const auto events = eventsOf(reader);
   ASSERT_EQ(events.size(), 10U);
   EXPECT_EQ(events.front().id, 16U);
   CLog::Marks found;
@@ -132,8 +121,7 @@ TEST_F(Logs, TheOldestGoWhenALogHasTooManyBytes) {
       ++event.id;
       ASSERT_EQ(log.append({event}), 0);
     }
-    std::vector<CEvent> events;
-    ASSERT_EQ(log.retrieve(events, "", nullptr, nullptr, CLog::kNoMaximum, false, false, 0), 0);
+    const auto events = eventsOf(log);
     ASSERT_FALSE(events.empty());
     EXPECT_EQ(events.back(), event);
     EXPECT_EQ(events.front().id, event.id - events.size() + 1) << "none between is missing";
@@ -145,61 +133,42 @@ TEST_F(Logs, TheOldestGoWhenALogHasTooManyBytes) {
 }
 
 TEST_F(Logs, TheGroupMayWriteThemWhateverTheUmask) {
-  const auto modes = [&] {
-    std::vector<mode_t> found;
-    for (const char* suffix : {"", "-wal", "-shm"}) {
-      struct stat status {};
-      stat((file() + suffix).c_str(), &status);
-      found.push_back(status.st_mode & 0777U);
-    }
-    return found;
-  };
-  const std::vector<mode_t> wanted(3, 0660);
+  const std::string files[] = {file(), file() + "-wal", file() + "-shm"};
   const mode_t before = umask(0);
   for (const mode_t mask : {077U, 022U}) {
     umask(mask);
     fs::remove(file());
-    CLog log;
-    EXPECT_EQ(openWriter(log) + fill(log), 0);
-    EXPECT_EQ(modes(), wanted);
-    for (const char* suffix : {"", "-wal", "-shm"}) {
-      chmod((file() + suffix).c_str(), 0640);
+    CLog logs[2];
+    for (CLog& log : logs) {  // the other finds files from before
+      EXPECT_EQ(openWriter(log) + fill(log), 0);
+      for (const std::string& path : files) {
+        EXPECT_EQ(fs::status(path).permissions(), fs::perms(0660)) << path;
+        fs::permissions(path, fs::perms(0640));
+      }
     }
-    CLog another;
-    EXPECT_EQ(openWriter(another) + fill(another), 0);
-    EXPECT_EQ(modes(), wanted) << "one from before";
   }
   umask(before);
 }
 
 TEST_F(Logs, AnotherUserOfTheGroupGoesOn) {
-  if (geteuid() != 0) {
-    GTEST_SKIP() << "only root can become others";
-  }
+  SKIP_UNLESS(geteuid() == 0);
   constexpr gid_t kGroup = 64100;
   const std::string folder = fs::path(file()).parent_path();
   ASSERT_EQ(chown(folder.c_str(), 0, kGroup), 0);
   ASSERT_EQ(chmod(folder.c_str(), 02770), 0);
-  const auto appendAs = [&](uid_t user, gid_t own) {
+  for (const uid_t user : {64101U, 64102U, 64101U}) {
     ChildProcess writer([&] {
       umask(077);
-      if (setgroups(1, &kGroup) + setgid(own) + setuid(user) != 0) {
+      if (setgroups(1, &kGroup) + setgid(user) + setuid(user) != 0) {
         return 99;
       }
       CLog log;
       const int result = openWriter(log);
       _exit(result != 0 ? result : fill(log));  // like a kill: the log is not closed
     });
-    return writer.wait();
-  };
-  for (const uid_t user : {64101U, 64102U, 64101U}) {
-    EXPECT_EQ(appendAs(user, user), 0) << user;
+    EXPECT_EQ(writer.wait(), 0) << user;
   }
-  CLog log;
-  std::vector<CEvent> events;
-  ASSERT_EQ(openReader(log), 0);
-  EXPECT_EQ(log.retrieve(events, "", nullptr, nullptr, 9999, false, false, 0), 0);
-  EXPECT_EQ(events.size(), 1500U);
+  EXPECT_EQ(eventsOf(file()).size(), 1500U);
 }
 
 TEST_F(Logs, OneOfVersion1IsReadAndTakesWaveformsFromTheFirstAppendOn) {
@@ -212,8 +181,7 @@ TEST_F(Logs, OneOfVersion1IsReadAndTakesWaveformsFromTheFirstAppendOn) {
   CEvent named = eventAt(2, 2);
   named.waveforms = {"http://a/1", "http://a/2"};
   ASSERT_EQ(openWriter(log) + log.append({named}) + log.append({named}), 0) << log.last_error();
-  std::vector<CEvent> events;
-  ASSERT_EQ(reader.retrieve(events, "", nullptr, nullptr, 501, false, false, 0), 0);
+  const auto events = eventsOf(reader);
   EXPECT_TRUE(events.at(499).waveforms.empty());
   EXPECT_EQ(events.at(500).waveforms, named.waveforms);
 }
@@ -297,13 +265,11 @@ class Trends : public Logs {
         << log_.last_error();
     return data;
   }
-  using Keys = std::vector<std::pair<std::uint32_t, std::int64_t>>;
-  static Keys keys(const trend::CDeviceData& data) {
-    Keys result;
-    for (const auto& snapshot : data.samples) {
-      result.emplace_back(snapshot.period, snapshot.time);
-    }
-    return result;
+  // "period@time " of each snapshot.
+  static std::string keys(const trend::CDeviceData& data) {
+    return joined(data.samples, [](const auto& snapshot) {
+      return std::to_string(snapshot.period) + "@" + std::to_string(snapshot.time);
+    });
   }
 
   trend::CLog log_;
@@ -314,29 +280,28 @@ TEST_F(Trends, AreMergedByTimeOverThePeriods) {
                          entry(1, 360, {3}), entry(2, 600, {4})}),
             0);
   const unsigned all = trend::CLog::kNoMaximum;
-  EXPECT_EQ(keys(get({{2, 0}, {1, 0}, {2, 0}})),
-            (Keys{{1, 60}, {1, 300}, {2, 300}, {1, 360}, {2, 600}}));
-  EXPECT_EQ(keys(get({{1, 0}, {2, 0}}, {-1, -1}, 2, 1, false)), (Keys{{1, 360}, {2, 300}}));
-  EXPECT_EQ(keys(get({{1, 0}, {2, 0}}, {300, 360}, 9, 1)), (Keys{{2, 300}, {1, 360}}));
-  EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, all, 0, true, true)), (Keys{{1, 60}, {1, 360}}));
-  EXPECT_EQ(keys(get({{2, 0}}, {-1, 300})), (Keys{{2, 300}}));
-  EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, 9, all)), Keys{});
-  EXPECT_EQ(keys(get({{3, 0}})), Keys{});
+  EXPECT_EQ(keys(get({{2, 0}, {1, 0}, {2, 0}})), "1@60 1@300 2@300 1@360 2@600 ");
+  EXPECT_EQ(keys(get({{1, 0}, {2, 0}}, {-1, -1}, 2, 1, false)), "1@360 2@300 ");
+  EXPECT_EQ(keys(get({{1, 0}, {2, 0}}, {300, 360}, 9, 1)), "2@300 1@360 ");
+  EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, all, 0, true, true)), "1@60 1@360 ");
+  EXPECT_EQ(keys(get({{2, 0}}, {-1, 300})), "2@300 ");
+  EXPECT_EQ(keys(get({{1, 0}}, {-1, -1}, 9, all)), "");
+  EXPECT_EQ(keys(get({{3, 0}})), "");
 }
 
 TEST_F(Trends, AreBoundedAndEnteredWholeOrNotAtAll) {
   for (int i = 1; i <= 9; ++i) {
     ASSERT_EQ(log_.append({entry(2, i, {1.0 * i, 0.5})}), 0);
   }
-  EXPECT_EQ(keys(get({{2, 0}})), (Keys{{2, 7}, {2, 8}, {2, 9}}));
+  EXPECT_EQ(keys(get({{2, 0}})), "2@7 2@8 2@9 ");
   ASSERT_EQ(log_.append({entry(2, 9, {99})}), 0);
-  EXPECT_EQ(keys(get({{2, 0}})), (Keys{{2, 7}, {2, 8}, {2, 9}})) << "one was replaced";
+  EXPECT_EQ(keys(get({{2, 0}})), "2@7 2@8 2@9 ") << "one was replaced";
 
   trend::CEntry stranger = entry(1, 60, {1});
   stranger.device = "/E";
   EXPECT_NE(log_.append({entry(1, 60, {1}), stranger}), 0);
   EXPECT_NE(log_.append({entry(1, 60, {1}), entry(7, 60, {1})}), 0);
-  EXPECT_EQ(keys(get({{1, 0}})), Keys{});
+  EXPECT_EQ(keys(get({{1, 0}})), "");
 
   ASSERT_EQ(log_.set_params({{"/D"}, {param("/D/c"), param("/D/a")}}), 0);
   const trend::CDeviceData data = get({{2, 0}});

@@ -1,9 +1,7 @@
 // What is told of a store that cannot be used, one case a kind of damage.
 #include <lmdb.h>
-#include <unistd.h>
 
 #include <grp.h>
-#include <fstream>
 
 #include "store/lmdb_handles.h"
 #include "store/transaction.h"
@@ -53,8 +51,8 @@ class StoreDamage : public StoreTest {
     EXPECT_FALSE(cds.is_open());
     EXPECT_NE(cds.init(), 0);
     EXPECT_FALSE(cds.is_initialized());
-    EXPECT_NE(cds.last_error().find(file.string()), std::string::npos) << cds.last_error();
-    EXPECT_NE(cds.last_error().find(what), std::string::npos) << cds.last_error();
+    EXPECT_TRUE(contains(cds.last_error(), file.string()));
+    EXPECT_TRUE(contains(cds.last_error(), what));
   }
 };
 
@@ -147,9 +145,7 @@ TEST_F(StoreDamage, OneTableMissing) {
 }
 
 TEST_F(StoreDamage, NoPermission) {
-  if (geteuid() != 0) {
-    GTEST_SKIP() << "needs root to become somebody else";
-  }
+  SKIP_UNLESS(geteuid() == 0);
   constexpr uid_t kNobody = 65534;
   for (const fs::path& path : {folder(), folder() / "state", folder() / "run"}) {
     fs::permissions(path, fs::perms(0755));
@@ -176,7 +172,7 @@ TEST_F(StoreDamage, ATableOutOfOrderEndsARemovalThatChangesNothing) {
   CCds cds;
   EXPECT_EQ(text(cds, "/A:Children"), "node0;node9;node2;node3;node4;node5");
   EXPECT_EQ(remove(cds, "/A"), API_FAILED);
-  EXPECT_NE(cds.last_error().find(liveFile().string()), std::string::npos) << cds.last_error();
+  EXPECT_TRUE(contains(cds.last_error(), liveFile().string()));
   EXPECT_EQ(text(cds, "/A/node5"), "1");
 }
 

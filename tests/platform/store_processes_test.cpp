@@ -1,8 +1,4 @@
 // Several processes on one store, and what is left when they are killed.
-#include <csignal>
-#include <fstream>
-#include <thread>
-
 #include "store/store.h"
 #include "store_fixture.h"
 
@@ -129,9 +125,7 @@ TEST_F(StoreProcesses, AStoppedWriterKeepsNobodyFromReadingNorForeverFromWriting
     if (isStopped) {
       holder.awaitStop();
       EXPECT_FALSE(writeBatch(cds, 1, PCD_FALSE));
-      EXPECT_NE(cds.last_error().find("another process holds the store's writer lock"),
-                std::string::npos)
-          << cds.last_error();
+      EXPECT_TRUE(contains(cds.last_error(), "another process holds the store's writer lock"));
       const auto start = std::chrono::steady_clock::now();
       for (int i = 0; i < 50; ++i) {
         EXPECT_FALSE(writeBatch(cds, 1, PCD_TRUE));

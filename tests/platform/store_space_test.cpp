@@ -1,8 +1,5 @@
 // A store that has no room: the map's ceiling and a full disk.
 #include <sched.h>
-#include <sys/mount.h>
-
-#include <fstream>
 
 #include "store/environment.h"
 #include "store_fixture.h"
@@ -28,9 +25,8 @@ class StoreSpace : public StoreTest {
       } while (status == API_SUCCESS && i < 100000);
     }
     EXPECT_EQ(status, refusal);
-    const std::string file = persist == PCD_TRUE ? persistentFile() : liveFile();
-    EXPECT_TRUE(cds.last_error().find(file) != std::string::npos ||
-                cds.last_error().find("clients have filled their part") != std::string::npos)
+    EXPECT_TRUE(contains(cds.last_error(), persist == PCD_TRUE ? persistentFile() : liveFile()) ||
+                contains(cds.last_error(), "clients have filled their part"))
         << cds.last_error();
     EXPECT_EQ(text(cds, "/Fill/N" + std::to_string(i - 1)), "status 2");
     EXPECT_EQ(text(cds, "/Fill/N0"), bytes) << "what was there is whole";
@@ -62,7 +58,7 @@ class StoreSpace : public StoreTest {
 
 TEST_F(StoreSpace, TheCeilingIsAStatusAndRemovingMakesRoom) {
   setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
-  import({leaf("/Small", "Value", CElement("old"))});
+  import({leaf("/Small", "old")});
   CCds cds;
   fill(cds, PCD_FALSE, API_STORE_FULL);
   expectRefusedBatch(cds, API_STORE_FULL);
@@ -75,7 +71,7 @@ TEST_F(StoreSpace, TheCeilingIsAStatusAndRemovingMakesRoom) {
 
 TEST_F(StoreSpace, AFullPersistentHalfLeavesTheLiveOneAlone) {
   setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
-  import({leaf("/Small", "Value", CElement("old"))});
+  import({leaf("/Small", "old")});
   // Held open, it keeps the ceiling that the live half will not have.
   std::string error;
   const auto persistent = Environment::open(persistentFile(), Environment::Commits::kDurable,
@@ -91,14 +87,14 @@ TEST_F(StoreSpace, AFullPersistentHalfLeavesTheLiveOneAlone) {
 TEST_F(StoreSpace, ClientsLeaveAPartForTheDevice) {
   setenv("TOOLKIT_STORE_LIMIT", "4000000", 1);
   for (const pcd_tribool_t persist : {PCD_FALSE, PCD_TRUE}) {
-    import({leaf("/Small", "Value", CElement("old"))});
+    import({leaf("/Small", "old")});
     CCds device;
     CCds client;
     client.setForClients();
     fill(client, persist, API_STORE_FULL);
     EXPECT_EQ(set(client, "/Small", CElement("new"), persist), API_SUCCESS) << "it does not grow";
     EXPECT_NE(set(client, "/Small", CElement(std::string(9000, 'x')), persist), API_SUCCESS);
-    EXPECT_NE(client.last_error().find("for the device's own programs"), std::string::npos);
+    EXPECT_TRUE(contains(client.last_error(), "for the device's own programs"));
     api_status_t status = API_NONE;
     EXPECT_EQ(client.set_own_leaf("/Mine", CElement(std::string(9000, 'x')), status, "test"), 0);
     EXPECT_EQ(client.watchdog_register(status, "test", 1, 1), 0);
@@ -125,7 +121,7 @@ using ReadOnlyDisk = StoreSpace;
 
 TEST_F(ReadOnlyDisk, OfThePersistentHalfLeavesTheLiveOneAlone) {
   constexpr int kCannotMount = 77;
-  import({leaf("/Small", "Value", CElement("old"))});
+  import({leaf("/Small", "old")});
   for (const bool isBooted : {true, false}) {
     ChildProcess program([&] {
       if (!protect(folder() / "state")) {
@@ -142,9 +138,8 @@ TEST_F(ReadOnlyDisk, OfThePersistentHalfLeavesTheLiveOneAlone) {
       for (const auto outcome :
            {set(cds, "/Small", CElement("newer"), PCD_TRUE), remove(cds, "/Small")}) {
         EXPECT_EQ(outcome, API_FAILED);
-        EXPECT_NE(cds.last_error().find("mounted read-only"), std::string::npos)
-            << cds.last_error();
-        EXPECT_NE(cds.last_error().find(persistentFile()), std::string::npos);
+        EXPECT_TRUE(contains(cds.last_error(), "mounted read-only"));
+        EXPECT_TRUE(contains(cds.last_error(), persistentFile()));
       }
       api_status_t status = API_NONE;
       EXPECT_EQ(cds.watchdog_register(status, "test", 1, 1), 0);
@@ -153,9 +148,7 @@ TEST_F(ReadOnlyDisk, OfThePersistentHalfLeavesTheLiveOneAlone) {
       return HasFailure() ? 1 : 0;
     });
     const int outcome = program.wait();
-    if (outcome == kCannotMount) {
-      GTEST_SKIP() << "cannot mount";
-    }
+    SKIP_UNLESS(outcome != kCannotMount);
     EXPECT_EQ(outcome, 0);
   }
   CCds restarted;
@@ -167,16 +160,13 @@ using FullDisk = StoreSpace;
 
 TEST_F(FullDisk, OfTheLiveHalfFromTheFirstOpenOn) {
   const SmallDisk disk(folder() / "run");
-  if (!disk.isMounted()) {
-    GTEST_SKIP() << "cannot mount a tmpfs";
-  }
+  SKIP_UNLESS(disk.isMounted());
   std::ofstream(folder() / "run/filler") << std::string(2 << 20, 'x');
   EXPECT_NE(toolkit::admin::makeEmpty(), "");
   CCds cds;
-  EXPECT_NE(cds.last_error().find((folder() / "run").string()), std::string::npos)
-      << cds.last_error();
+  EXPECT_TRUE(contains(cds.last_error(), folder() / "run"));
   fs::remove(folder() / "run/filler");
-  import({leaf("/Small", "Value", CElement("old"))});
+  import({leaf("/Small", "old")});
   ASSERT_EQ(cds.init(), 0) << cds.last_error();
   fill(cds, PCD_FALSE, API_FAILED);
   expectRefusedBatch(cds, API_FAILED);
@@ -189,10 +179,8 @@ TEST_F(FullDisk, OfTheLiveHalfFromTheFirstOpenOn) {
 
 TEST_F(FullDisk, OfThePersistentHalf) {
   const SmallDisk disk(folder() / "state");
-  if (!disk.isMounted()) {
-    GTEST_SKIP() << "cannot mount a tmpfs";
-  }
-  import({leaf("/Small", "Value", CElement("old"))});
+  SKIP_UNLESS(disk.isMounted());
+  import({leaf("/Small", "old")});
   CCds cds;
   fill(cds, PCD_TRUE, API_FAILED);
   EXPECT_EQ(set(cds, "/Small", CElement("new")), API_SUCCESS) << "the live half has room";

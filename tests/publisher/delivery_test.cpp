@@ -1,15 +1,10 @@
 // The publisher as a process, between a store and clients that behave well and badly; and the
 // receiving program.
-#include <csignal>
-
 #include "delivery.h"
 #include "message.h"
 #include "publisher_fixture.h"
-#include "toolkit/admin.h"
 
 namespace {
-
-using toolkit::CElement;
 
 using Publisher = PublisherTest;
 
@@ -77,7 +72,7 @@ TEST_F(Publisher, ASilentClientDelaysNobodyAndCanBeReplacedAndCancelled) {
     settled(client);
   }
   EXPECT_EQ(silent.connections(), 1U) << "it is still silent to the first message";
-  remove(cds, subscriptionPath("cancelled"));
+  remove(subscriptionPath("cancelled"));
   count();
   create("replaced", {client.uri(), {{"/A"}}});
   EXPECT_EQ(settled(client, "replaced"), Texts{"/A = 9 (192)"});
@@ -99,7 +94,7 @@ TEST_F(Publisher, KeepsToDeadbandAndFreshnessAndTakesUpUpdates) {
   settled(client);
   update("one", {{"/B", 0}, {"/C"}});
   settled(client);
-  remove(cds, subscriptionPath("one") + "/RTNodes/A");
+  remove(subscriptionPath("one") + "/RTNodes/A");
   update("one", {});
   settled(client);
   put("/A", 200);
@@ -114,7 +109,7 @@ TEST_F(Publisher, ALeaseThatRunsOutEndsTheSubscriptionAndAHalfWrittenOneWaits) {
   put(half + "/ReplyURI", CElement(client.uri()));
   CElement late(1);
   late.set_time({1000, 0});
-  ASSERT_EQ(set(cds, subscriptionPath("gone") + "/LastEvent", late), API_SUCCESS);
+  ASSERT_EQ(set(subscriptionPath("gone") + "/LastEvent", late), API_SUCCESS);
   start();
   create("short", {.uri = client.uri(), .points = {{"/A"}}, .lease = 300});
   create("unreachable", {.uri = "ftp://127.0.0.1/", .lease = 300});
@@ -125,7 +120,7 @@ TEST_F(Publisher, ALeaseThatRunsOutEndsTheSubscriptionAndAHalfWrittenOneWaits) {
   EXPECT_LE(records(client, "short").size(), 1U);
   EXPECT_FALSE(exists("gone")) << "what was left over";
   // Three creates and two ends.
-  EXPECT_EQ(text(cds, "/Software/Data Servers/WS-Publisher/SubUpdateCount"), "5");
+  EXPECT_EQ(text("/Software/Data Servers/WS-Publisher/SubUpdateCount"), "5");
 
   put(half + "/RTNodeCount", CElement(0));
   count();
@@ -158,7 +153,7 @@ TEST_F(Publisher, APointThatCannotBeReadIsToldOnce) {
   put("/A", 2);
   put("/Missing", 1);
   settled(client);
-  remove(cds, "/Missing");
+  remove("/Missing");
   expected.insert(expected.end(), {"/Missing = 1 (192)", "/Missing = - (0)"});
   EXPECT_EQ(settled(client), expected);
 }

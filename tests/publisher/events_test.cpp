@@ -1,27 +1,16 @@
 // Events on their way to the subscribers, and the shape of the messages.
-#include <csignal>
-#include <fstream>
-
 #include "message.h"
 #include "publisher_fixture.h"
 #include "subscription.h"
-#include "toolkit/admin.h"
 #include "toolkit/time.h"
 
 namespace {
 
-using toolkit::CElement;
 using toolkit::CEvent;
 using enum wspub::LogOption;
 
 CEvent event(int type, const std::string& path, const std::string& message, int quality = 192) {
-  CEvent event;
-  event.type = type;
-  event.path = path;
-  event.message = message;
-  event.quality = static_cast<std::uint16_t>(quality);
-  event.time = qel_now();
-  return event;
+  return makeEvent(type, path, message, qel_now(), quality);
 }
 
 using PublishedEvents = PublisherTest;

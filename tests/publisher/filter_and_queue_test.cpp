@@ -1,6 +1,4 @@
 // What is worth sending, what is kept when a subscriber does not take it, and for how long.
-#include <gtest/gtest.h>
-
 #include <cmath>
 
 #include "publisher_fixture.h"
@@ -150,15 +148,15 @@ using SubscriptionsTest = PublisherTest;
 
 TEST_F(SubscriptionsTest, AreNotTakenForCancelledWhileTheStoreCannotBeRead) {
   toolkit::CSysLog log("test", -1, false, false, false);
-  wspub::Subscriptions subscriptions(cds, log, {});
+  wspub::Subscriptions subscriptions(cds_, log, {});
   create("one", {"http://127.0.0.1:1/", {{"/P"}}, 0, 1000});
   EXPECT_TRUE(subscriptions.refresh(kStart).empty());
   const auto lapsed = kStart + 10s;
-  cds.close();
+  cds_.close();
   EXPECT_TRUE(subscriptions.removeLapsed(lapsed).empty());
   ASSERT_NE(subscriptions.find("one"), nullptr);
   EXPECT_FALSE(subscriptions.find("one")->points.empty());
-  ASSERT_EQ(cds.init(), 0);
+  ASSERT_EQ(cds_.init(), 0);
   EXPECT_EQ(subscriptions.removeLapsed(lapsed), Texts{"one"});
 }
 

@@ -6,7 +6,6 @@
 #include "harmonics.h"
 #include "installation.h"
 #include "sandbox.h"
-#include "toolkit/event_stream.h"
 #include "toolkit/time.h"
 
 namespace {
@@ -41,7 +40,7 @@ class SimCommands : public Sandbox {
 
   void put(const std::string& path, CElement value, std::int64_t age = 0) {
     value.set_time(at(time_ - age * kSecond));
-    EXPECT_EQ(set(cds_, path, value), API_SUCCESS) << path;
+    EXPECT_EQ(set(path, value), API_SUCCESS) << path;
   }
   void queue(int handle, const std::string& inner, std::int64_t age = 0) {
     put(base_ + "/inpQueue/" + std::to_string(handle),
@@ -57,32 +56,22 @@ class SimCommands : public Sandbox {
     EXPECT_TRUE(installation_.step(1, at(time_ += seconds * kSecond)));
     return commands_->step(at(time_));
   }
-  std::string result(int handle) {
-    return text(cds_, base_ + "/outQueue/" + std::to_string(handle));
-  }
-  std::string children(const std::string& node) { return text(cds_, base_ + node + ":Children"); }
-  std::string breaker() { return text(cds_, "/Feeder1/Breaker"); }
+  std::string result(int handle) { return text(base_ + "/outQueue/" + std::to_string(handle)); }
+  std::string children(const std::string& node) { return text(base_ + node + ":Children"); }
+  std::string breaker() { return text("/Feeder1/Breaker"); }
   static timeval at(std::int64_t time) {
     timeval stamp{};
     qel_QELtoUNIXtime64(time, &stamp);
     return stamp;
   }
 
-  const bool there_ = devctl({"store", "import", FEEDER_MODEL}).status == 0;
-  toolkit::CCds cds_;
+  const bool there_ = importFeeder();
   std::optional<toolkit::CCds> own_{std::in_place};
   sim::Installation installation_{cds_, 1};
   std::optional<sim::CommandHandler> handler_{std::in_place, *own_, installation_};
   std::optional<toolkit::CCommandQueues> commands_{std::in_place, *own_,
                                                    installation_.devicePaths(), *handler_, "t"};
   std::int64_t time_ = 1700000000 * kSecond;
-};
-
-struct Case {
-  std::string inner;
-  std::vector<const char*> words;  // of the result
-  std::string leaf;
-  const char* value;
 };
 
 TEST_F(SimCommands, DoWhatTheySay) {
@@ -93,7 +82,8 @@ TEST_F(SimCommands, DoWhatTheySay) {
     return inner.replace(inner.find("</cmdBasic>"), 11,
                          std::string("<iValue>") + value + "</iValue>");
   };
-  const Case cases[] = {
+  // A command, words of its result, and a leaf with its value then.
+  const std::tuple<std::string, std::vector<const char*>, std::string, const char*> cases[] = {
       {basic("Relay", "Close"), {"cmdSuccess<", "already"}, "Breaker", "1"},
       {basic("Relay", "Open"), {"cmdSuccess<", ">Relay opened<"}, "Breaker", "0"},
       {basic("Harmonics", "CurrentA"), {"<frequency>250</frequency><magnitude>0<"}, "Breaker", "0"},
@@ -118,7 +108,7 @@ TEST_F(SimCommands, DoWhatTheySay) {
     for (const char* word : words) {
       EXPECT_TRUE(contains(result(handle), word));
     }
-    EXPECT_EQ(text(cds_, "/Feeder1/" + leaf), value) << inner.substr(0, 200);
+    EXPECT_EQ(text("/Feeder1/" + leaf), value) << inner.substr(0, 200);
     EXPECT_EQ(children("/inpQueue"), "maxCount");
   }
   const std::string told = result(3);
@@ -129,8 +119,7 @@ TEST_F(SimCommands, DoWhatTheySay) {
   }
   EXPECT_NEAR(std::sqrt(square), reading.voltage[1], 0.05 * reading.voltage[1]) << told;
   EXPECT_LT(reading.activeEnergy, 1e4);
-  std::vector<toolkit::CEventStream::Entry> entries;
-  toolkit::CEventStream(cds_, toolkit::CEventStream::kEvents).read(0, entries);
+  const auto entries = events();
   ASSERT_EQ(entries.size(), 3U) << "two moves of the relay, one reset";
   EXPECT_EQ(entries[0].event.message, "Relay opened by command #-1");
 }
@@ -189,9 +178,8 @@ TEST_F(SimCommands, TreeIsMadeOnceAndResultsAge) {
   EXPECT_EQ(children("/outQueue"), "100;101;102;103") << "the others of the past are too old";
   EXPECT_TRUE(step(599) && result(100) == "x") << "dated anew";
   EXPECT_TRUE(step(11) && children("/outQueue").empty());
-  EXPECT_EQ(
-      text(cds_, "/Software/Commands/nextCommandID") + children("/cmdList/cmdIval/RatedCurrent"),
-      "7Amperes");
+  EXPECT_EQ(text("/Software/Commands/nextCommandID") + children("/cmdList/cmdIval/RatedCurrent"),
+            "7Amperes");
 }
 
 }  // namespace

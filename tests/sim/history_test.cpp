@@ -16,10 +16,9 @@ class History : public Sandbox {
 // Broken off at once, in the first pass, with some of it made, with more; by meters of other seeds.
 // The last one has patience for what is needed.
 TEST_F(History, ReachesAsFarAsThePeriodsKeepAndIsGoneOnWith) {
-  ASSERT_EQ(devctl({"store", "import", FEEDER_MODEL}).status, 0);
-  toolkit::CCds cds;
+  ASSERT_TRUE(importFeeder());
   for (int patience : {0, 20000, 37000, 47000, 72000}) {
-    sim::Installation installation(cds, static_cast<std::uint64_t>(patience));
+    sim::Installation installation(cds_, static_cast<std::uint64_t>(patience));
     const auto plant = installation.copyPlant();
     trend::CPointFile trends;
     ASSERT_TRUE(trends.open(file("t")) && trends.setPoints(installation.points()));

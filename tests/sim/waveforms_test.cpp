@@ -58,7 +58,7 @@ class Waveforms : public Sandbox {
     return names;
   }
   void put(const std::string& leaf, double value) {
-    EXPECT_EQ(set(cds_, "/Feeder1/" + leaf, toolkit::CElement(value)), API_SUCCESS);
+    EXPECT_EQ(set("/Feeder1/" + leaf, value), API_SUCCESS);
   }
   // What was measured before the step that the trigger names, and in the last one.
   void expectMeasured(toolkit::CComtradeView& view, std::size_t device) const {
@@ -92,9 +92,7 @@ class Waveforms : public Sandbox {
     }
   }
 
-  const bool there_ = std::filesystem::create_directory(file("w")) &&
-                      devctl({"store", "import", FEEDER_MODEL}).status == 0;
-  toolkit::CCds cds_;
+  const bool there_ = std::filesystem::create_directory(file("w")) && importFeeder();
   std::optional<toolkit::CCds> own_{std::in_place};
   sim::Installation installation_{*own_, 1};
   sim::SagRecorder recorder_{*own_, {file("w"), 2}, installation_.devicePaths()};
@@ -103,7 +101,7 @@ class Waveforms : public Sandbox {
 };
 
 TEST_F(Waveforms, TellWhatTheMeterMeasured) {
-  set(cds_, "/Feeder1:DisplayName", toolkit::CElement("Main,\r\nold"));
+  set("/Feeder1:DisplayName", "Main,\r\nold");
   toolkit::CComtradeView view;
   const std::map<std::string, double> causes = {
       {"Breaker", 0}, {"NominalVoltage", 150}, {"None", 0}, {"VoltageC:.AlarmLowLimit", 300}};
@@ -165,10 +163,8 @@ TEST_F(Waveforms, LeaveNothingHalfAndOthersFilesAlone) {
   for (const std::string& name : left) {
     write(name, "");
   }
-  for (const char* name :
-       {"sag-20250101T000000.000Z-X.dat", ".sag-20250101T000000.000Z-X.cfg.part"}) {
-    write(std::string("w/") + name, "");
-  }
+  write(old + "X.dat", "");
+  write("w/.sag-20250101T000000.000Z-X.cfg.part", "");
   toolkit::CWaveformFolder folder(file("w"), 2);
   EXPECT_TRUE(folder.open()) << folder.lastError();
   EXPECT_EQ(files(), left);
@@ -189,7 +185,7 @@ TEST_F(Waveforms, AreNotWorthStoppingFor) {
   EXPECT_EQ(outcome.err.find("devsim: waveforms are not recorded: /proc/.sag-"), 0U);
   EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_LT(std::stod(text(cds_, "/Feeder1/VoltageA")), 170);
+  EXPECT_LT(std::stod(text("/Feeder1/VoltageA")), 170);
 }
 
 }  // namespace

@@ -1,25 +1,22 @@
 // The tools, run as processes on a store of the test's own.
 #pragma once
 
-#include <fcntl.h>
-
-#include <fstream>
-
 #include "store_fixture.h"
-#include "toolkit/log.h"
 #include "toolkit/trend.h"
 
-class Sandbox : public StoreTest {
+class Sandbox : public ClientTest {
  protected:
   // From now on another store, which is not there yet.
-  void useStore(const std::string& name) const {
+  void useStore(const std::string& name) {
+    cds_.close();
     setenv("TOOLKIT_RUN", (folder() / name / "run").c_str(), 1);
     setenv("TOOLKIT_STATE", (folder() / name / "state").c_str(), 1);
   }
+  std::string file(const std::string& name) const { return folder() / name; }
   // Writes a file and returns its path.
   std::string write(const std::string& name, const std::string& text) const {
-    std::ofstream(folder() / name, std::ios::binary) << text;
-    return folder() / name;
+    std::ofstream(file(name), std::ios::binary) << text;
+    return file(name);
   }
   // Runs a program to its end.
   Outcome run(const std::string& program, const std::vector<std::string>& arguments) const {
@@ -42,18 +39,15 @@ class Sandbox : public StoreTest {
     const Outcome outcome = devctl(arguments, in);
     EXPECT_EQ(outcome.status, 1) << arguments.back() << in;
     for (const std::string& word : words) {
-      EXPECT_NE(outcome.err.find(word), std::string::npos) << word << " in: " << outcome.err;
+      EXPECT_TRUE(contains(outcome.err, word));
     }
   }
-  std::string file(const std::string& name) const { return folder() / name; }
-  std::vector<toolkit::CEvent> eventsOf(const std::string& name) const {
-    toolkit::CLog log;
-    std::vector<toolkit::CEvent> events;
-    EXPECT_EQ(log.openToRead(file(name)), 0) << log.last_error();
-    EXPECT_EQ(log.retrieve(events, "", nullptr, nullptr, log.kNoMaximum, false, false, 0), 0);
-    return events;
+  bool importFeeder() {
+    return devctl({"store", "import", FEEDER_MODEL}).status == 0 && cds_.init() == 0;
   }
-
+  std::vector<toolkit::CEvent> eventsOf(const std::string& name) const {
+    return ::eventsOf(folder() / name);
+  }
   // Of all parameters, as far as there are 9999.
   toolkit::trend::CDeviceData snapshots(
       const std::string& name, const std::string& device,
