@@ -14,9 +14,6 @@ namespace {
 namespace fs = std::filesystem;
 using Tree = boost::property_tree::ptree;
 
-const std::string kOldUri = "http://schemas.xmlsoap.org/soap/envelope/";
-const std::string kNewUri = "http://www.w3.org/2003/05/soap-envelope";
-
 std::vector<std::string> operations() {
   static const std::regex kOperation("\nint (?:__)?n[a-z0-9]+__([A-Za-z]+)\\(");
   const std::string schema = contentsOf(SCHEMA);
@@ -35,7 +32,7 @@ std::string inEnvelope(const std::string& body, bool soap12) {
       " xmlns:nss1=\"http://tarnix.example/TarnixWSSubscriber\""
       " xmlns:nsvk=\"http://tarnix.example/TarnixWSVK\""
       " xmlns:nsc3=\"http://tarnix.example/TarnixWSC3\"";
-  return "<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"" + (soap12 ? kNewUri : kOldUri) + "\"" + kPrefixes +
+  return "<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"" + (soap12 ? kSoap12 : kSoap11) + "\"" + kPrefixes +
          "><SOAP-ENV:Body>" + body + "</SOAP-ENV:Body></SOAP-ENV:Envelope>";
 }
 

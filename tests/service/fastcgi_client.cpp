@@ -45,6 +45,13 @@ std::string encodedParams(const FastCgiParams& params) {
   return result;
 }
 
+sockaddr_un addressOf(const std::string& path) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  return address;
+}
+
 }  // namespace
 
 int FastCgiReply::status() const {
@@ -67,12 +74,17 @@ FastCgiReply fastCgiRequest(const std::string& socketPath, const FastCgiParams& 
   return SilentPeer(socketPath, encodedRequest(params, body)).reply();
 }
 
+int boundSocket(const std::string& path, int type) {
+  const sockaddr_un address = addressOf(path);
+  const int descriptor = socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
+  const auto* generic = reinterpret_cast<const sockaddr*>(&address);
+  return bind(descriptor, generic, sizeof address) == 0 ? descriptor : -1;
+}
+
 // Where nobody listens, nothing is sent and the reply stays incomplete.
 SilentPeer::SilentPeer(const std::string& socketPath, const std::string& bytes)
     : descriptor_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  socketPath.copy(address.sun_path, sizeof address.sun_path - 1);
+  const sockaddr_un address = addressOf(socketPath);
   const timeval timeout = {kTimeoutSeconds, 0};
   setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
   setsockopt(descriptor_, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);

@@ -22,6 +22,9 @@ FastCgiReply fastCgiRequest(const std::string& socketPath, const FastCgiParams& 
 // The bytes of a request.
 std::string encodedRequest(const FastCgiParams& params, const std::string& body);
 
+// A socket of the type at the path; -1 when it cannot be had.
+int boundSocket(const std::string& path, int type);
+
 // A peer that sends the bytes as they are and then stays, silent, until the object goes.
 class SilentPeer {
  public:

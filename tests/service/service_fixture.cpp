@@ -8,9 +8,9 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <regex>
 
 namespace fs = std::filesystem;
-using toolkit::CElement;
 
 namespace {
 
@@ -38,18 +38,9 @@ void enterNamespace(const fs::path& root) {
   }
 }
 
-toolkit::admin::ModelLeaf leaf(const std::string& node, const std::string& name, CElement element) {
-  element.set_time({1700000000, 500000});
-  return {node, name, std::move(element), ELEMENT_NORMAL};
-}
-
-std::string optionsAndPath(const std::string& options, const std::string& path) {
-  return "<n:options>" + options + "</n:options><n:path>" + path + "</n:path>";
-}
-
-std::string onlyElement(const std::string& xml, const std::string& name) {
-  const auto results = elements(xml, name);
-  return results.size() == 1 ? results.front() : "no single result in: " + xml;
+std::string only(const Texts& results) {
+  return results.size() == 1 ? results.front()
+                             : "no single result: " + testing::PrintToString(results);
 }
 
 }  // namespace
@@ -60,6 +51,7 @@ ServiceTest::ServiceTest() {
   setenv("TOOLKIT_RUN", (root() / "run").c_str(), 1);
   setenv("TOOLKIT_STATE", (root() / "state").c_str(), 1);
   setenv("TOOLKIT_LOG", (root() / "log").c_str(), 1);
+  import({});
 }
 
 ServiceTest::~ServiceTest() {
@@ -68,37 +60,40 @@ ServiceTest::~ServiceTest() {
   }
 }
 
-toolkit::admin::Model ServiceTest::testModel() {
+void ServiceTest::import(const Leaves& more, const std::vector<toolkit::admin::Right>& rights) {
   toolkit::admin::Model model;
   model.rights = {{"/", "*", "r"},
                   {"/", "operator", "rw"},
                   {"/Secret", "*", ""},
                   {"/Secret", "admin", "r"},
                   {"/", "admin", "rwd"}};
-  model.leaves = {
-      leaf("/Software/System Settings/Supported Locales", "Value", CElement("en_US;de_DE;fr_FR")),
-      leaf("/M1", "NodeType", CElement("Device")),
-      leaf("/M1", ".Quality", CElement(192)),
-      leaf("/M1/Va", "Value", CElement(230.123456789)),
-      leaf("/M1/Va", "Units", CElement("volts")),
-      leaf("/M1/Va", ".AlarmHighLimit", CElement(253.0)),
-      leaf("/M1/Breaker", "Value", CElement(1)),
-      leaf("/M1/Breaker", "ValueType", CElement("Multistate")),
-      leaf("/M1/Breaker", "PossibleValues", CElement("Open;Closed;Tripped")),
-      leaf("/M1/Enabled", "Value", CElement(true)),
-      leaf("/M1/Enabled", "PossibleValues", CElement("Disabled;Enabled")),
-      leaf("/M1/Flag", "Value", CElement(false)),
-      leaf("/M1/Count", "Value", CElement(42)),
-      leaf("/M1/Text", "Value", CElement("é 漢 😀 <&>")),
-      leaf("/M1/List", "PossibleValues", CElement("a;b;c;d;e;f;g;h;i;j")),
-      leaf("/M1/One", "PossibleValues", CElement("only")),
-      leaf("/Secret/Value1", "Value", CElement("hidden")),
-  };
+  model.leaves = {leafAt("/Software/System Settings/Supported Locales", "en_US;de_DE;fr_FR"),
+                  leafAt("/M1:NodeType", "Device"),
+                  leafAt("/M1:.Quality", 192),
+                  leafAt("/M1/Va", 230.123456789),
+                  leafAt("/M1/Va:Units", "volts"),
+                  leafAt("/M1/Va:.AlarmHighLimit", 253.0),
+                  leafAt("/M1/Breaker", 1),
+                  leafAt("/M1/Breaker:ValueType", "Multistate"),
+                  leafAt("/M1/Breaker:PossibleValues", "Open;Closed;Tripped"),
+                  leafAt("/M1/Enabled", true),
+                  leafAt("/M1/Enabled:PossibleValues", "Disabled;Enabled"),
+                  leafAt("/M1/Flag", false),
+                  leafAt("/M1/Count", 42),
+                  leafAt("/M1/Text", "é 漢 😀 <&>"),
+                  leafAt("/M1/List:PossibleValues", "a;b;c;d;e;f;g;h;i;j"),
+                  leafAt("/M1/One:PossibleValues", "only"),
+                  leafAt("/Secret/Value1", "hidden")};
   for (const char* node :
        {"/M1/Va", "/M1/Breaker", "/M1/Enabled", "/M1/Flag", "/M1/Count", "/M1/Text"}) {
-    model.leaves.push_back(leaf(node, "Writable", CElement(true)));
+    model.leaves.push_back(leafAt(node + std::string(":Writable"), true));
   }
-  return model;
+  for (toolkit::admin::ModelLeaf& leaf : model.leaves) {
+    leaf.element.set_time({1700000000, 500000});
+  }
+  model.leaves.insert(model.leaves.end(), more.begin(), more.end());
+  model.rights.insert(model.rights.end(), rights.begin(), rights.end());
+  ASSERT_EQ(toolkit::admin::importModel(model, true), "");
 }
 
 void ServiceTest::spawn(const Texts& arguments) {
@@ -132,6 +127,13 @@ Outcome ServiceTest::run(const Texts& arguments) {
   return waitForEnd();
 }
 
+pid_t ServiceTest::startDaemon(const std::string& where) {
+  EXPECT_EQ(run({"-D", "2"}).status, 0) << "the first process ends at once";
+  awaitLog("FCGI app listening at " + where + " [0]");
+  const std::string lines = log();
+  return std::stoi(lines.substr(lines.rfind("dravixd[", lines.find("listening")) + 8));
+}
+
 Outcome ServiceTest::stop(int signal) {
   kill(pid_, signal);
   return waitForEnd();
@@ -156,60 +158,87 @@ FastCgiReply ServiceTest::post(const std::string& body, const std::string& user,
 
 std::string ServiceTest::value(const std::string& path, const std::string& options,
                                const std::string& user) const {
-  return onlyElement(call("getValue", optionsAndPath(options, path), user), "getValueResult");
+  return only(results("getValue", tags({{"n:options", options}, {"n:path", path}}), user));
 }
 
 std::string ServiceTest::set(const std::string& path, const std::string& text,
                              const std::string& options) const {
-  return onlyElement(
-      call("setValue", optionsAndPath(options, path) + "<n:value>" + text + "</n:value>"),
-      "setValueResult");
+  return only(
+      results("setValue", tags({{"n:options", options}, {"n:path", path}, {"n:value", text}})));
 }
 
 Texts ServiceTest::setMany(const Texts& paths, const Texts& texts,
                            const std::string& options) const {
-  const std::string children =
-      "<n:options>" + options + "</n:options>" + pathsAndValues(paths, texts);
-  return elements(call("setValues", children), "setValuesResult");
+  return results("setValues", tags({{"n:options", options}}) + pathsAndValues(paths, texts));
+}
+
+std::string ServiceTest::stored(const std::string& path) {
+  toolkit::CCds cds;
+  return StoreTest::text(cds, path);
+}
+
+std::vector<toolkit::admin::Watchdog> watchdogs() {
+  std::vector<toolkit::admin::Watchdog> result;
+  EXPECT_EQ(toolkit::admin::watchdogs(result), "");
+  return result;
+}
+
+std::string tags(const std::vector<std::pair<std::string, std::string>>& contents) {
+  std::string result;
+  for (const auto& [name, content] : contents) {
+    result.append("<").append(name).append(">").append(content);
+    result.append("</").append(name).append(">");
+  }
+  return result;
+}
+
+std::string repeated(const std::string& text, int count) {
+  std::string result;
+  for (int i = 0; i < count; ++i) {
+    result += text;
+  }
+  return result;
 }
 
 std::string pathsAndValues(const Texts& paths, const Texts& texts) {
   std::string children;
   for (const std::string& path : paths) {
-    children += "<n:paths>" + path + "</n:paths>";
+    children += tags({{"n:paths", path}});
   }
   for (const std::string& text : texts) {
-    children += "<n:values>" + text + "</n:values>";
+    children += tags({{"n:values", text}});
   }
   return children;
 }
 
 std::string envelope(const std::string& operation, const std::string& children,
                      const std::string& name) {
-  return "<E:Envelope xmlns:E=\"http://schemas.xmlsoap.org/soap/envelope/\"><E:Body>"
-         "<n:" +
-         operation + " xmlns:n=\"http://tarnix.example/" + name + "\">" + children +
-         "</n:" + operation + "></E:Body></E:Envelope>";
+  return "<E:Envelope xmlns:E=\"" + kSoap11 + "\"><E:Body><n:" + operation +
+         " xmlns:n=\"http://tarnix.example/" + name + "\">" + children + "</n:" + operation +
+         "></E:Body></E:Envelope>";
 }
 
 Texts elements(const std::string& xml, const std::string& name) {
   static const std::pair<std::string, char> kReferences[] = {
       {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&amp;", '&'}};
+  const std::regex tag("<([A-Za-z0-9-]+:)?" + name + "/?>");
   Texts result;
-  for (std::size_t at = xml.find(name); at != std::string::npos; at = xml.find(name, at)) {
-    const std::size_t open = xml.rfind('<', at);
-    const bool whole = open + 1 == at || (xml[at - 1] == ':' && xml[open + 1] != '/');
-    at += name.size();
-    if (!whole || (xml[at] != '>' && xml[at] != '/')) {
-      continue;
-    }
-    const std::size_t text = xml.find('>', at) + 1;
+  for (std::sregex_iterator i(xml.begin(), xml.end(), tag), end; i != end; ++i) {
+    const auto text = static_cast<std::size_t>(i->position() + i->length());
     result.push_back(xml.substr(text, xml.find('<', text) - text));
     for (const auto& [reference, character] : kReferences) {
-      for (std::size_t i = 0; (i = result.back().find(reference, i)) != std::string::npos; ++i) {
-        result.back().replace(i, reference.size(), 1, character);
+      for (std::size_t at = 0; (at = result.back().find(reference, at)) != std::string::npos;
+           ++at) {
+        result.back().replace(at, reference.size(), 1, character);
       }
     }
   }
   return result;
+}
+
+void expectElements(const std::string& xml,
+                    const std::vector<std::pair<std::string, Texts>>& expected) {
+  for (const auto& [name, texts] : expected) {
+    EXPECT_EQ(elements(xml, name), texts) << name << " in: " << xml.substr(0, 4000);
+  }
 }

@@ -5,33 +5,47 @@
 // executed.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "fastcgi_client.h"
-#include "test_program.h"
-#include "toolkit/admin.h"
+#include "store_fixture.h"
 
 using Texts = std::vector<std::string>;
+using Leaves = std::vector<toolkit::admin::ModelLeaf>;
+
+inline const std::string kSoap11 = "http://schemas.xmlsoap.org/soap/envelope/";
+inline const std::string kSoap12 = "http://www.w3.org/2003/05/soap-envelope";
 
 // A SOAP 1.1 envelope around an element of the core namespace, or of another one.
 std::string envelope(const std::string& operation, const std::string& children,
                      const std::string& name = "TarnixWS");
+// An element for each name and its content.
+std::string tags(const std::vector<std::pair<std::string, std::string>>& contents);
+// The paths and values of a setValues, each list as it stands.
+std::string pathsAndValues(const Texts& paths, const Texts& texts);
+std::string repeated(const std::string& text, int count);
+
+// Texts of all elements of this local name, in order, with the references resolved.
+Texts elements(const std::string& xml, const std::string& name);
+// The same of each name.
+void expectElements(const std::string& xml,
+                    const std::vector<std::pair<std::string, Texts>>& expected);
+
+// The leaf at "node:name", or the node's value.
+template <class Value>
+toolkit::admin::ModelLeaf leafAt(const std::string& path, const Value& value) {
+  const std::size_t colon = path.find(':');
+  const std::string name = colon == std::string::npos ? "Value" : path.substr(colon + 1);
+  return {path.substr(0, colon), name, toolkit::CElement(value)};
+}
+
+std::vector<toolkit::admin::Watchdog> watchdogs();
 
 class ServiceTest : public testing::Test {
  protected:
   ServiceTest();
   ~ServiceTest() override;
 
-  // The store that the service will open.
-  void import(const toolkit::admin::Model& model) {
-    ASSERT_EQ(toolkit::admin::importModel(model, true), "");
-  }
-  static toolkit::admin::Model testModel();
+  // The store that the service opens: the test model, which is there from the beginning, and more.
+  static void import(const Leaves& more, const std::vector<toolkit::admin::Right>& rights = {});
 
   // Starts dravixd and waits until its socket answers; fails the test when it does not.
   void start(const Texts& arguments = {"-d", "-D", "9"});
@@ -41,6 +55,8 @@ class ServiceTest : public testing::Test {
   pid_t startBeside(const Texts& arguments = {"-d", "-D", "9"}) const;
   // Runs dravixd to its end.
   Outcome run(const Texts& arguments);
+  // Starts it in the background; returns its number when it listens there.
+  pid_t startDaemon(const std::string& where);
   // Sends a signal and waits for the end.
   Outcome stop(int signal);
   // Waits for an end that comes by itself.
@@ -63,7 +79,12 @@ class ServiceTest : public testing::Test {
                    const std::string& user = "operator") const {
     return post(envelope(operation, children), user).body();
   }
-  // The same in the namespace of device data, whose children have no prefix.
+  // The texts of its results, also in another namespace.
+  Texts results(const std::string& operation, const std::string& children,
+                const std::string& user = "operator", const std::string& name = "TarnixWS") const {
+    return elements(post(envelope(operation, children, name), user).body(), operation + "Result");
+  }
+  // An operation of device data, whose children have no prefix.
   std::string ask(const std::string& operation, const std::string& children,
                   const std::string& user = "operator") const {
     return post(envelope(operation, children, "TarnixWSVK"), user).body();
@@ -76,6 +97,12 @@ class ServiceTest : public testing::Test {
   std::string value(const std::string& path, const std::string& options = "",
                     const std::string& user = "operator") const;
 
+  // What other processes find in the store.
+  static std::string stored(const std::string& path);
+  static std::string appStatus(const std::string& worker = "") {
+    return stored("/Software/Data Servers/BACnet WebServices" + worker + "/AppStatus");
+  }
+
  private:
   void spawn(const Texts& arguments);
   bool hasEnded() const;
@@ -84,9 +111,3 @@ class ServiceTest : public testing::Test {
   TemporaryFolder folder_{"/var/tmp"};  // the service sees another /tmp
   pid_t pid_ = -1;
 };
-
-// The paths and values of a setValues, each list as it stands.
-std::string pathsAndValues(const Texts& paths, const Texts& texts);
-
-// Texts of all elements of this local name, in order, with the references resolved.
-Texts elements(const std::string& xml, const std::string& name);

@@ -1,18 +1,8 @@
 #include "front/envelope_guard.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
+#include "service_fixture.h"
 
 namespace {
-
-std::string repeated(const std::string& text, std::size_t count) {
-  std::string result;
-  for (std::size_t i = 0; i < count; ++i) {
-    result += text;
-  }
-  return result;
-}
 
 // The reason for the refusal, or empty; the document arrives in pieces of the given size.
 std::string refusal(const std::string& document, std::size_t piece) {
@@ -26,7 +16,7 @@ std::string refusal(const std::string& document, std::size_t piece) {
 }
 
 TEST(EnvelopeGuard, RefusesTheSameInPiecesOfAnySize) {
-  const auto attributes = [](std::size_t count) { return repeated(" a='>'", count); };
+  const auto attributes = [](int count) { return repeated(" a='>'", count); };
   // Name, document, a part of the reason; an empty reason: accepted.
   const std::tuple<const char*, std::string, std::string> kCases[] = {
       {"plain", "<?xml version='1.0'?>\n<a b=\"x>'y\"><!-- - c --><![CDATA[<&]]]>&#xE9;</a>", ""},

@@ -1,7 +1,9 @@
 // The event, system and delta logs over the real socket.
-#include "service_fixture.h"
-#include "store_fixture.h"
 #include "toolkit/log.h"
+
+#include <regex>
+
+#include "service_fixture.h"
 
 namespace {
 
@@ -33,28 +35,20 @@ CEvent configuration(const std::string& message, bool complete) {
 
 // The fields of each record of a list, "name=text" with blanks between.
 Texts records(const std::string& xml, const std::string& list) {
+  const std::regex field("<(" + list + "|nss1:([^/>]+))[^>]*>([^<]*)");
   Texts result;
-  std::size_t at = 0;
-  while ((at = xml.find("<" + list, at)) != std::string::npos) {
-    const std::size_t end = xml.find("</" + list, at);
-    std::string fields;
-    while ((at = xml.find("<nss1:", at)) < end) {
-      at += 6;
-      const std::size_t name = xml.find_first_of("/>", at);
-      fields += (fields.empty() ? "" : " ") + xml.substr(at, name - at) + "=";
-      at = xml.find('>', at) + 1;
-      fields += xml.substr(at, xml.find('<', at) - at);
+  for (std::sregex_iterator i(xml.begin(), xml.end(), field), end; i != end; ++i) {
+    if ((*i)[2].matched) {
+      result.back() += (result.back().empty() ? "" : " ") + i->str(2) + "=" + i->str(3);
+    } else {
+      result.emplace_back();
     }
-    result.push_back(fields);
-    at = end;
   }
   return result;
 }
 
 class EventLogs : public ServiceTest {
  protected:
-  EventLogs() { import(testModel()); }
-
   std::string file(const std::string& name) const { return root() / name; }
   void append(const std::string& name, const std::vector<CEvent>& events) const {
     CLog log;
@@ -66,11 +60,10 @@ class EventLogs : public ServiceTest {
            file("deltas.db"), "-m", maxRecords});
   }
   std::string events(const std::string& type, const std::string& children = "") const {
-    return ask("getEventLog",
-               "<request><rqstType>" + type + "</rqstType>" + children + "</request>");
+    return ask("getEventLog", tags({{"request", tags({{"rqstType", type}}) + children}}));
   }
   std::string deltas(const std::string& children) const {
-    return ask("getDeltaLog", "<request>" + children + "</request>");
+    return ask("getDeltaLog", tags({{"request", children}}));
   }
 };
 
@@ -178,8 +171,8 @@ TEST_F(EventLogs, AGroupThatTheMaximumCutsIsTrimmed) {
        "0"},
       {1, "<startTime>9223372036854775807</startTime>" + trim, {}, "0"}};
   for (const auto& [max, more, ids, trimmed] : kCases) {
-    const std::string reply =
-        events("LgRqTypDeltas", "<nMaxToReturn>" + std::to_string(max) + "</nMaxToReturn>" + more);
+    const std::string most = tags({{"nMaxToReturn", std::to_string(max)}});
+    const std::string reply = events("LgRqTypDeltas", most + more);
     EXPECT_EQ(elements(reply, "EventId"), ids) << max << more;
     EXPECT_EQ(elements(reply, "numTrimmedEvents"), Texts{trimmed}) << max << more;
   }
@@ -190,7 +183,7 @@ TEST_F(EventLogs, ARequestIsBoundedByTheShareOfItsLog) {
   append("deltas.db", std::vector<CEvent>(20, eventAt(1, "/M1/A")));
   startWithLogs("17");
   const auto ofEvents = [this](const char* max) {
-    return events("2", "<nMaxToReturn>" + std::string(max) + "</nMaxToReturn>");
+    return events("2", tags({{"nMaxToReturn", max}}));
   };
   EXPECT_EQ(elements(ofEvents("4"), "EventId").size(), 4U);
   EXPECT_EQ(elements(ofEvents("0"), "EventId").size(), 4U);
@@ -230,10 +223,8 @@ TEST_F(EventLogs, PagingBesideAWriterMissesNothing) {
   Texts values;
   std::string next = "1";
   const bool whole = await([&] {
-    const std::string reply = deltas(
-        "<nMaxToReturn>7</nMaxToReturn><bTrimIncomplete>1"
-        "</bTrimIncomplete><startTime>" +
-        next + "</startTime>");
+    const std::string reply =
+        deltas(tags({{"nMaxToReturn", "7"}, {"bTrimIncomplete", "1"}, {"startTime", next}}));
     const Texts page = elements(reply, "Value");
     values.insert(values.end(), page.begin(), page.end());
     if (!page.empty()) {

@@ -5,7 +5,6 @@
 #include <fstream>
 
 #include "handler_fixture.h"
-#include "service_fixture.h"
 #include "toolkit/log.h"
 #include "toolkit/trend.h"
 
@@ -40,17 +39,18 @@ void makeTrends(const std::string& file) {
   ASSERT_EQ(log.append(entries), 0) << log.last_error();
 }
 
+constexpr const char* kNoDevice = "? 21 No History : No Trend data found for this device.";
+
 class TrendLogs : public ServiceTest {
  protected:
-  TrendLogs() { import(testModel()); }
   std::string file() const { return root() / "trends.db"; }
   void startWith(const std::string& maxRecords) {
     start({"-d", "-D", "9", "-t", file(), "-m", maxRecords});
   }
   std::string data(const std::string& children, const std::string& device = "/M1",
                    const std::string& periods = "<periods>1</periods>") const {
-    return ask("getTrendData", "<request><devicePath>" + device + "</devicePath>" + periods +
-                                   children + "</request>");
+    return ask("getTrendData",
+               tags({{"request", tags({{"devicePath", device}}) + periods + children}}));
   }
 };
 
@@ -60,16 +60,13 @@ TEST_F(TrendLogs, TellWhatIsTrended) {
   EXPECT_EQ(elements(ask("getTrendPeriods", ""), "result"), closed);
   EXPECT_EQ(elements(data(""), "result"), closed);
   makeTrends(file());
-  const std::string periods = ask("getTrendPeriods", "");
-  EXPECT_EQ(elements(periods, "result"), Texts{"OK"}) << "opened by a later request";
-  EXPECT_EQ(elements(periods, "period"), (Texts{"1", "2"}));
-  EXPECT_EQ(elements(periods, "max-entries"), (Texts{"1440", "4000000000"}));
-
-  for (const std::string stranger : {"", "/M", "/M1/", "/m1"}) {
-    const std::string params =
-        ask("getDeviceTrendParams", "<devicePath>" + stranger + "</devicePath>");
-    EXPECT_EQ(elements(params, "result"),
-              Texts{"? 21 No History : No Trend data found for this device."});
+  const std::string openedLater = ask("getTrendPeriods", "");
+  expectElements(
+      openedLater,
+      {{"result", {"OK"}}, {"period", {"1", "2"}}, {"max-entries", {"1440", "4000000000"}}});
+  for (const char* stranger : {"", "/M", "/M1/", "/m1"}) {
+    const std::string params = ask("getDeviceTrendParams", tags({{"devicePath", stranger}}));
+    EXPECT_EQ(elements(params, "result"), Texts{kNoDevice});
   }
 }
 
@@ -97,20 +94,16 @@ TEST_F(TrendLogs, GiveSnapshotsByPeriodTimeAndNumber) {
   const std::string one = data(
       "<nMaxToReturn>1</nMaxToReturn><pointPaths>/M1/x</pointPaths>"
       "<pointPaths>/M1/Pf</pointPaths>");
-  EXPECT_EQ(elements(one, "paramPaths"), Texts{"/M1/Pf"});
-  EXPECT_EQ(elements(one, "actual"), Texts{"-1"});
-  EXPECT_EQ(elements(one, "maxValid"), Texts{"false"});
-
+  expectElements(one, {{"paramPaths", {"/M1/Pf"}}, {"actual", {"-1"}}, {"maxValid", {"false"}}});
   const char* const noPeriod = "? 21 No History : No Trend periods data matching the request.";
   const std::tuple<std::string, const char*> kRefusals[] = {
       {data("<nMaxToReturn>5</nMaxToReturn>"),
        "? 34 Result Too Big to Return : Please request less than 4 records."},
       {data("", "/M1", "<periods>4294967297</periods>"), noPeriod},
-      {data("", "/M2"), "? 21 No History : No Trend data found for this device."},
+      {data("", "/M2"), kNoDevice},
       {data("<pointPaths>/M1/x</pointPaths>"), ""}};
   for (const auto& [reply, result] : kRefusals) {
-    EXPECT_EQ(elements(reply, "result"), Texts{result});
-    EXPECT_EQ(elements(reply, "timestamp"), Texts{});
+    expectElements(reply, {{"result", {result}}, {"timestamp", {}}});
   }
 }
 
@@ -134,7 +127,7 @@ void countPause(std::chrono::microseconds time) {
 class BusyLogs : public HandlerTest {
  protected:
   BusyLogs() {
-    import({leaf("/M1", "NodeType", toolkit::CElement("Device"))});
+    import({leafAt("/M1:NodeType", "Device")});
     global_.pause = countPause;
     pauses = 0;
     global_.deltaLog = folder() / "deltas.db";

@@ -5,14 +5,7 @@ namespace {
 
 class Reading : public ServiceTest {
  protected:
-  Reading() {
-    import(testModel());
-    start();
-  }
-
-  Texts array(const std::string& operation, const std::string& children) const {
-    return elements(call(operation, children), operation + "Result");
-  }
+  Reading() { start(); }
 };
 
 TEST_F(Reading, OneValueOfEveryKind) {
@@ -63,7 +56,7 @@ TEST_F(Reading, RightsGuardValuesButNotWhatIsToldAboutThem) {
 }
 
 TEST_F(Reading, AListAnswersEachPathInItsPlace) {
-  const auto list = [this](const std::string& children) { return array("getValues", children); };
+  const auto list = [this](const std::string& children) { return results("getValues", children); };
   EXPECT_EQ(list("<n:paths><n:string>/M1/Count</n:string><n:string>/M1/Gone</n:string>"
                  "<n:string>bad</n:string><n:string>/Secret/Value1</n:string>"
                  "<n:string>/M1/Breaker:PossibleValues[0]</n:string></n:paths>"),
@@ -74,25 +67,22 @@ TEST_F(Reading, AListAnswersEachPathInItsPlace) {
 }
 
 TEST_F(Reading, RelativePathsAreJoinedAsTheyStand) {
-  const auto list = [this](const std::string& c) { return array("getRelativeValues", c); };
+  const auto list = [this](const std::string& c) { return results("getRelativeValues", c); };
   EXPECT_EQ(list("<n:basePath>/M1/</n:basePath><n:paths>Count</n:paths><n:paths>Flag</n:paths>"),
             (Texts{"42", "false"}));
   EXPECT_EQ(list("<n:basePath>/M1</n:basePath><n:paths>Count</n:paths>"),
             Texts{"? 9 Node Not Found : CDS access failed"});
   EXPECT_EQ(list("<n:paths>/M1/Count</n:paths>"), Texts{"? 17 No Paths Provided : No paths"});
-  std::string request = "<n:basePath>/" + std::string(500'000, 'x') + "</n:basePath>";
-  for (int i = 0; i < 20'000; ++i) {
-    request += "<n:paths/>";
-  }
-  EXPECT_EQ(list(request), Texts(20'000, "? 8 Bad Path Syntax : CDS access failed"))
+  const std::string base = tags({{"n:basePath", "/" + std::string(500'000, 'x')}});
+  EXPECT_EQ(list(base + repeated("<n:paths/>", 20'000)),
+            Texts(20'000, "? 8 Bad Path Syntax : CDS access failed"))
       << "10 GB if each were kept";
 }
 
 TEST_F(Reading, ArraysAreSplitOrRefused) {
-  const auto list = [this](const std::string& path) {
-    return array("getArray", "<n:path>" + path + "</n:path>");
+  const auto list = [this](const char* path) {
+    return results("getArray", tags({{"n:path", path}}));
   };
-  EXPECT_EQ(list("/M1/Breaker:PossibleValues"), (Texts{"Open", "Closed", "Tripped"}));
   EXPECT_EQ(list("/M1:Children"),
             (Texts{"Breaker", "Count", "Enabled", "Flag", "List", "One", "Text", "Va"}));
   EXPECT_EQ(list("/M1/Count"), Texts{"42"}) << "a plain value is an array of one";
@@ -101,10 +91,8 @@ TEST_F(Reading, ArraysAreSplitOrRefused) {
 
 TEST_F(Reading, ArraySizeOfOneIsTheEntryUnlessAPrefixTellsErrorsApart) {
   const auto size = [this](const std::string& path, const std::string& options) {
-    return array("getArraySize",
-                 "<n:options>" + options + "</n:options><n:path>" + path + "</n:path>");
+    return results("getArraySize", tags({{"n:options", options}, {"n:path", path}}));
   };
-  EXPECT_EQ(size("/M1/Breaker:PossibleValues", ""), Texts{"3"});
   EXPECT_EQ(size("/M1/One:PossibleValues", ""), Texts{"only"});
   EXPECT_EQ(size("/M1/One:PossibleValues", "errorPrefix=#"), Texts{"1"});
   EXPECT_EQ(size("/M1/Gone:PossibleValues", "errorPrefix=#"),
@@ -114,9 +102,10 @@ TEST_F(Reading, ArraySizeOfOneIsTheEntryUnlessAPrefixTellsErrorsApart) {
 TEST_F(Reading, ArrayRangesCutAndWrap) {
   const auto range = [this](const std::string& node, const std::string& index,
                             const std::string& count, const std::string& options = "") {
-    return array("getArrayRange", "<n:options>" + options + "</n:options><n:path>/M1/" + node +
-                                      ":PossibleValues</n:path><n:index>" + index +
-                                      "</n:index><n:count>" + count + "</n:count>");
+    return results("getArrayRange", tags({{"n:options", options},
+                                          {"n:path", "/M1/" + node + ":PossibleValues"},
+                                          {"n:index", index},
+                                          {"n:count", count}}));
   };
   // The list is a to j.
   const std::tuple<const char*, const char*, Texts> kCases[] = {

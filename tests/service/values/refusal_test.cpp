@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <regex>
 
 #include "front/global_data.h"
 #include "test_program.h"
@@ -25,13 +25,9 @@ class Refusals : public testing::Test {
     unsetenv("TOOLKIT_LOG");
     __psyslog = &log;
     EXPECT_FALSE(refuse(refusal, "Nothing at %s (%d)", subject.c_str(), 7));
-    std::ifstream lines(file);
-    std::string result;
-    for (std::string line; std::getline(lines, line);) {
-      result += line.substr(line.find(" t ") + 3) + "\n";
-    }
+    const std::string lines = contentsOf(file);
     std::filesystem::remove(file);
-    return result;
+    return std::regex_replace(lines, std::regex("[^\n]*? t ([^\n]*\n)"), "$1");
   }
 
   TemporaryFolder folder_;
