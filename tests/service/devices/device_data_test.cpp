@@ -6,21 +6,18 @@ namespace {
 class DeviceData : public ServiceTest {
  protected:
   DeviceData() {
-    const auto at = [](int seconds, const std::string& path, const auto& value) {
-      toolkit::CElement element(value);
-      element.set_time({seconds, 0});
-      toolkit::admin::ModelLeaf leaf = leafAt(path, element);
-      leaf.source = ELEMENT_PERSISTENT;
-      return leaf;
-    };
-    import({at(1, "/:NodeType", "Device"), at(1, "/S:NodeType", "Device"),
-            at(1, "/S/T:NodeType", "Device"), at(1, "/S/T/U:NodeType", "Device"),
-            at(1, "/ST:NodeType", "Device"), at(2, "/:DisplayName", "whole plant"),
-            at(3, "/:.Quality", 64), at(4, "/sDevChangeCount", 7), at(5, "/S:.Quality", 192),
-            at(6, "/S/T:DisplayName", "switch <T>"), at(7, "/S/T", "hidden")},
-           {{ "/S/T",
-              "*",
-              "" }});
+    Leaves leaves = {leafAt("/:NodeType", "Device"),    leafAt("/S:NodeType", "Device"),
+                     leafAt("/S/T:NodeType", "Device"), leafAt("/S/T/U:NodeType", "Device"),
+                     leafAt("/ST:NodeType", "Device"),  leafAt("/:DisplayName", "whole plant"),
+                     leafAt("/:.Quality", 64),          leafAt("/sDevChangeCount", 7),
+                     leafAt("/S:.Quality", 192),        leafAt("/S/T:DisplayName", "switch <T>"),
+                     leafAt("/S/T", "hidden")};
+    for (std::size_t i = 0; i < leaves.size(); ++i) {
+      leaves[i].element.set_time({i < 5 ? 1 : static_cast<time_t>(i) - 3, 0});
+      leaves[i].source = ELEMENT_PERSISTENT;
+    }
+    const toolkit::admin::Right none = {"/S/T", "*", ""};
+    import(leaves, {none});
     start();
   }
   ~DeviceData() override { unsetenv("TZ"); }
@@ -50,11 +47,9 @@ TEST_F(DeviceData, TheTreeListsByPrefixAndLevelWhatADeviceHas) {
 }
 
 TEST_F(DeviceData, LeavesAreDescribedEachInItsPlace) {
-  std::string request = "<options>precision=2</options><basePath>/M1</basePath>";
-  for (const char* leaf : {"/Va", "/Breaker", ":Children", "Va", "//", "/Va:.Time", "/../S/T"}) {
-    request += tags({{"leafPaths", leaf}});
-  }
-  const std::string reply = ask("getLeafDescriptors", request);
+  const Texts paths = {"/Va", "/Breaker", ":Children", "Va", "//", "/Va:.Time", "/../S/T"};
+  const std::string base = "<options>precision=2</options><basePath>/M1</basePath>";
+  const std::string reply = ask("getLeafDescriptors", base + tagged("leafPaths", paths));
   const std::string bad = "? 8 Bad Path Syntax : CDS access failed";
   EXPECT_EQ(elements(reply, "result"),
             (Texts{"OK", "2.3e+02", "Closed", "Breaker;Count;Enabled;Flag;List;One;Text;Va",

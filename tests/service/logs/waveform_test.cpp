@@ -9,17 +9,7 @@ namespace fs = std::filesystem;
 
 class Waveforms : public ServiceTest {
  protected:
-  Waveforms() { fs::create_directory(folder()); }
-  fs::path folder() const { return root() / "waves"; }
-  void copy(const std::string& from, const std::string& to) const {
-    fs::copy_file(fs::path(RECORDS_FOLDER) / from, folder() / to);
-  }
-  void copySet(const std::string& from, const std::string& to) const {
-    for (const char* extension : {".cfg", ".dat", ".hdr"}) {
-      copy(from + extension, to + extension);
-    }
-  }
-  void startWithFolder() { start({"-d", "-D", "9", "-w", folder()}); }
+  void startWithFolder() { start({"-d", "-D", "9", "-w", waves()}); }
   std::string config(const std::string& url) const {
     return ask("getWaveformConfig", tags({{"url", url}}));
   }
@@ -29,10 +19,10 @@ class Waveforms : public ServiceTest {
 };
 
 TEST_F(Waveforms, AreDescribedAndGivenByChannel) {
-  copySet("same-binary", "sag 7");
-  copySet("missing-binary", "gap");
-  copySet("cyrillic", "cyrillic");
-  copySet("fewer", "cut");
+  copyWaveform("same-binary", "sag 7");
+  copyWaveform("missing-binary", "gap");
+  copyWaveform("cyrillic", "cyrillic");
+  copyWaveform("fewer", "cut");
   startWithFolder();
   const std::string url = "http://meter/waveforms/sag%207.cfg";
   EXPECT_EQ(elements(config(url), "stationID"), Texts{"Main board"});
@@ -49,19 +39,18 @@ TEST_F(Waveforms, AreDescribedAndGivenByChannel) {
 }
 
 TEST_F(Waveforms, ThatCannotBeUsedAreRefused) {
-  copySet("same-binary", "good");
-  copySet("bad-date", "config");
-  copySet("bad-before-trigger", "short");
-  copy("no-header.cfg", "bare.cfg");
-  copy("no-header.dat", "bare.dat");
-  copy("same-binary.cfg", "lonely.cfg");
-  copySet("same-binary", "wordy");
-  fs::resize_file(folder() / "wordy.hdr", (1 << 20) + 1);
-  fs::create_symlink(fs::path(RECORDS_FOLDER) / "same-binary.cfg", folder() / "link.cfg");
+  copyWaveform("same-binary", "good");
+  copyWaveform("bad-date", "config");
+  copyWaveform("bad-before-trigger", "short");
+  copyWaveform("no-header", "bare", {".cfg", ".dat"});
+  copyWaveform("same-binary", "lonely", {".cfg"});
+  copyWaveform("same-binary", "wordy");
+  fs::resize_file(waves() / "wordy.hdr", (1 << 20) + 1);
+  fs::create_symlink(fs::path(RECORDS_FOLDER) / "same-binary.cfg", waves() / "link.cfg");
   startWithFolder();
   const std::string invalid = "? 33 Argument Invalid/Not Supported : ";
   const std::string failed = "? 22 No Data Available : Failed to parse COMTRADE ";
-  const std::string at = " at " + folder().string() + "/";
+  const std::string at = " at " + waves().string() + "/";
   // URL; the result; a part of a line in the log.
   const std::tuple<const char*, std::string, std::string> kDescriptions[] = {
       {"", invalid + "Cannot parse URL", "Cannot parse URL "},

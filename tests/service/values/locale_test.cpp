@@ -13,7 +13,7 @@ class Locales : public ServiceTest {
   std::string breaker(const std::string& address, const std::string& language,
                       const std::string& options = "") const {
     const std::string children = tags({{"n:options", options}, {"n:path", "/M1/Breaker"}});
-    FastCgiParams client = {{"REMOTE_ADDR", address}};
+    Pairs client = {{"REMOTE_ADDR", address}};
     if (!language.empty()) {
       client.emplace_back("HTTP_ACCEPT_LANGUAGE", language);
     }
