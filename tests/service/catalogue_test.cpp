@@ -189,9 +189,8 @@ INSTANTIATE_TEST_SUITE_P(Operation, Catalogue, testing::ValuesIn(operations()),
                          [](const auto& parameter) { return parameter.param; });
 
 TEST(CatalogueFiles, AreThoseOfTheOperations) {
-  const auto files = std::ranges::count_if(fs::directory_iterator(CATALOGUE), [](const auto& file) {
-    return file.path().extension() == ".xml";
-  });
+  const auto isCase = [](const auto& file) { return file.path().extension() == ".xml"; };
+  const auto files = std::ranges::count_if(fs::directory_iterator(CATALOGUE), isCase);
   EXPECT_EQ(operations().size(), static_cast<std::size_t>(files));
   EXPECT_GE(files, 36);
 }

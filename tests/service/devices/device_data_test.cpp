@@ -12,6 +12,7 @@ class DeviceData : public ServiceTest {
                      leafAt("/:.Quality", 64),          leafAt("/sDevChangeCount", 7),
                      leafAt("/S:.Quality", 192),        leafAt("/S/T:DisplayName", "switch <T>"),
                      leafAt("/S/T", "hidden")};
+    // The devices' types change at the first second, each other leaf at one of its own.
     for (std::size_t i = 0; i < leaves.size(); ++i) {
       leaves[i].element.set_time({i < 5 ? 1 : static_cast<time_t>(i) - 3, 0});
       leaves[i].source = ELEMENT_PERSISTENT;

@@ -30,7 +30,7 @@ TEST_F(Process, TerminationSignalsEndItInOrder) {
   }
 }
 
-TEST_F(Process, APeerThatLeavesEarlyDelaysNobody) {
+TEST_F(Process, APeerThatLeavesEarlyDelaysNobodyAndOneThatStallsIsGivenUp) {
   start();
   for (const std::string& bytes : {std::string(), std::string("\1\1\0\1", 4)}) {
     { const SilentPeer left(socketPath(), bytes); }
@@ -38,9 +38,6 @@ TEST_F(Process, APeerThatLeavesEarlyDelaysNobody) {
     { const SilentPeer left(socketPath(), bytes); }
   }
   EXPECT_EQ(stop(SIGTERM).status, 0) << "the signal is heard after such a peer";
-}
-
-TEST_F(Process, APeerThatStallsIsGivenUp) {
   import({leafAt("/M1/Large", std::string(900000, 'x'))});
   start();
   const std::string request =

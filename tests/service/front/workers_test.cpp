@@ -90,7 +90,7 @@ TEST_F(Workers, AWorkerInTheBackgroundKeepsTheSocket) {
   awaitLog("Exiting dravixd");
 }
 
-TEST_F(Workers, AnyOtherDescriptor0IsNone) {
+TEST_F(Workers, AnyOtherDescriptor0IsNoneAndANumberThatIsNoneEndsTheStart) {
   int ends[2];
   const std::function<void()> kCases[] = {
       [] { dup2(open("/dev/null", O_RDWR), 0); }, [] { close(0); },
@@ -103,9 +103,6 @@ TEST_F(Workers, AnyOtherDescriptor0IsNone) {
     EXPECT_EQ(value("/M1/Count"), "42");
     EXPECT_EQ(stop(SIGTERM).status, 0);
   }
-}
-
-TEST_F(Workers, ANumberThatIsNoneEndsTheStart) {
   for (const char* number : {"0", "65", "x", "1x", "-1"}) {
     prepareWith([&] { setenv("DRAVIXD_WORKER", number, 1); });
     const Outcome outcome = run({"-d"});

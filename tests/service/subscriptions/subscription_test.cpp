@@ -62,16 +62,13 @@ TEST_F(Subscriptions, CreateLeavesTheWholeTreeAndAbsentElementsTakeDefaults) {
                    {"n:other", ""},
                    {"n:subscribeLogOptions", "Trend"}}));
   EXPECT_EQ(elements(reply, "Value"), Texts{"230.123"});
-  expectInDemo({{"/ReplyURI", "http://192.0.2.1/x?a=1&b=2"},
-                {"/LeaseDuration", "60000"},
-                {"/LogSinceTime", "1700000000.250000"},
-                {"/LogOptions", "5"},
-                {"/RTNodes:HasDynamicChildren", "true"},
-                {"/RTNodes:Children", "M1.Va"},
-                {"/RTNodes/M1.Va:NodeType", "Collection"},
-                {"/RTNodes/M1.Va/RqstdFreshness", "500"},
-                {"/RTNodes/M1.Va/Deadband", "0.5"},
-                {"/RTNodes/M1.Va/Deadband:Units", "percent"}});
+  const Pairs tree = {
+      {"/ReplyURI", "http://192.0.2.1/x?a=1&b=2"}, {"/LeaseDuration", "60000"},
+      {"/LogSinceTime", "1700000000.250000"},      {"/LogOptions", "5"},
+      {"/RTNodes:HasDynamicChildren", "true"},     {"/RTNodes:Children", "M1.Va"},
+      {"/RTNodes/M1.Va:NodeType", "Collection"},   {"/RTNodes/M1.Va/RqstdFreshness", "500"},
+      {"/RTNodes/M1.Va/Deadband", "0.5"},          {"/RTNodes/M1.Va/Deadband:Units", "percent"}};
+  expectInDemo(tree);
   EXPECT_EQ(stored("/SubUpdateCount"), "1");
   std::string writer;
   api_status_t status = API_NONE;
@@ -80,10 +77,8 @@ TEST_F(Subscriptions, CreateLeavesTheWholeTreeAndAbsentElementsTakeDefaults) {
   CEvent::format_source_string(writer, "WS", "", "");
   EXPECT_EQ(writer, "WS: anonymous");
   EXPECT_TRUE(contains(call("createSubscription", id("demo")), "xsi:nil=\"true\""));
-  expectInDemo({{"/ReplyURI", ""},
-                {"/LeaseDuration", "0"},
-                {"/LogSinceTime", "0.000000"},
-                {"/RTNodes:Children", ""}});
+  expectInDemo({{"/ReplyURI", ""}, {"/LeaseDuration", "0"}});
+  expectInDemo({{"/LogSinceTime", "0.000000"}, {"/RTNodes:Children", ""}});
 }
 
 TEST_F(Subscriptions, AnswersWithAReadingOfEachPoint) {

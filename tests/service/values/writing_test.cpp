@@ -66,9 +66,6 @@ TEST_F(Writing, RefusesAndChangesNothing) {
   EXPECT_EQ(value("/M1/List:PossibleValues"), "a;b;c;d;e;f;g;h;i;j");
   EXPECT_EQ(value("/M1/Locked"), "7");
   EXPECT_EQ(value("/M1/State"), "1") << "a state without a label";
-}
-
-TEST_F(Writing, WithoutTheRightIsHttp401AndWritesNothing) {
   const std::string one = "<n:path>/M1/Count</n:path><n:value>1</n:value>";
   const FastCgiReply refused = post(envelope("setValue", one), "stranger");
   EXPECT_EQ(refused.status(), 401);
