@@ -14,13 +14,10 @@ namespace {
 namespace fs = std::filesystem;
 using Tree = boost::property_tree::ptree;
 
-const std::string kOldUri = "http://schemas.xmlsoap.org/soap/envelope/";
-const std::string kNewUri = "http://www.w3.org/2003/05/soap-envelope";
-
-std::vector<std::string> operations() {
+Texts operations() {
   static const std::regex kOperation("\nint (?:__)?n[a-z0-9]+__([A-Za-z]+)\\(");
   const std::string schema = contentsOf(SCHEMA);
-  std::vector<std::string> names;
+  Texts names;
   for (std::sregex_iterator i(schema.begin(), schema.end(), kOperation), end; i != end; ++i) {
     names.push_back((*i)[1]);
   }
@@ -35,7 +32,7 @@ std::string inEnvelope(const std::string& body, bool soap12) {
       " xmlns:nss1=\"http://tarnix.example/TarnixWSSubscriber\""
       " xmlns:nsvk=\"http://tarnix.example/TarnixWSVK\""
       " xmlns:nsc3=\"http://tarnix.example/TarnixWSC3\"";
-  return "<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"" + (soap12 ? kNewUri : kOldUri) + "\"" + kPrefixes +
+  return "<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"" + (soap12 ? kSoap12 : kSoap11) + "\"" + kPrefixes +
          "><SOAP-ENV:Body>" + body + "</SOAP-ENV:Body></SOAP-ENV:Envelope>";
 }
 
@@ -50,20 +47,16 @@ std::string qualified(const std::string& name, const Prefixes& prefixes, bool is
 }
 
 // A line for each element: its depth, its name with its namespace, its attributes, its own text.
-void describe(const Tree& parent, const std::string& indent, const Prefixes& outer,
-              std::vector<std::string>& lines) {
+void describe(const Tree& parent, const std::string& indent, const Prefixes& outer, Texts& lines) {
   for (const auto& [name, element] : parent) {
-    if (name == "<xmlattr>" || name == "<xmlcomment>") {
+    if (name == "<xmlattr>") {
       continue;
     }
     Prefixes prefixes = outer;
     const Tree attributes = element.get_child("<xmlattr>", Tree());
     for (const auto& [key, value] : attributes) {
-      if (key == "xmlns") {
-        prefixes[""] = value.data();
-      }
-      if (key.starts_with("xmlns:")) {
-        prefixes[key.substr(6)] = value.data();
+      if (key == "xmlns" || key.starts_with("xmlns:")) {
+        prefixes[key.substr(std::min<std::size_t>(key.size(), 6))] = value.data();
       }
     }
     std::string line = indent + qualified(name, prefixes, false);
@@ -78,15 +71,11 @@ void describe(const Tree& parent, const std::string& indent, const Prefixes& out
   }
 }
 
-std::vector<std::string> described(const std::string& xml) {
+Texts described(const std::string& xml) {
   std::istringstream in(xml);
   Tree tree;
-  try {
-    read_xml(in, tree, boost::property_tree::xml_parser::no_comments);
-  } catch (const std::exception& e) {
-    return {std::string("no XML: ") + e.what()};
-  }
-  std::vector<std::string> lines;
+  read_xml(in, tree, boost::property_tree::xml_parser::no_comments);
+  Texts lines;
   describe(tree, "", {}, lines);
   return lines;
 }
@@ -107,11 +96,7 @@ class Catalogue : public ServiceTest, public testing::WithParamInterface<std::st
  protected:
   Catalogue() {
     file_ = contentsOf(folder() / (GetParam() + ".xml"));
-    fs::create_directory(root() / "waves");
-    for (const char* extension : {".cfg", ".dat", ".hdr"}) {
-      fs::copy_file(fs::path(RECORDS_FOLDER) / (std::string("same-binary") + extension),
-                    root() / "waves" / (std::string("sag") + extension));
-    }
+    copyWaveform("same-binary", "sag");
     for (const char* log : {"alarms", "system", "deltas"}) {
       devctl({"events", "append", root() / (std::string(log) + ".db")},
              folder() / (std::string(log) + ".jsonl"));
@@ -128,20 +113,16 @@ class Catalogue : public ServiceTest, public testing::WithParamInterface<std::st
     EXPECT_EQ(outcome.status, 0) << outcome.err;
   }
 
-  // The text of a section of the case, or of its attribute.
+  // What the pattern's group stands for in the case.
+  std::string found(const std::string& pattern) const {
+    std::smatch match;
+    return std::regex_search(file_, match, std::regex(pattern)) ? match[1].str() : std::string();
+  }
   std::string section(const std::string& name) const {
-    const std::size_t end = file_.find("</" + name + ">");
-    const std::size_t tag = file_.find("<" + name);
-    if (end == std::string::npos || tag == std::string::npos) {
-      return {};
-    }
-    const std::size_t begin = file_.find('>', tag) + 1;
-    return file_.substr(begin, end - begin);
+    return found("<" + name + "[^>]*>([^]*)</" + name + ">");
   }
   std::string attribute(const std::string& element, const std::string& name) const {
-    std::smatch match;
-    const std::regex pattern("<" + element + "[^>]* " + name + "=\"([^\"]*)\"");
-    return std::regex_search(file_, match, pattern) ? match[1].str() : std::string();
+    return found("<" + element + "[^>]* " + name + "=\"([^\"]*)\"");
   }
   FastCgiReply send(const std::string& body, bool soap12 = false) const {
     const std::string user = attribute("case", "user");
@@ -155,7 +136,7 @@ class Catalogue : public ServiceTest, public testing::WithParamInterface<std::st
     }
     devctl({"store", "import", folder() / "model.json", "--replace"}, "/dev/null");
     start({"-d", "-D", "1", "-a", root() / "alarms.db", "-s", root() / "system.db", "-h",
-           root() / "deltas.db", "-t", root() / "trends.db", "-w", root() / "waves"});
+           root() / "deltas.db", "-t", root() / "trends.db", "-w", waves()});
     if (!section("before").empty()) {
       ASSERT_EQ(send(section("before")).status(), 200);
     }
@@ -208,9 +189,8 @@ INSTANTIATE_TEST_SUITE_P(Operation, Catalogue, testing::ValuesIn(operations()),
                          [](const auto& parameter) { return parameter.param; });
 
 TEST(CatalogueFiles, AreThoseOfTheOperations) {
-  const auto files = std::ranges::count_if(fs::directory_iterator(CATALOGUE), [](const auto& file) {
-    return file.path().extension() == ".xml";
-  });
+  const auto isCase = [](const auto& file) { return file.path().extension() == ".xml"; };
+  const auto files = std::ranges::count_if(fs::directory_iterator(CATALOGUE), isCase);
   EXPECT_EQ(operations().size(), static_cast<std::size_t>(files));
   EXPECT_GE(files, 36);
 }

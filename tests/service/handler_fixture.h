@@ -4,7 +4,7 @@
 #include "TarnixH.h"
 #include "front/engine.h"
 #include "front/global_data.h"
-#include "store_fixture.h"
+#include "service_fixture.h"
 
 class HandlerTest : public StoreTest {
  protected:
@@ -17,7 +17,7 @@ class HandlerTest : public StoreTest {
     engine_.reset();
     __psyslog = nullptr;
   }
-  void import(std::vector<toolkit::admin::ModelLeaf> leaves) {
+  void import(Leaves leaves) {
     StoreTest::import(std::move(leaves));
     ASSERT_EQ(global_.cdsApi.init(), 0) << global_.cdsApi.last_error();
   }

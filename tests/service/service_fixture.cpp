@@ -1,16 +1,20 @@
 #include "service_fixture.h"
 
+#include <fastcgi.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
+#include <regex>
+#include <string_view>
 
 namespace fs = std::filesystem;
-using toolkit::CElement;
 
 namespace {
 
@@ -38,18 +42,45 @@ void enterNamespace(const fs::path& root) {
   }
 }
 
-toolkit::admin::ModelLeaf leaf(const std::string& node, const std::string& name, CElement element) {
-  element.set_time({1700000000, 500000});
-  return {node, name, std::move(element), ELEMENT_NORMAL};
+constexpr int kRequestId = 1;
+constexpr std::size_t kMaxContent = 32768;
+constexpr int kTimeoutSeconds = 60;
+
+std::string record(unsigned char type, std::string_view content) {
+  const auto high = static_cast<char>(content.size() >> 8);
+  const auto low = static_cast<char>(content.size() & 0xFF);
+  std::string result = {FCGI_VERSION_1, static_cast<char>(type), 0, kRequestId, high, low, 0, 0};
+  return result.append(content);
 }
 
-std::string optionsAndPath(const std::string& options, const std::string& path) {
-  return "<n:options>" + options + "</n:options><n:path>" + path + "</n:path>";
+// A stream is its content in records and an empty record.
+std::string stream(unsigned char type, std::string_view content) {
+  std::string result;
+  for (; !content.empty(); content.remove_prefix(std::min(kMaxContent, content.size()))) {
+    result += record(type, content.substr(0, kMaxContent));
+  }
+  return result + record(type, {});
 }
 
-std::string onlyElement(const std::string& xml, const std::string& name) {
-  const auto results = elements(xml, name);
-  return results.size() == 1 ? results.front() : "no single result in: " + xml;
+std::string encodedLength(std::size_t length) {
+  return {static_cast<char>((length >> 24) | 0x80), static_cast<char>(length >> 16),
+          static_cast<char>(length >> 8), static_cast<char>(length)};
+}
+
+std::string encodedParams(const Pairs& params) {
+  std::string result;
+  for (const auto& [name, value] : params) {
+    result.append(encodedLength(name.size())).append(encodedLength(value.size()));
+    result.append(name).append(value);
+  }
+  return result;
+}
+
+sockaddr_un addressOf(const std::string& path) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  return address;
 }
 
 }  // namespace
@@ -60,6 +91,7 @@ ServiceTest::ServiceTest() {
   setenv("TOOLKIT_RUN", (root() / "run").c_str(), 1);
   setenv("TOOLKIT_STATE", (root() / "state").c_str(), 1);
   setenv("TOOLKIT_LOG", (root() / "log").c_str(), 1);
+  import({});
 }
 
 ServiceTest::~ServiceTest() {
@@ -68,41 +100,30 @@ ServiceTest::~ServiceTest() {
   }
 }
 
-toolkit::admin::Model ServiceTest::testModel() {
+void ServiceTest::import(const Leaves& more, const std::vector<toolkit::admin::Right>& rights) {
   toolkit::admin::Model model;
-  model.rights = {{"/", "*", "r"},
-                  {"/", "operator", "rw"},
-                  {"/Secret", "*", ""},
-                  {"/Secret", "admin", "r"},
-                  {"/", "admin", "rwd"}};
-  model.leaves = {
-      leaf("/Software/System Settings/Supported Locales", "Value", CElement("en_US;de_DE;fr_FR")),
-      leaf("/M1", "NodeType", CElement("Device")),
-      leaf("/M1", ".Quality", CElement(192)),
-      leaf("/M1/Va", "Value", CElement(230.123456789)),
-      leaf("/M1/Va", "Units", CElement("volts")),
-      leaf("/M1/Va", ".AlarmHighLimit", CElement(253.0)),
-      leaf("/M1/Breaker", "Value", CElement(1)),
-      leaf("/M1/Breaker", "ValueType", CElement("Multistate")),
-      leaf("/M1/Breaker", "PossibleValues", CElement("Open;Closed;Tripped")),
-      leaf("/M1/Enabled", "Value", CElement(true)),
-      leaf("/M1/Enabled", "PossibleValues", CElement("Disabled;Enabled")),
-      leaf("/M1/Flag", "Value", CElement(false)),
-      leaf("/M1/Count", "Value", CElement(42)),
-      leaf("/M1/Text", "Value", CElement("é 漢 😀 <&>")),
-      leaf("/M1/List", "PossibleValues", CElement("a;b;c;d;e;f;g;h;i;j")),
-      leaf("/M1/One", "PossibleValues", CElement("only")),
-      leaf("/Secret/Value1", "Value", CElement("hidden")),
-  };
-  for (const char* node :
-       {"/M1/Va", "/M1/Breaker", "/M1/Enabled", "/M1/Flag", "/M1/Count", "/M1/Text"}) {
-    model.leaves.push_back(leaf(node, "Writable", CElement(true)));
+  model.rights = {{"/", "*", "r"}, {"/", "operator", "rw"}, {"/", "admin", "rwd"}};
+  model.rights.insert(model.rights.end(), {{"/Secret", "*", ""}, {"/Secret", "admin", "r"}});
+  model.leaves =
+      Leaves({leafAt("/Software/System Settings/Supported Locales", "en_US;de_DE;fr_FR"),
+              leafAt("/M1:NodeType", "Device"), leafAt("/M1:.Quality", 192),
+              leafAt("/M1/Va", 230.123456789), leafAt("/M1/Va:Units", "volts"),
+              leafAt("/M1/Va:.AlarmHighLimit", 253.0), leafAt("/M1/Breaker", 1),
+              leafAt("/M1/Breaker:ValueType", "Multistate"),
+              leafAt("/M1/Breaker:PossibleValues", "Open;Closed;Tripped"),
+              leafAt("/M1/Enabled", true), leafAt("/M1/Enabled:PossibleValues", "Disabled;Enabled"),
+              leafAt("/M1/Flag", false), leafAt("/M1/Count", 42), leafAt("/M1/Text", "é 漢 😀 <&>"),
+              leafAt("/M1/List:PossibleValues", "a;b;c;d;e;f;g;h;i;j"),
+              leafAt("/M1/One:PossibleValues", "only"), leafAt("/Secret/Value1", "hidden")});
+  for (const std::string node : {"Va", "Breaker", "Enabled", "Flag", "Count", "Text"}) {
+    model.leaves.push_back(leafAt("/M1/" + node + ":Writable", true));
   }
-  return model;
-}
-
-void ServiceTest::spawn(const Texts& arguments) {
-  pid_ = startBeside(arguments);
+  for (toolkit::admin::ModelLeaf& leaf : model.leaves) {
+    leaf.element.set_time({1700000000, 500000});
+  }
+  model.leaves.insert(model.leaves.end(), more.begin(), more.end());
+  model.rights.insert(model.rights.end(), rights.begin(), rights.end());
+  ASSERT_EQ(toolkit::admin::importModel(model, true), "");
 }
 
 pid_t ServiceTest::startBeside(const Texts& arguments) const {
@@ -121,15 +142,30 @@ bool ServiceTest::hasEnded() const {
 }
 
 void ServiceTest::start(const Texts& arguments) {
-  spawn(arguments);
+  pid_ = startBeside(arguments);
   const bool settled =
       await([this] { return fastCgiRequest(socketPath(), {}, "").complete || hasEnded(); });
   ASSERT_TRUE(settled && !hasEnded()) << log() << contentsOf(root() / "err");
 }
 
 Outcome ServiceTest::run(const Texts& arguments) {
-  spawn(arguments);
+  pid_ = startBeside(arguments);
   return waitForEnd();
+}
+
+void ServiceTest::copyWaveform(const std::string& from, const std::string& to,
+                               const Texts& extensions) const {
+  fs::create_directory(waves());
+  for (const std::string& extension : extensions) {
+    fs::copy_file(fs::path(RECORDS_FOLDER) / (from + extension), waves() / (to + extension));
+  }
+}
+
+pid_t ServiceTest::startDaemon(const std::string& where) {
+  EXPECT_EQ(run({"-D", "2"}).status, 0) << "the first process ends at once";
+  awaitLog("FCGI app listening at " + where + " [0]");
+  const std::string lines = log();
+  return std::stoi(lines.substr(lines.rfind("dravixd[", lines.find("listening")) + 8));
 }
 
 Outcome ServiceTest::stop(int signal) {
@@ -144,8 +180,8 @@ void ServiceTest::awaitLog(const std::string& text) const {
 }
 
 FastCgiReply ServiceTest::post(const std::string& body, const std::string& user,
-                               const FastCgiParams& more) const {
-  FastCgiParams params = more;  // the first one of a name counts
+                               const Pairs& more) const {
+  Pairs params = more;  // the first one of a name counts
   params.emplace_back("CONTENT_LENGTH", std::to_string(body.size()));
   params.emplace_back("REMOTE_ADDR", "192.0.2.1");
   if (!user.empty()) {
@@ -154,62 +190,147 @@ FastCgiReply ServiceTest::post(const std::string& body, const std::string& user,
   return fastCgiRequest(socketPath(), params, body);
 }
 
+std::string ServiceTest::result(const std::string& operation, const std::string& children,
+                                const std::string& user, const std::string& name) const {
+  const FastCgiReply reply = post(envelope(operation, children, name), user);
+  const Texts results = elements(reply.body(), operation + "Result");
+  return results.size() == 1 ? results.front() : "no single result: " + reply.out;
+}
+
 std::string ServiceTest::value(const std::string& path, const std::string& options,
                                const std::string& user) const {
-  return onlyElement(call("getValue", optionsAndPath(options, path), user), "getValueResult");
+  return result("getValue", tags({{"n:options", options}, {"n:path", path}}), user);
 }
 
 std::string ServiceTest::set(const std::string& path, const std::string& text,
                              const std::string& options) const {
-  return onlyElement(
-      call("setValue", optionsAndPath(options, path) + "<n:value>" + text + "</n:value>"),
-      "setValueResult");
+  return result("setValue", tags({{"n:options", options}, {"n:path", path}, {"n:value", text}}));
 }
 
 Texts ServiceTest::setMany(const Texts& paths, const Texts& texts,
                            const std::string& options) const {
-  const std::string children =
-      "<n:options>" + options + "</n:options>" + pathsAndValues(paths, texts);
-  return elements(call("setValues", children), "setValuesResult");
+  return results("setValues", tags({{"n:options", options}}) + pathsAndValues(paths, texts));
 }
 
-std::string pathsAndValues(const Texts& paths, const Texts& texts) {
-  std::string children;
-  for (const std::string& path : paths) {
-    children += "<n:paths>" + path + "</n:paths>";
+std::vector<toolkit::admin::Watchdog> watchdogs() {
+  std::vector<toolkit::admin::Watchdog> result;
+  EXPECT_EQ(toolkit::admin::watchdogs(result), "");
+  return result;
+}
+
+std::string tags(const Pairs& contents) {
+  std::string result;
+  for (const auto& [name, content] : contents) {
+    result.append("<").append(name).append(">").append(content);
+    result.append("</").append(name).append(">");
   }
+  return result;
+}
+
+std::string repeated(const std::string& text, int count) {
+  std::string result;
+  for (int i = 0; i < count; ++i) {
+    result += text;
+  }
+  return result;
+}
+
+std::string tagged(const std::string& name, const Texts& texts) {
+  std::string result;
   for (const std::string& text : texts) {
-    children += "<n:values>" + text + "</n:values>";
+    result += tags({{name, text}});
   }
-  return children;
+  return result;
 }
 
 std::string envelope(const std::string& operation, const std::string& children,
                      const std::string& name) {
-  return "<E:Envelope xmlns:E=\"http://schemas.xmlsoap.org/soap/envelope/\"><E:Body>"
-         "<n:" +
-         operation + " xmlns:n=\"http://tarnix.example/" + name + "\">" + children +
-         "</n:" + operation + "></E:Body></E:Envelope>";
+  return "<E:Envelope xmlns:E=\"" + kSoap11 + "\"><E:Body><n:" + operation +
+         " xmlns:n=\"http://tarnix.example/" + name + "\">" + children + "</n:" + operation +
+         "></E:Body></E:Envelope>";
 }
 
 Texts elements(const std::string& xml, const std::string& name) {
   static const std::pair<std::string, char> kReferences[] = {
       {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&amp;", '&'}};
+  const std::regex tag("<([A-Za-z0-9-]+:)?" + name + "/?>");
   Texts result;
-  for (std::size_t at = xml.find(name); at != std::string::npos; at = xml.find(name, at)) {
-    const std::size_t open = xml.rfind('<', at);
-    const bool whole = open + 1 == at || (xml[at - 1] == ':' && xml[open + 1] != '/');
-    at += name.size();
-    if (!whole || (xml[at] != '>' && xml[at] != '/')) {
-      continue;
-    }
-    const std::size_t text = xml.find('>', at) + 1;
+  for (std::sregex_iterator i(xml.begin(), xml.end(), tag), end; i != end; ++i) {
+    const auto text = static_cast<std::size_t>(i->position() + i->length());
     result.push_back(xml.substr(text, xml.find('<', text) - text));
     for (const auto& [reference, character] : kReferences) {
-      for (std::size_t i = 0; (i = result.back().find(reference, i)) != std::string::npos; ++i) {
-        result.back().replace(i, reference.size(), 1, character);
+      for (std::size_t at = 0; (at = result.back().find(reference, at)) != std::string::npos;
+           ++at) {
+        result.back().replace(at, reference.size(), 1, character);
       }
     }
   }
   return result;
+}
+
+void expectElements(const std::string& xml,
+                    const std::vector<std::pair<std::string, Texts>>& expected) {
+  for (const auto& [name, texts] : expected) {
+    EXPECT_EQ(elements(xml, name), texts) << name << " in: " << xml.substr(0, 4000);
+  }
+}
+
+int FastCgiReply::status() const {
+  const std::size_t at = out.find("Status: ");
+  return at == std::string::npos ? 200 : std::atoi(out.c_str() + at + 8);
+}
+
+std::string FastCgiReply::body() const {
+  const std::size_t end = out.find("\r\n\r\n");
+  return end == std::string::npos ? std::string() : out.substr(end + 4);
+}
+
+std::string encodedRequest(const Pairs& params, const std::string& body) {
+  return record(FCGI_BEGIN_REQUEST, {"\0\1\0\0\0\0\0\0", 8}) +
+         stream(FCGI_PARAMS, encodedParams(params)) + stream(FCGI_STDIN, body);
+}
+
+FastCgiReply fastCgiRequest(const std::string& socketPath, const Pairs& params,
+                            const std::string& body) {
+  return SilentPeer(socketPath, encodedRequest(params, body)).reply();
+}
+
+int boundSocket(const std::string& path, int type) {
+  const sockaddr_un address = addressOf(path);
+  const int descriptor = socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
+  const auto* generic = reinterpret_cast<const sockaddr*>(&address);
+  return bind(descriptor, generic, sizeof address) == 0 ? descriptor : -1;
+}
+
+// Where nobody listens, nothing is sent and the reply stays incomplete.
+SilentPeer::SilentPeer(const std::string& socketPath, const std::string& bytes)
+    : descriptor_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  const sockaddr_un address = addressOf(socketPath);
+  const timeval timeout = {kTimeoutSeconds, 0};
+  setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+  setsockopt(descriptor_, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
+  if (connect(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+    send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  }
+}
+
+SilentPeer::~SilentPeer() {
+  close(descriptor_);
+}
+
+FastCgiReply SilentPeer::reply() const {
+  FastCgiReply reply;
+  FCGI_Header header = {};
+  while (recv(descriptor_, &header, sizeof header, MSG_WAITALL) == sizeof header) {
+    const std::size_t length = header.contentLengthB1 * 256U + header.contentLengthB0;
+    std::string content(length + header.paddingLength, 0);
+    if (!content.empty()) {
+      recv(descriptor_, content.data(), content.size(), MSG_WAITALL);
+    }
+    if (header.type == FCGI_STDOUT) {
+      reply.out += content.substr(0, length);
+    }
+    reply.complete = reply.complete || header.type == FCGI_END_REQUEST;
+  }
+  return reply;
 }

@@ -1,52 +1,23 @@
 // Life of the process: start, signals, background, crash, a store that is not there.
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <fstream>
 #include <limits>
-#include <regex>
 
 #include "front/process.h"
 #include "front/timer.h"
 #include "handler_fixture.h"
-#include "service_fixture.h"
 #include "store/store.h"
-#include "store_fixture.h"
 #include "toolkit/time.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kConnections =
-    "/Software/Data Servers/Connections/BACnet WebServices:Children";
-
-class Process : public ServiceTest {
- protected:
-  Process() { import(testModel()); }
-
-  static std::string appStatus() {
-    toolkit::CCds cds;
-    return StoreTest::text(cds, "/Software/Data Servers/BACnet WebServices/AppStatus");
-  }
-  // Returns the daemon's number.
-  pid_t startDaemon() {
-    EXPECT_EQ(run({"-D", "2"}).status, 0) << "the first process ends at once";
-    awaitLog("FCGI app listening at socket /tmp/dravixd.socket [0]");
-    std::smatch match;
-    const std::string lines = log();
-    EXPECT_TRUE(std::regex_search(lines, match, std::regex("\\[(\\d+)\\].*listening"))) << lines;
-    return match.empty() ? 0 : std::stoi(match[1]);
-  }
-  static std::vector<toolkit::admin::Watchdog> watchdogs() {
-    std::vector<toolkit::admin::Watchdog> result;
-    EXPECT_EQ(toolkit::admin::watchdogs(result), "");
-    return result;
-  }
-};
+using Process = ServiceTest;
 
 TEST_F(Process, TerminationSignalsEndItInOrder) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
@@ -59,7 +30,7 @@ TEST_F(Process, TerminationSignalsEndItInOrder) {
   }
 }
 
-TEST_F(Process, APeerThatLeavesEarlyDelaysNobody) {
+TEST_F(Process, APeerThatLeavesEarlyDelaysNobodyAndOneThatStallsIsGivenUp) {
   start();
   for (const std::string& bytes : {std::string(), std::string("\1\1\0\1", 4)}) {
     { const SilentPeer left(socketPath(), bytes); }
@@ -67,12 +38,7 @@ TEST_F(Process, APeerThatLeavesEarlyDelaysNobody) {
     { const SilentPeer left(socketPath(), bytes); }
   }
   EXPECT_EQ(stop(SIGTERM).status, 0) << "the signal is heard after such a peer";
-}
-
-TEST_F(Process, APeerThatStallsIsGivenUp) {
-  toolkit::admin::Model model = testModel();
-  model.leaves.push_back({"/M1/Large", "Value", toolkit::CElement(std::string(900000, 'x'))});
-  import(model);
+  import({leafAt("/M1/Large", std::string(900000, 'x'))});
   start();
   const std::string request =
       encodedRequest({}, envelope("getValue", "<n:path>/M1/Large</n:path>"));
@@ -100,24 +66,10 @@ TEST_F(Process, CrashesLeaveABacktraceAndTheSignalsNumber) {
     start();
     const Outcome outcome = stop(signal);
     EXPECT_EQ(outcome.status, signal);
-    const std::string end =
-        "###### BACK TRACE END (" + std::string(strsignal(signal)) + ") ######\n";
-    for (const std::string& text : {end, std::string("UTIL_printBacktrace")}) {
-      EXPECT_TRUE(contains(outcome.err, text));
-    }
+    const std::string name = strsignal(signal);
+    EXPECT_TRUE(contains(outcome.err, "UTIL_printBacktrace"));
+    EXPECT_TRUE(contains(outcome.err, "###### BACK TRACE END (" + name + ") ######\n"));
   }
-}
-
-TEST_F(Process, GoesIntoTheBackgroundAndRegistersWithTheWatchdog) {
-  const pid_t daemon = startDaemon();
-  EXPECT_EQ(value("/M1/Count"), "42") << "the store opened before the fork works after it";
-  EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(daemon) + "/cwd"), "/");
-  ASSERT_EQ(watchdogs().size(), 1U);
-  EXPECT_EQ(watchdogs().front().name, "dravixd");
-  EXPECT_EQ(watchdogs().front().periodSeconds, 90);
-  kill(daemon, SIGTERM);
-  awaitLog("Exiting dravixd");
-  EXPECT_TRUE(watchdogs().empty());
 }
 
 TEST_F(Process, SocketIsOpenToTheGroupAndAStaleOneIsReplaced) {
@@ -129,22 +81,27 @@ TEST_F(Process, SocketIsOpenToTheGroupAndAStaleOneIsReplaced) {
   EXPECT_EQ(value("/M1/Count"), "42");
 }
 
-TEST_F(Process, ASecondStartLeavesTheRunningServiceAlone) {
-  const pid_t first = startDaemon();
-  EXPECT_EQ(value("/M1/Count"), "42");
-  toolkit::CCds cds;
-  EXPECT_TRUE(await([&] { return StoreTest::text(cds, kConnections) == "1"; }));
+TEST_F(Process, RunsInTheBackgroundUnderTheWatchdogAndASecondStartLeavesItAlone) {
+  const pid_t daemon = startDaemon("socket /tmp/dravixd.socket");
+  EXPECT_EQ(value("/M1/Count"), "42") << "the store opened before the fork works after it";
+  EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(daemon) + "/cwd"), "/");
+  ASSERT_EQ(watchdogs().size(), 1U);
+  EXPECT_EQ(watchdogs().front().name, "dravixd");
+  EXPECT_EQ(watchdogs().front().periodSeconds, 90);
+  const char* connections = "/Software/Data Servers/Connections/BACnet WebServices:Children";
+  EXPECT_TRUE(await([&] { return stored(connections) == "1"; }));
   for (const Texts& arguments : {Texts{"-d"}, Texts{}}) {
     const Outcome second = run(arguments);
     EXPECT_EQ(second.status, 1);
     EXPECT_TRUE(contains(second.err, "another process is serving at socket /tmp/dravixd.socket"));
     EXPECT_EQ(appStatus(), "4");
     EXPECT_EQ(watchdogs().size(), 1U);
-    EXPECT_EQ(StoreTest::text(cds, kConnections), "1") << "the client of the first one";
+    EXPECT_EQ(stored(connections), "1") << "the client of the first one";
   }
   EXPECT_EQ(value("/M1/Count"), "42");
-  kill(first, SIGTERM);
+  kill(daemon, SIGTERM);
   awaitLog("Exiting dravixd");
+  EXPECT_TRUE(watchdogs().empty());
 }
 
 TEST_F(Process, ASocketThatCannotBeHadEndsTheStartInOrder) {
@@ -188,7 +145,7 @@ TEST_F(Process, AStoreThatCannotBeOpenedIsSaidAndEndsTheStart) {
   };
   fs::remove(root() / "state/persistent.mdb");
   expectRefusal("state/persistent.mdb");
-  import(testModel());
+  import({});
   std::ofstream(root() / "run/live.mdb", std::ios::trunc) << std::string(65536, 'x');
   expectRefusal("run/live.mdb");
 }
@@ -228,9 +185,7 @@ TEST_F(Timer, AWatchdogsRowThatIsGoneIsMadeAgain) {
   ASSERT_EQ(status, API_SUCCESS);
   timer_task(&global_);
   EXPECT_TRUE(global_.cdsApi.is_open());
-  std::vector<toolkit::admin::Watchdog> rows;
-  EXPECT_EQ(toolkit::admin::watchdogs(rows), "");
-  EXPECT_EQ(rows.size(), 1U);
+  EXPECT_EQ(watchdogs().size(), 1U);
 }
 
 TEST_F(Timer, AStoreThatTakesNoPingIsClosedAndOpenedAgain) {
@@ -239,9 +194,7 @@ TEST_F(Timer, AStoreThatTakesNoPingIsClosedAndOpenedAgain) {
   for (int round = 0; round < 2; ++round) {
     timer_task(&global_);
     EXPECT_TRUE(readable());
-    std::vector<toolkit::admin::Watchdog> rows;
-    EXPECT_EQ(toolkit::admin::watchdogs(rows), "");
-    EXPECT_EQ(rows.size(), 1U);
+    EXPECT_EQ(watchdogs().size(), 1U);
     // While it reads, no page is used again.
     fs::remove(folder() / "reading");
     ChildProcess reader([this] {
@@ -265,11 +218,8 @@ TEST_F(Timer, AStoreThatTakesNoPingIsClosedAndOpenedAgain) {
 
 TEST_F(Timer, ThePingReachesTheSupervisorToo) {
   const std::string path = folder() / "notify";
-  const int supervisor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, sizeof address.sun_path - 1);
-  ASSERT_EQ(bind(supervisor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  const int supervisor = boundSocket(path, SOCK_DGRAM | SOCK_NONBLOCK);
+  ASSERT_GE(supervisor, 0);
   setenv("NOTIFY_SOCKET", path.c_str(), 1);
   timer_task(&global_);
   char state[32] = {};

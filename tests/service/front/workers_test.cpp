@@ -2,28 +2,18 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <deque>
 
 #include "service_fixture.h"
-#include "store_fixture.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
-const std::string kStatus = "/Software/Data Servers/BACnet WebServices";
-
 class Workers : public ServiceTest {
  protected:
-  Workers() {
-    toolkit::admin::Model model = testModel();
-    model.leaves.push_back({"/M1/Long", "Value", toolkit::CElement(std::string(100000, 'a'))});
-    import(model);
-  }
+  Workers() { import({leafAt("/M1/Long", std::string(100000, 'a'))}); }
   ~Workers() override {
     for (const pid_t pid : others_) {
       end(pid, SIGKILL);
@@ -32,40 +22,33 @@ class Workers : public ServiceTest {
   }
 
   void listen() {
-    listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    socketPath().copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    listener_ = boundSocket(socketPath(), SOCK_STREAM);
     ASSERT_EQ(::listen(listener_, 100), 0);
     ASSERT_EQ(chmod(socketPath().c_str(), 0600), 0);
   }
-  void startWorker(int number) {
+  void prepareWorker(const std::string& number) {
     prepareWith([this, number] {
       dup2(listener_, STDIN_FILENO);
-      setenv("DRAVIXD_WORKER", std::to_string(number).c_str(), 1);
+      setenv("DRAVIXD_WORKER", number.c_str(), 1);
     });
+  }
+  void startWorker(const std::string& number) {
+    prepareWorker(number);
     others_.push_back(startBeside());
-    await([&] { return statusOf(number) == "4"; });
-    EXPECT_EQ(statusOf(number), "4");
+    EXPECT_TRUE(await([&] { return appStatus("-" + number) == "4"; }));
   }
   Outcome end(pid_t pid, int signal) const {
     kill(pid, signal);
     return waitForProcess(pid, root());
   }
-  static std::string statusOf(int number) {
-    toolkit::CCds cds;
-    return StoreTest::text(cds, kStatus + "-" + std::to_string(number) + "/AppStatus");
-  }
   // A search that takes minutes.
   static std::string search() {
-    return encodedRequest(
-        {{"REMOTE_USER", "operator"}, {"REMOTE_ADDR", "192.0.2.1"}},
-        envelope(
-            "findAttributeMatches",
-            "<startingPath>/M1</startingPath><attribMatch>Value</attribMatch><regexMatchPattern>"
-            "(.*)\\1\\1b</regexMatchPattern><bRecursive>true</bRecursive>",
-            "TarnixWSVK"));
+    const std::string children = tags({{"startingPath", "/M1"},
+                                       {"attribMatch", "Value"},
+                                       {"regexMatchPattern", "(.*)\\1\\1b"},
+                                       {"bRecursive", "true"}});
+    return encodedRequest({{"REMOTE_USER", "operator"}, {"REMOTE_ADDR", "192.0.2.1"}},
+                          envelope("findAttributeMatches", children, "TarnixWSVK"));
   }
 
   int listener_ = -1;
@@ -74,20 +57,20 @@ class Workers : public ServiceTest {
 
 TEST_F(Workers, ShareASocketAndTheStore) {
   listen();
-  startWorker(1);
-  startWorker(2);
+  startWorker("1");
+  startWorker("2");
   EXPECT_TRUE(contains(log(), "FCGI app listening at the supervisor's socket [0]"));
   for (int i = 0; i < 50; ++i) {
     set("/M1/Count", std::to_string(i));
     EXPECT_EQ(value("/M1/Count"), std::to_string(i));
   }
   EXPECT_EQ(end(others_[0], SIGTERM).status, 0);
-  EXPECT_EQ(statusOf(1), "2");
-  EXPECT_EQ(statusOf(2), "4");
+  EXPECT_EQ(appStatus("-1"), "2");
+  EXPECT_EQ(appStatus("-2"), "4");
   EXPECT_EQ(end(others_[1], SIGKILL).status, 128 + SIGKILL);
   others_.clear();
   const SilentPeer waiting(socketPath(), encodedRequest({}, envelope("getDefaultLocale", "")));
-  startWorker(2);
+  startWorker("2");
   EXPECT_TRUE(contains(waiting.reply().body(), "getDefaultLocaleResult"));
   EXPECT_EQ(end(others_[0], SIGTERM).status, 0);
   others_.clear();
@@ -98,24 +81,16 @@ TEST_F(Workers, ShareASocketAndTheStore) {
 
 TEST_F(Workers, AWorkerInTheBackgroundKeepsTheSocket) {
   listen();
-  prepareWith([this] {
-    dup2(listener_, STDIN_FILENO);
-    setenv("DRAVIXD_WORKER", "7", 1);
-  });
-  EXPECT_EQ(run({"-D", "2"}).status, 0);
+  prepareWorker("7");
+  const pid_t daemon = startDaemon("the supervisor's socket");
   EXPECT_EQ(value("/M1/Count"), "42");
-  std::vector<toolkit::admin::Watchdog> rows;
-  EXPECT_EQ(toolkit::admin::watchdogs(rows), "");
-  ASSERT_EQ(rows.size(), 1U);
-  EXPECT_EQ(rows.front().name, "dravixd-7");
-  const std::string lines = log();
-  const std::size_t at = lines.find("dravixd[");
-  ASSERT_NE(at, std::string::npos);
-  kill(std::stoi(lines.substr(lines.rfind("dravixd[") + 8)), SIGTERM);
+  ASSERT_EQ(watchdogs().size(), 1U);
+  EXPECT_EQ(watchdogs().front().name, "dravixd-7");
+  kill(daemon, SIGTERM);
   awaitLog("Exiting dravixd");
 }
 
-TEST_F(Workers, AnyOtherDescriptor0IsNone) {
+TEST_F(Workers, AnyOtherDescriptor0IsNoneAndANumberThatIsNoneEndsTheStart) {
   int ends[2];
   const std::function<void()> kCases[] = {
       [] { dup2(open("/dev/null", O_RDWR), 0); }, [] { close(0); },
@@ -128,9 +103,6 @@ TEST_F(Workers, AnyOtherDescriptor0IsNone) {
     EXPECT_EQ(value("/M1/Count"), "42");
     EXPECT_EQ(stop(SIGTERM).status, 0);
   }
-}
-
-TEST_F(Workers, ANumberThatIsNoneEndsTheStart) {
   for (const char* number : {"0", "65", "x", "1x", "-1"}) {
     prepareWith([&] { setenv("DRAVIXD_WORKER", number, 1); });
     const Outcome outcome = run({"-d"});
@@ -141,8 +113,8 @@ TEST_F(Workers, ANumberThatIsNoneEndsTheStart) {
 
 TEST_F(Workers, OneClientsLongRequestsLeaveAWorkerToTheOthers) {
   listen();
-  startWorker(1);
-  startWorker(2);
+  startWorker("1");
+  startWorker("2");
   std::deque<SilentPeer> searches;
   for (int i = 0; i < 6; ++i) {
     searches.emplace_back(socketPath(), search());
@@ -159,10 +131,9 @@ TEST_F(Workers, WhatNobodyWaitsForIsNotDone) {
   {
     const SilentPeer holder(socketPath(), search());
     awaitLog("connection 2 for operator");
-    const SilentPeer writer(socketPath(), encodedRequest({{"REMOTE_USER", "operator"}},
-                                                         envelope("setValue",
-                                                                  "<n:path>/M1/Count</n:path>"
-                                                                  "<n:value>43</n:value>")));
+    const std::string write = tags({{"n:path", "/M1/Count"}, {"n:value", "43"}});
+    const SilentPeer writer(
+        socketPath(), encodedRequest({{"REMOTE_USER", "operator"}}, envelope("setValue", write)));
   }
   EXPECT_EQ(value("/M1/Count"), "42") << "the search ended, the write did not begin";
   EXPECT_TRUE(contains(log(), "Nobody waits for the request"));

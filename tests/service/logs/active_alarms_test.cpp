@@ -1,102 +1,82 @@
 // The table of active alarms: over the socket, and which of them a request gets.
 #include "handler_fixture.h"
-#include "service_fixture.h"
 
 namespace {
 
 using toolkit::CElement;
-using toolkit::admin::ModelLeaf;
 
 // The seven leaves of an alarm, changed at a time.
-std::vector<ModelLeaf> alarmLeaves(const std::string& number, int seconds, int level,
-                                   const std::string& source, CElement value) {
+template <class Value>
+Leaves alarmLeaves(const std::string& number, int seconds, int level, const std::string& source,
+                   const Value& value) {
   CElement sequence(3);
   sequence.set_time({seconds, 250000});
   const std::string node = "/Alarms/" + number;
-  return {{node + "/SourcePath", "Value", CElement(source)},
-          {node + "/SourceValue", "Value", std::move(value)},
-          {node + "/AlarmMsg", "Value", CElement("Voltage too high : xVoltage too low")},
-          {node + "/SequenceID", "Value", sequence},
-          {node + "/AlarmLevel", "Value", CElement(level)},
-          {node + "/ConditionRaised", "Value", CElement(level == 1)},
-          {node + "/Note", "Value", CElement("note " + number)}};
+  return {leafAt(node + "/SourcePath", source),
+          leafAt(node + "/SourceValue", value),
+          leafAt(node + "/AlarmMsg", "Voltage too high : xVoltage too low"),
+          leafAt(node + "/SequenceID", sequence),
+          leafAt(node + "/AlarmLevel", level),
+          leafAt(node + "/ConditionRaised", level == 1),
+          leafAt(node + "/Note", "note " + number)};
 }
 
 class ActiveAlarms : public ServiceTest {
  protected:
-  void startWith(const std::vector<std::vector<ModelLeaf>>& alarms) {
-    toolkit::admin::Model model = testModel();
-    model.leaves.push_back({"/Alarms/AlarmCount", "Value", CElement(9)});
-    model.leaves.push_back({"/Alarms/AlarmCountTotal", "Value", CElement(9)});
-    for (const auto& alarm : alarms) {
-      model.leaves.insert(model.leaves.end(), alarm.begin(), alarm.end());
-    }
-    import(model);
-    start();
-  }
   std::string alarms(const std::string& children = "") const {
-    return ask("getActiveAlarms", "<request>" + children + "</request>");
+    return ask("getActiveAlarms", tags({{"request", children}}));
   }
 };
 
-TEST_F(ActiveAlarms, TellWhatTheTableAndTheSourcePointSay) {
-  std::vector<ModelLeaf> bare = alarmLeaves("20", 2, 5, "/Gone/Value", CElement());
+TEST_F(ActiveAlarms, TellWhatTheTableAndTheSourcePointSayAndThatThereIsNoTable) {
+  Leaves bare = alarmLeaves("20", 2, 5, "/Gone/Value", CElement());
   bare.resize(4);  // up to the sequence
-  std::vector<ModelLeaf> broken = alarmLeaves("30", 2, 1, "/M1/Va", CElement());
+  Leaves broken = alarmLeaves("30", 2, 1, "/M1/Va", CElement());
   broken.erase(broken.begin());
-  startWith(
-      {alarmLeaves("7", 3, 1, "/M1/Va/Value", CElement(260.5)),
-       alarmLeaves("8", 3, 3, "/M1/Breaker", CElement(2)),
-       alarmLeaves("9", 3, 5, "/M1/Count", CElement(1)),
-       alarmLeaves("10", 3, 2, "/M1/Va:Units", CElement("volts")),
-       bare,
-       broken,
-       {{"/M1/Va", ".BasePriority", CElement(77)}, {"/M1/Va", ".AutoClosing", CElement(true)}}});
-  const std::string reply = alarms("<options>locale=de</options>");
-  const std::tuple<const char*, Texts> kFields[] = {
-      {"EventId", {"20", "7", "8", "9", "10"}},
-      {"SourcePath", {"/Gone", "/M1/Va", "/M1/Breaker", "/M1/Count", "/M1/Va:Units"}},
-      {"Time", {"2250000", "3250000", "3250000", "3250000", "3250000"}},
-      {"Description", Texts(5, "Spannung zu hoch : Spannung zu niedrig")},
-      {"Value", {"", "260.5", "Ausgelöst", "1", "volts"}},
-      {"NumericValue", {"2"}},
-      {"BasePriority", {"5000", "77", "5000", "5000", "77"}},
-      {"AutoClosing", {"false", "true", "false", "false", "true"}},
-      {"AckStatus", {"NotAcked", "NotAcked", "Acked", "Closed", "NotAcked"}},
-      {"VariationLevel", {"1", "2", "1", "1", "1"}},
-      {"ConditionPresent", {"false", "true", "false", "false", "false"}},
-      {"Note", {"", "note 7", "note 8", "note 9", "note 10"}}};
-  for (const auto& [name, expected] : kFields) {
-    EXPECT_EQ(elements(reply, name), expected) << name;
+  Leaves leaves = {leafAt("/Alarms/AlarmCount", 9), leafAt("/Alarms/AlarmCountTotal", 9),
+                   leafAt("/M1/Va:.BasePriority", 77), leafAt("/M1/Va:.AutoClosing", true)};
+  for (const Leaves& alarm :
+       {alarmLeaves("7", 3, 1, "/M1/Va/Value", 260.5), alarmLeaves("8", 3, 3, "/M1/Breaker", 2),
+        alarmLeaves("9", 3, 5, "/M1/Count", 1), alarmLeaves("10", 3, 2, "/M1/Va:Units", "volts"),
+        bare, broken}) {
+    leaves.insert(leaves.end(), alarm.begin(), alarm.end());
   }
-
-  const std::tuple<const char*, Texts> kChoices[] = {
-      {"<path>M1/Va</path>", {"7", "10"}},
-      {"<path>^/M1/(Br|Co)</path><endTime>3250000</endTime>", {"8", "9"}},
-      {"<path>(</path>", {}}};
-  for (const auto& [children, expected] : kChoices) {
-    EXPECT_EQ(elements(alarms(children), "EventId"), expected) << children;
-  }
-  EXPECT_EQ(elements(alarms("<path>" + std::string(1001, 'a') + "</path>"), "result"),
-            Texts{"? The pattern is longer than 1000 characters"});
-}
-
-TEST_F(ActiveAlarms, AMissingTableIsAnErrorAndAnEmptyOneIsNot) {
-  startWith({});
-  EXPECT_EQ(elements(alarms(), "result"), Texts{""});
+  import(leaves);
+  start();
+  expectElements(alarms("<options>locale=de</options>"),
+                 {{"EventId", {"20", "7", "8", "9", "10"}},
+                  {"SourcePath", {"/Gone", "/M1/Va", "/M1/Breaker", "/M1/Count", "/M1/Va:Units"}},
+                  {"Time", {"2250000", "3250000", "3250000", "3250000", "3250000"}},
+                  {"Description", Texts(5, "Spannung zu hoch : Spannung zu niedrig")},
+                  {"Value", {"", "260.5", "Ausgelöst", "1", "volts"}},
+                  {"NumericValue", {"2"}},
+                  {"BasePriority", {"5000", "77", "5000", "5000", "77"}},
+                  {"AutoClosing", {"false", "true", "false", "false", "true"}},
+                  {"AckStatus", {"NotAcked", "NotAcked", "Acked", "Closed", "NotAcked"}},
+                  {"VariationLevel", {"1", "2", "1", "1", "1"}},
+                  {"ConditionPresent", {"false", "true", "false", "false", "false"}},
+                  {"Note", {"", "note 7", "note 8", "note 9", "note 10"}}});
+  const std::string inTime = "<path>^/M1/(Br|Co)</path><endTime>3250000</endTime>";
+  expectElements(alarms("<path>M1/Va</path>"), {{"EventId", {"7", "10"}}});
+  expectElements(alarms(inTime), {{"EventId", {"8", "9"}}});
+  expectElements(alarms("<path>(</path>"), {{"EventId", {}}});
+  expectElements(alarms(tags({{"path", std::string(1001, 'a')}})),
+                 {{"result", {"? The pattern is longer than 1000 characters"}}});
   toolkit::CCds cds;
   ASSERT_EQ(cds.init(), 0);
-  import(testModel());
+  import({leafAt("/Alarms/AlarmCount", 9), leafAt("/Alarms/AlarmCountTotal", 9)});
+  expectElements(alarms(), {{"result", {""}}, {"EventId", {}}});
+  import({});
   EXPECT_EQ(elements(alarms(), "result"), Texts{"? 22 No Data Available : No Alarm table"});
 }
 
 class AlarmChoice : public HandlerTest {
  protected:
   AlarmChoice() {
-    std::vector<ModelLeaf> leaves = {leaf("/Alarms/AlarmCount", "Value", CElement(0))};
+    Leaves leaves = {leafAt("/Alarms/AlarmCount", 0)};
     // The tens of a number are the alarm's second; the store has them in another order.
     for (const int number : {42, 22, 11, 31, 23, 41, 21}) {
-      const auto alarm = alarmLeaves(std::to_string(number), number / 10, 1, "/M", CElement(1.0));
+      const Leaves alarm = alarmLeaves(std::to_string(number), number / 10, 1, "/M", 1.0);
       leaves.insert(leaves.end(), alarm.begin(), alarm.end());
     }
     import(leaves);
@@ -104,57 +84,43 @@ class AlarmChoice : public HandlerTest {
 };
 
 TEST_F(AlarmChoice, IsCutAtItsMovingEdgeAndNeverWithinATime) {
-  struct Case {
-    int max = 0;
-    bool latest = false;
-    bool reverse = false;
-    bool trim = false;
-    int start = 0;  // seconds; 0: no bound
-    int end = 0;
-    std::vector<ULONG64> ids = {};
-    int trimmed = 0;
-  };
-  const Case kCases[] = {
-      {.max = 0, .trim = true, .ids = {11, 21, 22, 23, 31, 41, 42}},
-      {.max = -1,
-       .latest = true,
-       .reverse = true,
-       .trim = true,
-       .ids = {42, 41, 31, 23, 22, 21, 11}},
-      {.max = 7, .latest = true, .trim = true, .ids = {11, 21, 22, 23, 31, 41, 42}},
-      {.max = 3, .ids = {11, 21, 22}},
-      {.max = 3, .trim = true, .ids = {11}, .trimmed = 1},
-      {.max = 3, .latest = true, .trim = true, .ids = {31, 41, 42}},
-      {.max = 3, .latest = true, .reverse = true, .ids = {42, 41, 31}},
-      {.max = 3, .reverse = true, .ids = {22, 21, 11}},
-      {.max = 3, .reverse = true, .trim = true, .ids = {11}, .trimmed = 1},
-      {.max = 4, .trim = true, .ids = {11, 21, 22, 23}},
-      {.max = 4, .latest = true, .reverse = true, .ids = {42, 41, 31, 23}},
-      {.max = 4, .latest = true, .reverse = true, .trim = true, .ids = {42, 41, 31}, .trimmed = 1},
-      {.max = 1, .latest = true, .trim = true, .trimmed = 2},
-      {.max = 1, .latest = true, .reverse = true, .trim = true, .trimmed = 2},
-      {.max = 2, .trim = true, .start = 2, .trimmed = 3},
-      {.max = 2, .latest = true, .trim = true, .end = 2, .trimmed = 3},
-      {.max = 2, .reverse = true, .trim = true, .start = 2, .end = 3, .trimmed = 3},
-      {.max = 9, .trim = true, .start = 3, .end = 3, .ids = {31}},
-  };
-  for (const Case& wanted : kCases) {
+  // How many, which (l: the latest, r: in reverse order, t: trimmed), from and up to which second
+  // (0: no bound); which ones come then, and how many are trimmed.
+  const std::tuple<int, std::string, int, int, std::vector<ULONG64>, int> kCases[] = {
+      {0, "t", 0, 0, {11, 21, 22, 23, 31, 41, 42}, 0},
+      {-1, "lrt", 0, 0, {42, 41, 31, 23, 22, 21, 11}, 0},
+      {7, "lt", 0, 0, {11, 21, 22, 23, 31, 41, 42}, 0},
+      {3, "", 0, 0, {11, 21, 22}, 0},
+      {3, "t", 0, 0, {11}, 1},
+      {3, "lt", 0, 0, {31, 41, 42}, 0},
+      {3, "lr", 0, 0, {42, 41, 31}, 0},
+      {3, "r", 0, 0, {22, 21, 11}, 0},
+      {3, "rt", 0, 0, {11}, 1},
+      {4, "t", 0, 0, {11, 21, 22, 23}, 0},
+      {4, "lr", 0, 0, {42, 41, 31, 23}, 0},
+      {4, "lrt", 0, 0, {42, 41, 31}, 1},
+      {1, "lt", 0, 0, {}, 2},
+      {1, "lrt", 0, 0, {}, 2},
+      {2, "t", 2, 0, {}, 3},
+      {2, "lt", 0, 2, {}, 3},
+      {2, "rt", 2, 3, {}, 3},
+      {9, "t", 3, 3, {31}, 0}};
+  for (const auto& [max, flags, start, end, expected, trimmed] : kCases) {
     nsvk__logRetrieveRequest request;
-    request.nMaxToReturn = wanted.max;
-    request.bLatestEvents = wanted.latest;
-    request.bReverseOrder = wanted.reverse;
-    request.bTrimIncomplete = wanted.trim;
-    request.startTime = wanted.start * 1000000LL;
-    request.endTime = wanted.end == 0 ? 0 : wanted.end * 1000000LL + 250000;
+    request.nMaxToReturn = max;
+    request.bLatestEvents = flags.find('l') != std::string::npos;
+    request.bReverseOrder = flags.find('r') != std::string::npos;
+    request.bTrimIncomplete = flags.find('t') != std::string::npos;
+    request.startTime = start * 1000000LL;
+    request.endTime = end == 0 ? 0 : end * 1000000LL + 250000;
     nsvk__getActiveAlarmsResponse response;
     ASSERT_EQ(nsvk__getActiveAlarms(ctx_, &request, response), 0);
     std::vector<ULONG64> ids;
     for (const nss1__AlarmUpdate* alarm : response.alarms) {
       ids.push_back(alarm->EventId);
     }
-    const auto index = &wanted - std::begin(kCases);
-    EXPECT_EQ(ids, wanted.ids) << index;
-    EXPECT_EQ(response.numTrimmedEvents, wanted.trimmed) << index;
+    EXPECT_EQ(ids, expected) << max << flags << start << end;
+    EXPECT_EQ(response.numTrimmedEvents, trimmed) << max << flags << start << end;
   }
 }
 

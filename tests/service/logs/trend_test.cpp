@@ -5,7 +5,6 @@
 #include <fstream>
 
 #include "handler_fixture.h"
-#include "service_fixture.h"
 #include "toolkit/log.h"
 #include "toolkit/trend.h"
 
@@ -40,77 +39,65 @@ void makeTrends(const std::string& file) {
   ASSERT_EQ(log.append(entries), 0) << log.last_error();
 }
 
+constexpr const char* kNoDevice = "? 21 No History : No Trend data found for this device.";
+
 class TrendLogs : public ServiceTest {
  protected:
-  TrendLogs() { import(testModel()); }
   std::string file() const { return root() / "trends.db"; }
   void startWith(const std::string& maxRecords) {
     start({"-d", "-D", "9", "-t", file(), "-m", maxRecords});
   }
   std::string data(const std::string& children, const std::string& device = "/M1",
                    const std::string& periods = "<periods>1</periods>") const {
-    return ask("getTrendData", "<request><devicePath>" + device + "</devicePath>" + periods +
-                                   children + "</request>");
+    return ask("getTrendData",
+               tags({{"request", tags({{"devicePath", device}}) + periods + children}}));
   }
 };
 
-TEST_F(TrendLogs, TellWhatIsTrended) {
-  startWith("100");
+TEST_F(TrendLogs, GiveSnapshotsByPeriodTimeAndNumberOnceThereAreAny) {
+  startWith("59");  // 4 snapshots
   const Texts closed = {"? 21 No History : Failed to open trend log database"};
   EXPECT_EQ(elements(ask("getTrendPeriods", ""), "result"), closed);
   EXPECT_EQ(elements(data(""), "result"), closed);
   makeTrends(file());
-  const std::string periods = ask("getTrendPeriods", "");
-  EXPECT_EQ(elements(periods, "result"), Texts{"OK"}) << "opened by a later request";
-  EXPECT_EQ(elements(periods, "period"), (Texts{"1", "2"}));
-  EXPECT_EQ(elements(periods, "max-entries"), (Texts{"1440", "4000000000"}));
-
-  for (const std::string stranger : {"", "/M", "/M1/", "/m1"}) {
-    const std::string params =
-        ask("getDeviceTrendParams", "<devicePath>" + stranger + "</devicePath>");
-    EXPECT_EQ(elements(params, "result"),
-              Texts{"? 21 No History : No Trend data found for this device."});
+  expectElements(
+      ask("getTrendPeriods", ""),
+      {{"result", {"OK"}}, {"period", {"1", "2"}}, {"max-entries", {"1440", "4000000000"}}});
+  for (const char* stranger : {"", "/M", "/M1/", "/m1"}) {
+    const std::string params = ask("getDeviceTrendParams", tags({{"devicePath", stranger}}));
+    EXPECT_EQ(elements(params, "result"), Texts{kNoDevice});
   }
-}
 
-TEST_F(TrendLogs, GiveSnapshotsByPeriodTimeAndNumber) {
-  makeTrends(file());
-  startWith("59");  // 4 snapshots
   const std::string first = "<periods>1</periods>";
   const std::string both = "<periods>2</periods><periods>9</periods><periods>1</periods>";
   const std::string up = "<ascendingOrder>true</ascendingOrder>";
   const std::tuple<std::string, std::string, Texts> kCases[] = {
       {"", first, {"240000000", "180000000", "120000000", "60000000"}},
-      {up + "<nMaxToReturn>4</nMaxToReturn><startingOffset>1</startingOffset>",
+      {up + tags({{"nMaxToReturn", "4"}, {"startingOffset", "1"}}),
        both,
        {"120000000", "120000000", "180000000", "240000000"}},
-      {up + "<startTime>120000000</startTime><endTime>180999999</endTime>",
+      {up + tags({{"startTime", "120000000"}, {"endTime", "180999999"}}),
        first,
        {"120000000", "180000000"}},
       {"<startTime>9223372036854775807</startTime><endTime>-5</endTime>", first, {}},
       {"<startingOffset>4294967296</startingOffset>", first, {}}};
   for (const auto& [children, periods, times] : kCases) {
-    const std::string reply = data(children, "/M1", periods);
-    EXPECT_EQ(elements(reply, "timestamp"), times) << children;
-    EXPECT_EQ(elements(reply, "result"), Texts{"OK"});
+    SCOPED_TRACE(children);
+    expectElements(data(children, "/M1", periods), {{"timestamp", times}, {"result", {"OK"}}});
   }
   const std::string one = data(
       "<nMaxToReturn>1</nMaxToReturn><pointPaths>/M1/x</pointPaths>"
       "<pointPaths>/M1/Pf</pointPaths>");
-  EXPECT_EQ(elements(one, "paramPaths"), Texts{"/M1/Pf"});
-  EXPECT_EQ(elements(one, "actual"), Texts{"-1"});
-  EXPECT_EQ(elements(one, "maxValid"), Texts{"false"});
-
+  expectElements(one, {{"paramPaths", {"/M1/Pf"}}, {"actual", {"-1"}}, {"maxValid", {"false"}}});
   const char* const noPeriod = "? 21 No History : No Trend periods data matching the request.";
   const std::tuple<std::string, const char*> kRefusals[] = {
       {data("<nMaxToReturn>5</nMaxToReturn>"),
        "? 34 Result Too Big to Return : Please request less than 4 records."},
       {data("", "/M1", "<periods>4294967297</periods>"), noPeriod},
-      {data("", "/M2"), "? 21 No History : No Trend data found for this device."},
+      {data("", "/M2"), kNoDevice},
       {data("<pointPaths>/M1/x</pointPaths>"), ""}};
   for (const auto& [reply, result] : kRefusals) {
-    EXPECT_EQ(elements(reply, "result"), Texts{result});
-    EXPECT_EQ(elements(reply, "timestamp"), Texts{});
+    expectElements(reply, {{"result", {result}}, {"timestamp", {}}});
   }
 }
 
@@ -134,7 +121,7 @@ void countPause(std::chrono::microseconds time) {
 class BusyLogs : public HandlerTest {
  protected:
   BusyLogs() {
-    import({leaf("/M1", "NodeType", toolkit::CElement("Device"))});
+    import({leafAt("/M1:NodeType", "Device")});
     global_.pause = countPause;
     pauses = 0;
     global_.deltaLog = folder() / "deltas.db";
@@ -184,10 +171,11 @@ TEST_F(BusyLogs, OnlyTheFirstThreeTriesCount) {
     if (until != 0) {
       sqlite3_auto_extension(reinterpret_cast<void (*)()>(watch));
     }
+    const bool good = until >= 0 && until < 3;
     nsvk__getTrendDataResponse trends;
     nsvk__getTrendData(ctx_, &request, trends);
     EXPECT_EQ(trends.data.samples.size(), until < 0 ? 0U : 4U) << until;
-    EXPECT_EQ(trends.result, until >= 0 && until < 3 ? "OK" : kLate);
+    EXPECT_EQ(trends.result, good ? "OK" : kLate) << until;
     EXPECT_EQ(pauses, until < 0 ? 5 : until);
     sqlite3_reset_auto_extension();
     global_.trendLog.reset();
@@ -200,7 +188,6 @@ TEST_F(BusyLogs, OnlyTheFirstThreeTriesCount) {
     nsvk__getDeltaLogResponse response;
     nsvk__getDeltaLog(ctx_, nullptr, response);
     holder.reset();
-    const bool good = until >= 0 && until < 3;
     EXPECT_EQ(pauses, until < 0 ? 5 : until);
     EXPECT_EQ(response.loggedValues.size(), good ? 1U : 0U) << until;
     EXPECT_EQ(response.result, good ? "" : kFailed);

@@ -10,15 +10,11 @@
 #include <thread>
 
 #include "service_fixture.h"
-#include "store_fixture.h"
-#include "toolkit/cds.h"
 
 namespace {
 
-using toolkit::CElement;
-
-const std::vector<std::string> kPoints = {"/M1/P0", "/M1/P1", "/M1/P2", "/M1/P3",
-                                          "/M1/P4", "/M1/P5", "/M1/P6", "/M1/P7"};
+const Texts kPoints = {"/M1/P0", "/M1/P1", "/M1/P2", "/M1/P3",
+                       "/M1/P4", "/M1/P5", "/M1/P6", "/M1/P7"};
 constexpr int kMaxWrites = 20;                          // before a kill
 constexpr std::chrono::microseconds kMaxRespite{5000};  // from then to the kill
 
@@ -30,14 +26,12 @@ unsigned setting(const char* name, unsigned fallback) {
 class Durability : public ServiceTest {
  protected:
   Durability() {
-    toolkit::admin::Model model = testModel();
-    std::vector<std::string> nodes = kPoints;
-    nodes.emplace_back("/M1/Single");
-    for (const std::string& node : nodes) {
-      model.leaves.push_back({node, "Value", CElement(0)});
-      model.leaves.push_back({node, "Writable", CElement(true)});
+    Leaves leaves = {leafAt("/M1/Single", 0), leafAt("/M1/Single:Writable", true)};
+    for (const std::string& point : kPoints) {
+      leaves.push_back(leafAt(point, 0));
+      leaves.push_back(leafAt(point + ":Writable", true));
     }
-    import(model);
+    import(leaves);
   }
 
   // True when the client was told that all points have the number.
@@ -52,20 +46,12 @@ class Durability : public ServiceTest {
   // The points' common number; nothing when they differ.
   static std::optional<int> batchNumber(toolkit::CCds& cds) {
     const auto found = StoreTest::read(cds, {kPoints.begin(), kPoints.end()});
-    for (const CElement& value : found.elements) {
+    for (const toolkit::CElement& value : found.elements) {
       if (value.type() != DATA_INTEGER || value.to_int() != found.elements.front().to_int()) {
         return std::nullopt;
       }
     }
     return found.elements.front().to_int();
-  }
-
-  // A process that ends with 1 when it sees points that differ.
-  static int watch() {
-    toolkit::CCds cds;
-    while (batchNumber(cds)) {
-    }
-    return 1;
   }
 };
 
@@ -79,7 +65,12 @@ TEST_F(Durability, NoAcknowledgedWriteIsLostAndNobodySeesHalfABatch) {
   int singleConfirmed = 0;
   for (unsigned round = 0; round < rounds; ++round) {
     start({"-d"});
-    ChildProcess reader(watch);
+    ChildProcess reader([] {
+      toolkit::CCds cds;
+      while (batchNumber(cds)) {
+      }
+      return 1;
+    });
     std::atomic<int> toGo = writes(random);
     std::thread killer([&toGo, victim = pid(), rest = std::chrono::microseconds(respite(random))] {
       for (int left = toGo; left > 0; left = toGo) {

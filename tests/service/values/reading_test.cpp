@@ -1,17 +1,24 @@
-// The read operations over the real socket.
-#include "service_fixture.h"
+// The read operations over the real socket, and which locale a request is answered in.
+#include "front/clients.h"
+#include "handler_fixture.h"
+#include "values/locales.h"
 
 namespace {
 
 class Reading : public ServiceTest {
  protected:
-  Reading() {
-    import(testModel());
-    start();
-  }
+  Reading() { start(); }
 
-  Texts array(const std::string& operation, const std::string& children) const {
-    return elements(call(operation, children), operation + "Result");
+  // getValue of the breaker for a client at the address.
+  std::string breaker(const std::string& address, const std::string& language,
+                      const std::string& options = "") const {
+    const std::string children = tags({{"n:options", options}, {"n:path", "/M1/Breaker"}});
+    Pairs client = {{"REMOTE_ADDR", address}};
+    if (!language.empty()) {
+      client.emplace_back("HTTP_ACCEPT_LANGUAGE", language);
+    }
+    const FastCgiReply reply = post(envelope("getValue", children), "operator", client);
+    return elements(reply.body(), "getValueResult").at(0);
   }
 };
 
@@ -63,10 +70,10 @@ TEST_F(Reading, RightsGuardValuesButNotWhatIsToldAboutThem) {
 }
 
 TEST_F(Reading, AListAnswersEachPathInItsPlace) {
-  const auto list = [this](const std::string& children) { return array("getValues", children); };
-  EXPECT_EQ(list("<n:paths><n:string>/M1/Count</n:string><n:string>/M1/Gone</n:string>"
-                 "<n:string>bad</n:string><n:string>/Secret/Value1</n:string>"
-                 "<n:string>/M1/Breaker:PossibleValues[0]</n:string></n:paths>"),
+  const auto list = [this](const std::string& children) { return results("getValues", children); };
+  const std::string paths = tagged("n:string", {"/M1/Count", "/M1/Gone", "bad", "/Secret/Value1",
+                                                "/M1/Breaker:PossibleValues[0]"});
+  EXPECT_EQ(list(tags({{"n:paths", paths}})),
             (Texts{"42", "? 9 Node Not Found : CDS access failed",
                    "? 8 Bad Path Syntax : CDS access failed",
                    "? 2 Not Authorized : Unauthorized read", "Open"}));
@@ -74,37 +81,29 @@ TEST_F(Reading, AListAnswersEachPathInItsPlace) {
 }
 
 TEST_F(Reading, RelativePathsAreJoinedAsTheyStand) {
-  const auto list = [this](const std::string& c) { return array("getRelativeValues", c); };
+  const auto list = [this](const std::string& c) { return results("getRelativeValues", c); };
   EXPECT_EQ(list("<n:basePath>/M1/</n:basePath><n:paths>Count</n:paths><n:paths>Flag</n:paths>"),
             (Texts{"42", "false"}));
   EXPECT_EQ(list("<n:basePath>/M1</n:basePath><n:paths>Count</n:paths>"),
             Texts{"? 9 Node Not Found : CDS access failed"});
   EXPECT_EQ(list("<n:paths>/M1/Count</n:paths>"), Texts{"? 17 No Paths Provided : No paths"});
-  std::string request = "<n:basePath>/" + std::string(500'000, 'x') + "</n:basePath>";
-  for (int i = 0; i < 20'000; ++i) {
-    request += "<n:paths/>";
-  }
-  EXPECT_EQ(list(request), Texts(20'000, "? 8 Bad Path Syntax : CDS access failed"))
+  const std::string base = tags({{"n:basePath", "/" + std::string(500'000, 'x')}});
+  EXPECT_EQ(list(base + repeated("<n:paths/>", 20'000)),
+            Texts(20'000, "? 8 Bad Path Syntax : CDS access failed"))
       << "10 GB if each were kept";
 }
 
-TEST_F(Reading, ArraysAreSplitOrRefused) {
-  const auto list = [this](const std::string& path) {
-    return array("getArray", "<n:path>" + path + "</n:path>");
+TEST_F(Reading, ArraysAreSplitAndThatOfOneIsItsEntryUnlessAPrefixTellsErrorsApart) {
+  const auto list = [this](const char* path) {
+    return results("getArray", tags({{"n:path", path}}));
   };
-  EXPECT_EQ(list("/M1/Breaker:PossibleValues"), (Texts{"Open", "Closed", "Tripped"}));
   EXPECT_EQ(list("/M1:Children"),
             (Texts{"Breaker", "Count", "Enabled", "Flag", "List", "One", "Text", "Va"}));
   EXPECT_EQ(list("/M1/Count"), Texts{"42"}) << "a plain value is an array of one";
   EXPECT_EQ(list("/M1/Va:Units"), Texts{"? 24 Not an Array : Invalid attribute for array"});
-}
-
-TEST_F(Reading, ArraySizeOfOneIsTheEntryUnlessAPrefixTellsErrorsApart) {
   const auto size = [this](const std::string& path, const std::string& options) {
-    return array("getArraySize",
-                 "<n:options>" + options + "</n:options><n:path>" + path + "</n:path>");
+    return results("getArraySize", tags({{"n:options", options}, {"n:path", path}}));
   };
-  EXPECT_EQ(size("/M1/Breaker:PossibleValues", ""), Texts{"3"});
   EXPECT_EQ(size("/M1/One:PossibleValues", ""), Texts{"only"});
   EXPECT_EQ(size("/M1/One:PossibleValues", "errorPrefix=#"), Texts{"1"});
   EXPECT_EQ(size("/M1/Gone:PossibleValues", "errorPrefix=#"),
@@ -114,9 +113,10 @@ TEST_F(Reading, ArraySizeOfOneIsTheEntryUnlessAPrefixTellsErrorsApart) {
 TEST_F(Reading, ArrayRangesCutAndWrap) {
   const auto range = [this](const std::string& node, const std::string& index,
                             const std::string& count, const std::string& options = "") {
-    return array("getArrayRange", "<n:options>" + options + "</n:options><n:path>/M1/" + node +
-                                      ":PossibleValues</n:path><n:index>" + index +
-                                      "</n:index><n:count>" + count + "</n:count>");
+    return results("getArrayRange", tags({{"n:options", options},
+                                          {"n:path", "/M1/" + node + ":PossibleValues"},
+                                          {"n:index", index},
+                                          {"n:count", count}}));
   };
   // The list is a to j.
   const std::tuple<const char*, const char*, Texts> kCases[] = {
@@ -132,6 +132,44 @@ TEST_F(Reading, ArrayRangesCutAndWrap) {
   }
   EXPECT_EQ(range("One", "0", "1"), Texts{});
   EXPECT_EQ(range("One", "0", "1", "errorPrefix=#"), Texts{"only"});
+}
+
+TEST_F(Reading, OnlyAClientsFirstRequestFollowsItsLanguage) {
+  const std::string german = breaker("192.0.2.10", "de-DE,de;q=0.9,en;q=0.1");
+  EXPECT_EQ(german, "Geschlossen");
+  EXPECT_EQ(breaker("192.0.2.10", "de-DE"), "Closed") << "known by now";
+  EXPECT_EQ(breaker("192.0.2.11", "xx, fr;q=0.2"), "Fermé");
+  EXPECT_EQ(breaker("192.0.2.10", "", "locale=de-AT.ISO-8859-1"), german) << "by language";
+  EXPECT_EQ(breaker("192.0.2.10", "", "locale=fr;locale=de"), german) << "the last one counts";
+  EXPECT_EQ(breaker("192.0.2.10", ""), "Closed") << "an option is for its request only";
+}
+
+TEST_F(Reading, HttpsIsTheExactWordAndHostsHaveNames) {
+  fastCgiRequest(socketPath(), {{"HTTPS", "ON"}, {"REMOTE_ADDR", "127.0.0.1"}}, "");
+  fastCgiRequest(socketPath(), {{"HTTPS", "on"}, {"REMOTE_ADDR", "2001:db8::1"}}, "");
+  EXPECT_TRUE(contains(log(), "for @http:127.0.0.1"));
+  EXPECT_TRUE(contains(log(), "for @https:2001:db8::1"));
+  const std::string table = "/Software/Data Servers/Connections/BACnet WebServices";
+  EXPECT_TRUE(await([&] { return value(table + "/3/HostName") == "2001:db8::1"; }));
+  EXPECT_EQ(value(table + "/2/HostName"), "localhost");
+}
+
+class LocaleList : public HandlerTest {
+ protected:
+  std::size_t loaded(const std::string& list) {
+    import({leafAt("/Software/System Settings/Supported Locales", list)});
+    EXPECT_TRUE(initializeLocales(&global_));
+    return global_.localesMap.size();
+  }
+};
+
+TEST_F(LocaleList, EmptyPiecesAreNoneAndWithoutAnyNoClientIsServed) {
+  EXPECT_EQ(loaded(";"), 0U);
+  global_.connxns.emplace(global_.cdsApi, "/Connections", global_.syslog);
+  EXPECT_DEATH(AddUpdateConnectionMap(&global_, "192.0.2.1", "", false, "de"),
+               "pos != glptr->localesMap.end");
+  EXPECT_EQ(loaded("en_US;;de_DE;"), 2U);
+  EXPECT_EQ(global_.localesMap.count(""), 0U);
 }
 
 }  // namespace

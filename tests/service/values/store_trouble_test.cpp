@@ -5,7 +5,6 @@
 
 #include "service_fixture.h"
 #include "store/store.h"
-#include "store_fixture.h"
 
 namespace {
 
@@ -14,24 +13,10 @@ const std::string kBatchFailed = "? 16 Write Failed : Attempt to write data fail
 
 class StoreTrouble : public ServiceTest {
  protected:
-  void begin(bool readOnly = false) {
-    toolkit::admin::Model model = testModel();
-    model.leaves.push_back({"/M1/Text", "Value", toolkit::CElement("old"), ELEMENT_NORMAL});
-    if (readOnly) {
-      model.leaves.push_back({"/ReadOnlyCDS", "Value", toolkit::CElement(true), ELEMENT_NORMAL});
-    }
-    import(model);
+  void begin(Leaves leaves = {}) {
+    leaves.push_back(leafAt("/M1/Text", "old"));
+    import(leaves);
     start();
-  }
-  // Neither a large text nor a small one beside it is taken.
-  void expectNoRoom(const std::string& options) {
-    const std::string large(1000000, 'x');
-    EXPECT_EQ(set("/M1/Text", large, options), kFailed);
-    EXPECT_EQ(setMany({"/M1/Count", "/M1/Text"}, {"1", large}, options),
-              (std::vector{kBatchFailed, kBatchFailed}));
-    expectOldValues();
-    ASSERT_EQ(toolkit::admin::boot(), "");
-    expectOldValues();
   }
   void expectOldValues() {
     EXPECT_EQ(value("/M1/Count"), "42");
@@ -40,22 +25,26 @@ class StoreTrouble : public ServiceTest {
 };
 
 TEST_F(StoreTrouble, AReadOnlyStoreIsOnlyRead) {
-  begin(true);
+  begin({leafAt("/ReadOnlyCDS", true)});
   EXPECT_EQ(set("/M1/Count", "1"), kFailed);
   EXPECT_EQ(setMany({"/M1/Count"}, {"1"}), std::vector{kFailed});
-  EXPECT_NE(call("createSubscription", "<n:subscriptionId>a</n:subscriptionId>").find("Fault"),
-            std::string::npos);
+  EXPECT_TRUE(contains(call("createSubscription", tags({{"n:subscriptionId", "a"}})), "Fault"));
   expectOldValues();
   stop(SIGTERM);
-  toolkit::CCds cds;
-  EXPECT_EQ(StoreTest::text(cds, "/Software/Data Servers/BACnet WebServices/AppStatus"), "2");
+  EXPECT_EQ(appStatus(), "2");
 }
 
-TEST_F(StoreTrouble, AFullMap) {
+TEST_F(StoreTrouble, AFullMapTakesNeitherALargeTextNorASmallOneBesideIt) {
   setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
   begin();
-  expectNoRoom("");
-  expectNoRoom("persist");
+  const std::string large(1000000, 'x');
+  for (const char* options : {"", "persist"}) {
+    EXPECT_EQ(set("/M1/Text", large, options), kFailed);
+    EXPECT_EQ(setMany({"/M1/Count", "/M1/Text"}, {"1", large}, options), Texts(2, kBatchFailed));
+    expectOldValues();
+    ASSERT_EQ(toolkit::admin::boot(), "");
+    expectOldValues();
+  }
   EXPECT_EQ(set("/M1/Count", "43", "persist"), "43") << "what fits is still taken";
 }
 
@@ -63,12 +52,12 @@ TEST_F(StoreTrouble, AClientThatFillsTheStoreDoesNotStopTheMeter) {
   setenv("TOOLKIT_STORE_LIMIT", "2000000", 1);
   begin();
   std::string reply;
-  for (int i = 0; i < 1000 && reply.find("? 16 Write Failed") == std::string::npos; ++i) {
-    const std::string children = "<n:path>/M1/New" + std::to_string(i) + "</n:path><n:value>" +
-                                 std::string(5000, 'x') + "</n:value>";
+  for (int i = 0; i < 1000 && !contains(reply, "? 16 Write Failed"); ++i) {
+    const std::string path = "/M1/New" + std::to_string(i);
+    const std::string children = tags({{"n:path", path}, {"n:value", std::string(5000, 'x')}});
     reply = post(envelope("SetLeaf", children, "TarnixWSTest"), "admin").body();
   }
-  EXPECT_NE(reply.find("? 16 Write Failed"), std::string::npos) << reply;
+  EXPECT_TRUE(contains(reply, "? 16 Write Failed"));
   EXPECT_EQ(set("/M1/Count", "43"), "43") << "what does not grow is still taken";
   toolkit::CCds meter;
   for (int i = 0; i < 50; ++i) {
@@ -90,9 +79,9 @@ TEST_F(StoreTrouble, AStoppedWriterKeepsTheServiceFromWritingOnly) {
   });
   holder.awaitStop();
   for (const char* address : {"192.0.2.8", "192.0.2.9"}) {
-    const std::string read = envelope("getValue", "<n:path>/M1/Count</n:path>");
-    EXPECT_EQ(elements(post(read, "", {{"REMOTE_ADDR", address}}).body(), "getValueResult"),
-              Texts{"42"});
+    const std::string read = envelope("getValue", tags({{"n:path", "/M1/Count"}}));
+    const FastCgiReply reply = post(read, "", {{"REMOTE_ADDR", address}});
+    EXPECT_EQ(elements(reply.body(), "getValueResult"), Texts{"42"});
     EXPECT_EQ(set("/M1/Count", "1"), kFailed);
   }
   EXPECT_EQ(stop(SIGTERM).status, 0);

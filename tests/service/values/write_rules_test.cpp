@@ -8,15 +8,12 @@ using toolkit::CElement;
 
 namespace {
 
-using Texts = std::vector<std::string>;
-
 class WriteRules : public HandlerTest {
  protected:
   WriteRules() {
-    import({leaf("/P", "Value", CElement(230.5)), leaf("/P", "Units", CElement("volts")),
-            leaf("/P", "ValueType", CElement("Real")), leaf("/P", ".AlarmOnValue", CElement(3e9)),
-            leaf("/S", "Value", CElement(0)), leaf("/S", "ValueType", CElement("Integer")),
-            leaf("/S", "PossibleValues", CElement("Off;On"))});
+    import({leafAt("/P", 230.5), leafAt("/P:Units", "volts"), leafAt("/P:ValueType", "Real"),
+            leafAt("/P:.AlarmOnValue", 3e9), leafAt("/S", 0), leafAt("/S:ValueType", "Integer"),
+            leafAt("/S:PossibleValues", "Off;On")});
     parseServiceOptions(nullptr, nullptr, &opts_);
   }
 
@@ -59,10 +56,9 @@ TEST_F(WriteRules, TestModeMakesLeavesOfTheTypeThatTheirNameAsksFor) {
 }
 
 TEST_F(WriteRules, SingleAndBatchWritesTakeTheSameLabels) {
-  import({leaf("/S", "ValueType", CElement("Multistate")), leaf("/S", "Value", CElement(0)),
-          leaf("/S", "PossibleValues", CElement("Off;On;Auto")),
-          leaf("/S", "Writable", CElement(true)), leaf("/B", "ValueType", CElement("Boolean")),
-          leaf("/B", "Value", CElement(false)), leaf("/B", "Writable", CElement(true))});
+  import({leafAt("/S:ValueType", "Multistate"), leafAt("/S", 0),
+          leafAt("/S:PossibleValues", "Off;On;Auto"), leafAt("/S:Writable", true),
+          leafAt("/B:ValueType", "Boolean"), leafAt("/B", false), leafAt("/B:Writable", true)});
   const std::tuple<const char*, const char*, const char*, const char*, bool, bool> kCases[] = {
       // node, its writable and possible values, text, taken by the value operations, by maintenance
       {"/S", "Off;On", "Off;On;Auto", "Auto", false, true},
