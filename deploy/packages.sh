@@ -7,7 +7,7 @@ build_packages=(g++ cmake ninja-build pkg-config gsoap libgsoap-dev libfcgi-dev 
     libboost-regex-dev liblmdb-dev libsqlite3-dev libsqlitecpp-dev libcurl4-openssl-dev
     nlohmann-json3-dev libcli11-dev libgtest-dev libbenchmark-dev gettext python3)
 check_packages=(clang clang-format clang-tidy clang-tools libclang-rt-14-dev wrk libxml2-utils
-    shellcheck python3-zeep php-cli php-soap python3-suds libsoap-lite-perl)
+    shellcheck prometheus python3-prometheus-client python3-zeep php-cli php-soap python3-suds libsoap-lite-perl)
 # For ./check --deep. Node.js from elsewhere than Debian brings npm along, and refuses Debian's.
 deep_packages=(openjdk-17-jdk-headless libjaxws-java nodejs)
 command -v npm >/dev/null || deep_packages+=(npm)

@@ -12,11 +12,11 @@
 #include "front/global_data.h"
 #include "front/process.h"
 #include "front/workers.h"
+#include "toolkit/trees.h"
 #include "values/locales.h"
 
 namespace {
 
-constexpr const char* kStatusPath = "/Software/Data Servers/BACnet WebServices";
 constexpr const char* kConnectionsPath = "/Software/Data Servers/Connections/BACnet WebServices";
 constexpr int kLogLevel = 1;
 
@@ -38,10 +38,11 @@ bool openStore(toolkit::CCds& cds) {
 }
 
 void publishStart(_global_data_t& global) {
-  global.swInfo.emplace(global.cdsApi, nameOfWorker(kStatusPath));
+  global.swInfo.emplace(global.cdsApi, nameOfWorker(toolkit::kServicePath));
   global.connxns.emplace(global.cdsApi, nameOfWorker(kConnectionsPath), global.syslog);
   global.swInfo->SetAppStatus(toolkit::APP_RUNNING);
   global.swInfo->SetAppError(0);
+  toolkit::clearRequestCounts(global.cdsApi, nameOfWorker(toolkit::kServicePath));
   if (daemonMode) {
     api_status_t status = API_NONE;
     registerWithWatchdog(global.cdsApi, status);

@@ -13,6 +13,7 @@ class Failure : public std::runtime_error {
 };
 
 void addStoreCommands(CLI::App& app);
+void addMetricsCommand(CLI::App& app);
 void addStatusCommand(CLI::App& app);
 void addEventsCommands(CLI::App& app);
 void addTrendsCommands(CLI::App& app);

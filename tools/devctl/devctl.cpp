@@ -24,6 +24,7 @@ int run(int argc, char** argv) {
   CLI::App app("Operates the data store and the logs of the device.");
   addStoreCommands(app);
   addStatusCommand(app);
+  addMetricsCommand(app);
   addEventsCommands(app);
   addTrendsCommands(app);
   requireCommand(app);

@@ -6,6 +6,12 @@
 
 namespace wspub {
 
+namespace {
+
+constexpr std::chrono::seconds kReportPeriod{5};
+
+}  // namespace
+
 Publisher::Publisher(toolkit::CCds& cds, toolkit::CSysLog& log, const Options& options)
     : cds_(cds),
       log_(log),
@@ -44,6 +50,28 @@ void Publisher::deliver(Clock::time_point until) {
     }
     now = Clock::now();
   } while (now < until);
+}
+
+void Publisher::report() {
+  const Clock::time_point now = Clock::now();
+  if (now < reportDue_) {
+    return;
+  }
+  reportDue_ = now + kReportPeriod;
+  toolkit::PublisherState state;
+  for (const auto& [id, subscription] : subscriptions_.all()) {
+    ++state.subscriptions;
+    state.points += static_cast<int>(subscription.points.size());
+    state.failing += subscription.backoff.isFailing() ? 1 : 0;
+    state.queued += static_cast<int>(subscription.queue.size());
+    if (!subscription.queue.isEmpty()) {
+      const std::chrono::duration<double> waits = now - subscription.queue.oldest();
+      state.oldestSeconds = std::max(state.oldestSeconds, waits.count());
+    }
+  }
+  if (!(state == reported_) && toolkit::writePublisherState(cds_, state) == API_SUCCESS) {
+    reported_ = state;
+  }
 }
 
 void Publisher::startDue() {

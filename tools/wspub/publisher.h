@@ -5,6 +5,7 @@
 #include "event_feed.h"
 #include "sampler.h"
 #include "subscriptions.h"
+#include "toolkit/publisher_state.h"
 
 namespace wspub {
 
@@ -23,6 +24,8 @@ class Publisher {
   void look();
   // Sends and waits until the time has come.
   void deliver(Clock::time_point until);
+  // Writes to the store how far behind it is; for every turn, and done when it is due.
+  void report();
 
  private:
   void startDue();
@@ -39,6 +42,8 @@ class Publisher {
   Delivery delivery_;
   State seen_ = kNeverSeen;
   bool storeFails_ = false;
+  toolkit::PublisherState reported_;
+  Clock::time_point reportDue_;
 };
 
 }  // namespace wspub

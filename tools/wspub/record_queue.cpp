@@ -33,7 +33,7 @@ bool RecordQueue::hasRoomFor(const Record& record) const {
 
 void RecordQueue::add(Record record) {
   const std::size_t bytes = sizeOf(record);
-  records_.push_back({++lastNumber_, bytes, std::move(record)});
+  records_.push_back({++lastNumber_, bytes, Clock::now(), std::move(record)});
   bytes_ += bytes;
   // With everything on its way, the oldest of the others is the new one.
   while (records_.size() > std::max<std::size_t>(sending_, 1) &&

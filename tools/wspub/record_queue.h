@@ -9,6 +9,7 @@
 #include <deque>
 #include <vector>
 
+#include "backoff.h"
 #include "records.h"
 
 namespace wspub {
@@ -27,6 +28,9 @@ class RecordQueue {
   explicit RecordQueue(std::size_t bound) : bound_(bound) {}
 
   bool isEmpty() const { return records_.empty(); }
+  std::size_t size() const { return records_.size(); }
+  // Since when the oldest record waits. Not on an empty queue.
+  Clock::time_point oldest() const { return records_.front().since; }
   std::size_t room() const { return bound_ - records_.size(); }
   // Whether it drops none for this one.
   bool hasRoomFor(const Record& record) const;
@@ -48,6 +52,7 @@ class RecordQueue {
   struct Numbered {
     std::uint64_t number;
     std::size_t bytes;
+    Clock::time_point since;
     Record record;
   };
 

@@ -85,6 +85,7 @@ int run(Options& options) {
   log.notice(0, "started");
   for (auto turn = wspub::Clock::now(); !stop.isAsked(); turn = wspub::Clock::now()) {
     publisher.look();
+    publisher.report();
     watchdog.pingWhenDue();
     publisher.deliver(turn + poll);
   }

@@ -11,6 +11,7 @@
 #include "front/clients.h"
 #include "front/global_data.h"
 #include "front/memory_budget.h"
+#include "values/writing.h"
 
 namespace {
 
@@ -86,9 +87,11 @@ void sendFault(struct soap* ctx) {
   _global_data_t* glptr = globalData(ctx);
   ctx->version = std::max<short>(ctx->version, 1);
   if (glptr->guard.refused()) {
+    glptr->statistics.refuse(Statistics::Counts::kEnvelope);
     drain(*glptr->pReq->in);
     soap_sender_fault(ctx, glptr->guard.reason(), nullptr);
   } else if (ctx->error == SOAP_EOM) {
+    glptr->statistics.refuse(Statistics::Counts::kMemory);
     soap_sender_fault(ctx, kRequestTooLarge, nullptr);
   } else if (ctx->error == SOAP_SVR_FAULT) {
     // The engine's text for this code is right, but not the side that it blames.
@@ -103,6 +106,7 @@ int (*sendHeader)(struct soap*, int, ULONG64) = nullptr;
 // Called when the reply's length is known, and nothing of it sent.
 int beginReply(struct soap* ctx, int status, ULONG64 length) {
   if (length > limits::kMaxReplyBytes) {
+    globalData(ctx)->statistics.refuse(Statistics::Counts::kReply);
     return soap_sender_fault(ctx, kReplyTooLarge, nullptr);
   }
   return sendHeader(ctx, status, length);
@@ -132,6 +136,26 @@ void endReply(struct soap* ctx) {
   soap_end(ctx);
 }
 
+// Without the prefix, which is the client's.
+std::string localName(const char* tag) {
+  const std::string name = tag;
+  return name.substr(name.find(':') + 1);
+}
+
+// The generated dispatcher; it takes the body's first element as it finds it.
+bool serveOperation(struct soap* ctx) {
+  if (soap_peek_element(ctx) != SOAP_OK) {
+    return false;
+  }
+  Statistics& statistics = globalData(ctx)->statistics;
+  statistics.setOperation(localName(ctx->tag));
+  const int result = soap_serve_request(ctx);
+  if (result == SOAP_NO_METHOD) {
+    statistics.setOperation(Statistics::kNoOperation);
+  }
+  return result == SOAP_OK;
+}
+
 // After an exception the engine knows of no error yet and would send nothing.
 void endInFault(struct soap* ctx, const std::exception& e,
                 int (*fault)(struct soap*, const char*, const char*), const char* text) {
@@ -142,7 +166,27 @@ void endInFault(struct soap* ctx, const std::exception& e,
 
 bool serveEnvelope(struct soap* ctx) {
   return soap_envelope_begin_in(ctx) == SOAP_OK && soap_recv_header(ctx) == SOAP_OK &&
-         soap_body_begin_in(ctx) == SOAP_OK && soap_serve_request(ctx) == SOAP_OK;
+         soap_body_begin_in(ctx) == SOAP_OK && serveOperation(ctx);
+}
+
+Statistics::Counts::Outcome answer(struct soap* ctx, LargeRequest& request) {
+  using Counts = Statistics::Counts;
+  try {
+    const MemoryBudget budget(limits::kMaxMemory, limits::kLargeReply, countReply, &request);
+    if (serveEnvelope(ctx)) {
+      return Counts::kOk;
+    }
+    __psyslog->info(0, "Failed in soap processing; ");
+    const bool isUnauthorized = ctx->error == kUnauthorized;
+    sendFault(ctx);
+    return isUnauthorized ? Counts::kUnauthorized : Counts::kFault;
+  } catch (const BudgetExceeded& e) {
+    globalData(ctx)->statistics.refuse(Counts::kMemory);
+    endInFault(ctx, e, soap_sender_fault, kRequestTooLarge);
+  } catch (const std::exception& e) {
+    endInFault(ctx, e, soap_receiver_fault, "Internal error");
+  }
+  return Counts::kFault;
 }
 
 }  // namespace
@@ -185,11 +229,13 @@ int mysend(struct soap* ctx, const char* buf, size_t len) {
   _global_data_t* glptr = globalData(ctx);
   assert(glptr->pReq != __null);       // NOLINT(modernize-use-nullptr): printed so
   assert(glptr->pReq->out != __null);  // NOLINT(modernize-use-nullptr): printed so
+  glptr->pReq->sentBytes += len;
   return buf != nullptr && glptr->pReq->out->write(buf, len) ? 0 : -1;
 }
 
 int soap_process(struct soap* ctx, bool /*firstRequest*/) {
   _global_data_t* glptr = globalData(ctx);
+  glptr->statistics.begin();
   glptr->guard.reset();
   glptr->body.reset();
   checkHeaders(*glptr->pReq, glptr->guard);
@@ -203,22 +249,14 @@ int soap_process(struct soap* ctx, bool /*firstRequest*/) {
     }
     soap_closesock(ctx);
     endReply(ctx);
+    glptr->statistics.end(Statistics::Counts::kFault, glptr->guard.bytes(), glptr->pReq->sentBytes);
     return 0;
   }
   ctx->authrealm = kRealm;
   LargeRequest request = {ctx, false};
-  try {
-    const MemoryBudget budget(limits::kMaxMemory, limits::kLargeReply, countReply, &request);
-    if (!serveEnvelope(ctx)) {
-      __psyslog->info(0, "Failed in soap processing; ");
-      sendFault(ctx);
-    }
-  } catch (const BudgetExceeded& e) {
-    endInFault(ctx, e, soap_sender_fault, kRequestTooLarge);
-  } catch (const std::exception& e) {
-    endInFault(ctx, e, soap_receiver_fault, "Internal error");
-  }
+  const auto outcome = answer(ctx, request);
   endReply(ctx);
+  glptr->statistics.end(outcome, glptr->guard.bytes(), glptr->pReq->sentBytes);
   if (request.isLarge) {
     malloc_trim(0);  // what it took shall not stay with the process
   }

@@ -29,4 +29,5 @@ struct Exchange {
   ByteSink* out = nullptr;
   std::uint64_t announcedBytes = 0;  // of the body, as its header says; 0 without one
   std::string encoding;              // of the body, likewise: "gzip"
+  std::size_t sentBytes = 0;         // of the reply, its header included
 };

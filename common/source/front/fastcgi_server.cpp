@@ -19,6 +19,7 @@
 #include "front/envelope_server.h"
 #include "front/fastcgi_socket.h"
 #include "front/global_data.h"
+#include "front/health.h"
 #include "front/timer.h"
 #include "front/web_connection.h"
 #include "front/workers.h"
@@ -218,6 +219,7 @@ void serveRequest(struct soap* ctx, FCGX_Request& request, ReadDeadline& deadlin
   const Caller caller = readCaller(request, firstRequest);
   if (workers != nullptr && !workers->begin(caller)) {
     __psyslog->info(2, "Requests of one client keep the other workers busy: refused another");
+    globalData(ctx)->statistics.refuse(Statistics::Counts::kWorkers);
     refuseBusy(request);
     return;
   }
@@ -230,6 +232,16 @@ void serveRequest(struct soap* ctx, FCGX_Request& request, ReadDeadline& deadlin
   exchange.encoding = parameter(request, "HTTP_CONTENT_ENCODING");
   serveExchange(ctx, caller, exchange, firstRequest);
   endRequest(ctx, request);
+}
+
+// The web server asks so for a load balancer or a supervisor, beside the envelopes.
+constexpr const char* kHealthParameter = "DRAVIXD_HEALTH";
+
+void answerHealth(FCGX_Request& request) {
+  const std::string reply = healthReply();
+  FCGX_Detach(&request);
+  FCGX_PutStr(reply.c_str(), static_cast<int>(reply.size()), request.out);
+  FCGX_Finish_r(&request);
 }
 
 // Takes a connection that is there, and serves its request. False when accepting fails.
@@ -250,6 +262,10 @@ bool acceptAndServe(struct soap* ctx, FCGX_Request& request, bool& firstRequest)
   request.keepConnection = 1;
   if (FCGX_Accept_r(&request) < 0) {
     return true;  // it has sent no request
+  }
+  if (FCGX_GetParam(kHealthParameter, request.envp) != nullptr) {
+    answerHealth(request);
+    return true;
   }
   serveRequest(ctx, request, deadline, firstRequest);
   firstRequest = false;

@@ -20,6 +20,7 @@
 #include "front/ignored_elements.h"
 #include "front/process.h"
 #include "front/request_body.h"
+#include "front/statistics.h"
 #include "stdsoap2.h"
 #include "toolkit/cds.h"
 #include "toolkit/connxns.h"
@@ -66,6 +67,7 @@ struct _global_data_t {
   EnvelopeGuard guard;               // what the request's body has shown so far
   RequestBody body;                  // in UTF-8
   IgnoredElements ignored;           // of the request
+  Statistics statistics;             // of all requests
   std::int32_t nextConnCheck = 0;    // monotonic seconds
   bool unpinged = false;             // the store was opened again, and no ping has succeeded since
   std::string waveFolder;            // -w

@@ -2,6 +2,7 @@
 
 #include "front/process.h"
 #include "toolkit/time.h"
+#include "toolkit/trees.h"
 
 namespace {
 
@@ -55,6 +56,7 @@ void timer_task(_global_data_t* glptr) {
   if (!glptr->connxns) {
     return;
   }
+  glptr->statistics.publish(glptr->cdsApi, nameOfWorker(toolkit::kServicePath));
   const std::int32_t now = qel_GetMonoTime();
   if (now < glptr->nextConnCheck) {
     glptr->connxns->Publish();

@@ -49,6 +49,8 @@ const char BACnetWsErrors[35][36] = {
 
 namespace {
 
+std::uint64_t built = 0;
+
 constexpr std::size_t kMaxLine = 2048;  // bytes, more than the log keeps of a line
 
 const char* rowOf(WS_Errors code) {
@@ -69,6 +71,7 @@ std::string standardText(const char* row, const char* text) {
 void BnwsErrMsg(WS_Errors code, const char* text, std::string& out,
                 const _service_options_t* opts) {
   const char* row = rowOf(code);
+  ++built;
   out.clear();
   if (opts != nullptr && opts->errorString.empty()) {
     __psyslog->info(1, "BnwsErrMsg: %s %s (but empty string returned)", row,
@@ -87,6 +90,10 @@ void BnwsErrMsg(WS_Errors code, const char* text, std::string& out,
 
 void BnwsErrMsg(WS_Errors code, const char* text, std::string& out) {
   BnwsErrMsg(code, text, out, nullptr);
+}
+
+std::uint64_t errorStringsBuilt() {
+  return built;
 }
 
 bool refuse(const Refusal& refusal, const char* format, ...) {

@@ -4,6 +4,7 @@
 // service's own from 25 on. They are fixed English and never translated.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "values/service_options.h"
@@ -59,6 +60,9 @@ extern const char BACnetWsErrors[35][36];
 void BnwsErrMsg(toolkit::ws::WS_Errors code, const char* text, std::string& out,
                 const _service_options_t* opts);
 void BnwsErrMsg(toolkit::ws::WS_Errors code, const char* text, std::string& out);
+
+// How many error strings this process has built.
+std::uint64_t errorStringsBuilt();
 
 // What a client is told that does not get what it wants, and how the log hears of it.
 struct Refusal {

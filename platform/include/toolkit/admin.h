@@ -4,6 +4,7 @@
 // otherwise one sentence that names the file, the path or the reason.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -61,5 +62,17 @@ struct Watchdog {
 };
 
 std::string watchdogs(std::vector<Watchdog>& out);
+
+// What one half of the store takes.
+struct Usage {
+  std::string half;  // "live" or "persistent"
+  std::uint64_t usedBytes = 0;
+  std::uint64_t maxBytes = 0;     // what it may have
+  std::uint64_t clientBytes = 0;  // of these, what writes for clients may fill
+  unsigned readers = 0;           // that have it open, this process among them
+  unsigned maxReaders = 0;
+};
+
+std::string usage(std::vector<Usage>& out);
 
 }  // namespace toolkit::admin

@@ -91,10 +91,12 @@ class CCds {
   int set_leaves(const std::vector<CPath>& paths, const std::vector<CElement>& elements,
                  const std::vector<pcd_tribool_t>& persist, std::vector<api_status_t>& statuses,
                  const std::string& source, const std::vector<CEvent>& events = {});
-  // Writes what a program tells of itself, to the live half; a read-only client does, too. Outcomes
-  // as set_leaf's.
+  // Write what a program tells of itself, to the live half; a read-only client does, too. Outcomes
+  // as set_leaf's and set_leaves'.
   int set_own_leaf(const CPath& path, const CElement& element, api_status_t& status,
                    const std::string& source);
+  int set_own_leaves(const std::vector<CPath>& paths, const std::vector<CElement>& elements,
+                     std::vector<api_status_t>& statuses, const std::string& source);
   // Adds to the Integer at `path` in one transaction, so that no count is lost between processes. A
   // missing leaf counts as 0, and a sum that is too large goes on from the smallest number. `sum`,
   // unless null, receives the new value.

@@ -24,6 +24,8 @@ class CLeafBatch {
   // API_SUCCESS when everything is in the store; an empty batch asks nobody. API_BAD_PATH when bad
   // paths were left out; anything else when the store refused, and nothing is written.
   api_status_t write(CCds& cds, const std::string& source) const;
+  // The same by CCds::set_own_leaves: without persistence and events.
+  api_status_t writeOwn(CCds& cds, const std::string& source) const;
 
  private:
   timeval stamp_;

@@ -82,6 +82,8 @@ class CLog {
   int retrieve(std::vector<CEvent>& events, const std::string& pathFilter, const timeval* start,
                const timeval* end, unsigned max, bool latest, bool reverse, unsigned types);
 
+  int count(std::uint64_t& events);
+
   // Enters all events, in one transaction, or none. Beyond the capacity the rows that were entered
   // first go, some at a time. `marks` are kept with them, but for those without a number: what was
   // marked before stays there.

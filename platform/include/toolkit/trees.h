@@ -4,6 +4,10 @@
 
 namespace toolkit {
 
+// Where the web service tells of itself; its worker 2 at kServicePath + "-2".
+inline constexpr const char* kServicePath = "/Software/Data Servers/BACnet WebServices";
+// The same of the publisher.
+inline constexpr const char* kPublisherPath = "/Software/Data Servers/WS-Publisher";
 // The alarms that stand, a node each, and their counters.
 inline constexpr const char* kAlarmsPath = "/Alarms";
 // The subscriptions, a node each; docs/subscriptions.md draws one.

@@ -137,6 +137,9 @@ class CLog {
                      std::pair<std::int64_t, std::int64_t> range, unsigned max, unsigned offset,
                      bool ascending, bool completeOnly);
 
+  // Of all devices and periods.
+  int count(std::uint64_t& snapshots);
+
   // Makes the periods, or changes the bounds of those that are there.
   int set_periods(const std::vector<CPeriodProperties>& periods);
   // Makes the device, and those of its parameters that are not there yet after those that are;

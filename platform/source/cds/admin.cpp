@@ -230,4 +230,25 @@ std::string watchdogs(std::vector<Watchdog>& out) {
   return outcome(*store, store->statusOf(transaction.status()));
 }
 
+std::string usage(std::vector<Usage>& out) {
+  out.clear();
+  std::string error;
+  const auto store = store::Store::open(error);
+  if (store == nullptr) {
+    return error;
+  }
+  for (store::Environment* half : {&store->live(), &store->persistent()}) {
+    store::ReadTransaction transaction(*half);
+    const std::size_t pages = transaction.pages();
+    if (transaction.status() != 0) {
+      out.clear();
+      return half->describe(transaction.status());
+    }
+    const store::Environment::Sizes sizes = half->sizes();
+    out.push_back({half == &store->live() ? "live" : "persistent", pages * sizes.pageBytes,
+                   sizes.maxBytes, sizes.clientBytes, sizes.readers, sizes.maxReaders});
+  }
+  return {};
+}
+
 }  // namespace toolkit::admin

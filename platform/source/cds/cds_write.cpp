@@ -79,9 +79,18 @@ int CCds::set_leaf(const CPath& path, const CElement& element, api_status_t& sta
 
 int CCds::set_own_leaf(const CPath& path, const CElement& element, api_status_t& status,
                        const std::string& source) {
+  std::vector<api_status_t> statuses;
+  const int result = set_own_leaves({path}, {element}, statuses, source);
+  status = statuses.front();
+  return result;
+}
+
+int CCds::set_own_leaves(const std::vector<CPath>& paths, const std::vector<CElement>& elements,
+                         std::vector<api_status_t>& statuses, const std::string& source) {
   const bool readOnly = std::exchange(readOnly_, false);
   const bool forClients = std::exchange(forClients_, false);
-  const int result = set_leaf(path, element, status, PCD_FALSE, source);
+  const std::vector<pcd_tribool_t> persist(paths.size(), PCD_FALSE);
+  const int result = set_leaves(paths, elements, persist, statuses, source);
   readOnly_ = readOnly;
   forClients_ = forClients;
   return result;

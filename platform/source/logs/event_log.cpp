@@ -174,6 +174,16 @@ int CLog::retrieve(std::vector<CEvent>& events, const std::string& pathFilter, c
   return result;
 }
 
+// Rows go at the beginning and come at the end: there is no gap between.
+int CLog::count(std::uint64_t& events) {
+  events = 0;
+  return state_->database.read([&](SQLite::Database& database) {
+    constexpr const char* kCount =
+        "SELECT (SELECT MAX(id) FROM event) - (SELECT MIN(id) FROM event) + 1";
+    events = static_cast<std::uint64_t>(database.execAndGet(kCount).getInt64());
+  });
+}
+
 int CLog::append(const std::vector<CEvent>& events) {
   return append(events, Marks());
 }

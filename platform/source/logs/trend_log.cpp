@@ -168,6 +168,14 @@ int CLog::get_periods(std::vector<CPeriodProperties>& periods) {
   return result;
 }
 
+int CLog::count(std::uint64_t& snapshots) {
+  snapshots = 0;
+  return state_->database.read([&](SQLite::Database& database) {
+    const auto rows = database.execAndGet("SELECT COUNT(*) FROM snapshot").getInt64();
+    snapshots = static_cast<std::uint64_t>(rows);
+  });
+}
+
 int CLog::get_devices(std::vector<CDeviceProperties>& devices) {
   devices.clear();
   const log_result_t result = state_->database.read([&](SQLite::Database& database) {

@@ -242,6 +242,30 @@ int Environment::takeTurn() {
   return waitedInVain_ ? kWriterBusy : code;
 }
 
+Environment::Sizes Environment::sizes() {
+  clearStaleReaders();
+  MDB_stat stat = {};
+  MDB_envinfo info = {};
+  Sizes sizes;
+  mdb_env_stat(handle_.environment.get(), &stat);
+  mdb_env_info(handle_.environment.get(), &info);
+  sizes.pageBytes = stat.ms_psize;
+  sizes.maxBytes = limit_;
+  sizes.clientBytes = bytesForClients();
+  sizes.maxReaders = info.me_maxreaders;
+  // A line for each, each with its process; the heading and "none" have no digits in front.
+  const auto count = [](const char* line, void* readers) {
+    const std::string_view text = line;
+    const std::size_t first = text.find_first_not_of(' ');
+    const bool isReader =
+        first != std::string_view::npos && text[first] >= '0' && text[first] <= '9';
+    *static_cast<unsigned*>(readers) += isReader ? 1 : 0;
+    return 0;
+  };
+  mdb_reader_list(handle_.environment.get(), count, &sizes.readers);
+  return sizes;
+}
+
 std::size_t Environment::bytesForClients() const {
   return wholePages(limit_ - limit_ / kReservedPart);
 }

@@ -58,6 +58,16 @@ class Environment {
   // Frees the reader slots of processes that were killed. Returns how many.
   int clearStaleReaders();
 
+  // What the file takes and may take. The readers are those that live.
+  struct Sizes {
+    std::size_t pageBytes = 0;
+    std::size_t maxBytes = 0;
+    std::size_t clientBytes = 0;
+    unsigned readers = 0;
+    unsigned maxReaders = 0;
+  };
+  Sizes sizes();
+
   // Pages that the tables may take by writes for clients.
   std::size_t pagesForClients() const;
   std::size_t bytesForClients() const;
