@@ -15,6 +15,7 @@ import time
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 NAMESPACE = "http://tarnix.example/TarnixWS"
 CONNECTIONS = 8
+TICKS = os.sysconf("SC_CLK_TCK")
 
 LUA = """
 wrk.method = "POST"
@@ -62,6 +63,23 @@ def free_port():
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         return probe.getsockname()[1]
+
+
+def cpu_seconds(pid):
+    """Of all threads that it has now."""
+    tasks = list(pathlib.Path(f"/proc/{pid}/task").iterdir())
+    schedstats = [task / "schedstat" for task in tasks]
+    if schedstats[0].exists() and (cpu := sum(int(place.read_text().split()[0]) for place in schedstats)):
+        return cpu / 1e9
+    fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) / TICKS
+
+
+def children_of(pid):
+    """With all of theirs."""
+    places = pathlib.Path(f"/proc/{pid}/task").glob("*/children")
+    children = [int(child) for place in places for child in place.read_text().split()]
+    return children + [pid for child in children for pid in children_of(child)]
 
 
 class Bench:
