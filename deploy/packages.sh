@@ -7,10 +7,15 @@ build_packages=(g++ cmake ninja-build pkg-config gsoap libgsoap-dev libfcgi-dev 
     libboost-regex-dev liblmdb-dev libsqlite3-dev libsqlitecpp-dev libcurl4-openssl-dev
     nlohmann-json3-dev libcli11-dev libgtest-dev libbenchmark-dev gettext python3)
 check_packages=(clang clang-format clang-tidy clang-tools libclang-rt-14-dev wrk libxml2-utils
-    shellcheck prometheus python3-prometheus-client python3-zeep php-cli php-soap python3-suds libsoap-lite-perl)
-# For ./check --deep. Node.js from elsewhere than Debian brings npm along, and refuses Debian's.
-deep_packages=(openjdk-17-jdk-headless libjaxws-java nodejs)
-command -v npm >/dev/null || deep_packages+=(npm)
+    shellcheck prometheus python3-prometheus-client python3-zeep php-cli php-soap python3-suds
+    libsoap-lite-perl)
+# Node.js from elsewhere than Debian brings npm along, and refuses Debian's.
+node_packages=(nodejs)
+command -v npm >/dev/null || node_packages+=(npm)
+# For ./check --deep.
+deep_packages=(openjdk-17-jdk-headless libjaxws-java "${node_packages[@]}")
+# For bench/peers.
+peers_packages=(nginx wrk php-fpm php-soap "${node_packages[@]}")
 
 # install_packages NAME...: installs those that are missing.
 install_packages() {
