@@ -1,6 +1,7 @@
 #include "engine_internals.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 namespace engine_internals {
@@ -49,6 +50,11 @@ void setOperation(struct soap* ctx, const char* name) {
 }
 
 const char* missingReference(const struct soap* ctx) {
+  // Empty as it is for almost every request, the table equals itself, shifted by an entry.
+  if (ctx->iht[0] == nullptr &&
+      std::memcmp(ctx->iht, ctx->iht + 1, sizeof ctx->iht - sizeof ctx->iht[0]) == 0) {
+    return nullptr;
+  }
   const auto* const found = std::find_if(std::begin(ctx->iht), std::end(ctx->iht),
                                          [](const soap_ilist* entry) { return entry != nullptr; });
   return found == std::end(ctx->iht) ? nullptr : (*found)->id;

@@ -30,6 +30,9 @@ constexpr int kBacklog = 64;
 constexpr int kStallSeconds = 5;
 // From the first byte of a request to its last.
 constexpr int kReadSeconds = 5;
+// Connections that wait are taken one after the other for so long, without a look at signals and
+// the timer.
+constexpr std::chrono::milliseconds kTurn{20};
 constexpr std::uint64_t kSmallBody = 16384;
 constexpr const char* kBusy =
     "Status: 503 Service Unavailable\r\nRetry-After: 1\r\nContent-Type: text/plain\r\n\r\n"
@@ -70,13 +73,15 @@ class Stopwatch {
  public:
   microseconds busy() const {
     const microseconds waited = sinceThen(begin_);
-    return waited > kWait ? waited : cpuTime() - cpu_;
+    return waited > kWait || waited < kShort ? waited : cpuTime() - cpu_;
   }
 
  private:
   using Clock = std::chrono::steady_clock;
   // On a busy machine others run meanwhile.
   static constexpr std::chrono::milliseconds kWait{100};
+  // Not worth the question.
+  static constexpr std::chrono::milliseconds kShort{1};
 
   Clock::time_point begin_ = Clock::now();
   microseconds cpu_ = cpuTime();
@@ -97,6 +102,11 @@ class ReplySink : public ByteSink {
   }
 
   bool write(const char* bytes, std::size_t size) override {
+    sent_ += size;
+    if (!isBound_ && sent_ > kUnboundBytes) {
+      isBound_ = true;
+      boundWriting(request_.ipcFd, kStallSeconds);
+    }
     if (FCGX_PutStr(bytes, static_cast<int>(size), request_.out) >= 0) {
       return true;
     }
@@ -127,8 +137,12 @@ class ReplySink : public ByteSink {
 
  private:
   static constexpr std::chrono::milliseconds kPause{50};
+  // So much fits into a socket's buffer, whether the peer reads or not.
+  static constexpr std::size_t kUnboundBytes = 32768;
 
   FCGX_Request& request_;
+  std::size_t sent_ = 0;
+  bool isBound_ = false;
   Workers* workers_;
   std::optional<Stopwatch> watch_;
   std::chrono::steady_clock::time_point asked_ = std::chrono::steady_clock::now();
@@ -244,32 +258,35 @@ void answerHealth(FCGX_Request& request) {
   FCGX_Finish_r(&request);
 }
 
-// Takes a connection that is there, and serves its request. False when accepting fails.
-bool acceptAndServe(struct soap* ctx, FCGX_Request& request, bool& firstRequest) {
-  const int connection = acceptConnection(kListenDescriptor, kStallSeconds);
+enum class Accepted { kRequest, kNothing, kFailure };
+
+// Takes a connection that is there, and serves its request.
+Accepted acceptAndServe(struct soap* ctx, FCGX_Request& request, bool& firstRequest) {
+  const int connection = acceptConnection(kListenDescriptor);
   if (connection == -1) {
-    // Another worker was faster, or the peer has left.
-    return errno == EAGAIN || errno == ECONNABORTED || errno == EINTR;
+    // There is none, another worker was faster, or the peer has left.
+    const bool isUsual = errno == EAGAIN || errno == ECONNABORTED || errno == EINTR;
+    return isUsual ? Accepted::kNothing : Accepted::kFailure;
   }
   if (hasPeerLeft(connection)) {
     __psyslog->info(2, "Nobody waits for the request");
     close(connection);
-    return true;
+    return Accepted::kRequest;
   }
   ReadDeadline deadline(connection, kReadSeconds);
   // As a connection that was kept open: the library reads a request from it, and closes it.
   request.ipcFd = connection;
   request.keepConnection = 1;
   if (FCGX_Accept_r(&request) < 0) {
-    return true;  // it has sent no request
+    return Accepted::kRequest;  // it has sent no request
   }
   if (FCGX_GetParam(kHealthParameter, request.envp) != nullptr) {
     answerHealth(request);
-    return true;
+    return Accepted::kRequest;
   }
   serveRequest(ctx, request, deadline, firstRequest);
   firstRequest = false;
-  return true;
+  return Accepted::kRequest;
 }
 
 // Keeps the exit signals back while a request is served: they would break off its reading and
@@ -336,7 +353,12 @@ int soap_serve(struct soap* ctx) {
     if (waitForConnection(timer.timeLeft(), signals.former(), readable) < 0) {
       continue;
     }
-    if (readable && !acceptAndServe(ctx, request, firstRequest)) {
+    const auto turn = std::chrono::steady_clock::now();
+    Accepted accepted = readable ? Accepted::kRequest : Accepted::kNothing;
+    while (accepted == Accepted::kRequest && std::chrono::steady_clock::now() - turn < kTurn) {
+      accepted = acceptAndServe(ctx, request, firstRequest);
+    }
+    if (accepted == Accepted::kFailure) {
       return endAfterFailedAccept(ctx, request);
     }
     timer.runWhenDue();

@@ -14,9 +14,13 @@ class ReadDeadline {
   void lift();
 };
 
-// Takes the next connection of a listening socket that does not block, and bounds how long the
-// peer may be silent. -1 with errno set; EAGAIN when another process has taken it.
-int acceptConnection(int listener, int stallSeconds);
+// Takes the next connection of a listening socket that does not block. -1 with errno set; EAGAIN
+// when there is none, or another process has taken it.
+int acceptConnection(int listener);
+
+// From now on a write waits at most so long for a peer that does not read. Not while the request is
+// still being read.
+void boundWriting(int connection, int seconds);
 
 // True when the peer has closed: nobody waits for the reply.
 bool hasPeerLeft(int descriptor);
