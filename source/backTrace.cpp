@@ -33,6 +33,8 @@ std::string symbolOf(const char* line) {
 
 }  // namespace
 
+void (*UTIL_onFatalSignal)(int sig) = nullptr;
+
 void UTIL_installBacktraceHandlers() {
   sigset_t signals;
   sigemptyset(&signals);
@@ -56,6 +58,9 @@ void UTIL_installBacktraceHandlers() {
 }
 
 void UTIL_backtraceSignalHandler(int sig, siginfo_t* /*info*/, void* /*context*/) {
+  if (UTIL_onFatalSignal != nullptr) {
+    UTIL_onFatalSignal(sig);
+  }
   UTIL_printBacktrace(strsignal(sig));
   std::exit(sig);
 }

@@ -8,6 +8,9 @@
 #include <csignal>
 #include <string>
 
+// Called first by the handler, with the signal; null: nothing. It may do what a signal handler may.
+extern void (*UTIL_onFatalSignal)(int sig);
+
 // Installs the handler for SIGQUIT, SIGILL, SIGTRAP, SIGABRT, SIGBUS, SIGFPE, SIGSEGV and
 // SIGSTKFLT. A handler that was there before is replaced. A step that fails is a failed assertion.
 void UTIL_installBacktraceHandlers();

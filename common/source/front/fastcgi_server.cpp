@@ -36,7 +36,7 @@ constexpr std::chrono::milliseconds kTurn{20};
 constexpr std::uint64_t kSmallBody = 16384;
 constexpr const char* kBusy =
     "Status: 503 Service Unavailable\r\nRetry-After: 1\r\nContent-Type: text/plain\r\n\r\n"
-    "Other requests of yours take long: try again when they have ended.\n";
+    "Other requests of yours take long, or have ended a worker: try again in a moment.\n";
 
 using std::chrono::microseconds;
 
@@ -232,7 +232,7 @@ void serveRequest(struct soap* ctx, FCGX_Request& request, ReadDeadline& deadlin
   Workers* workers = globalData(ctx)->workers.get();
   const Caller caller = readCaller(request, firstRequest);
   if (workers != nullptr && !workers->begin(caller)) {
-    __psyslog->info(2, "Requests of one client keep the other workers busy: refused another");
+    __psyslog->info(2, "Requests of one client keep or end other workers: refused another");
     globalData(ctx)->statistics.refuse(Statistics::Counts::kWorkers);
     refuseBusy(request);
     return;

@@ -14,6 +14,7 @@
 #include <cstring>
 #include <functional>
 
+#include "backTrace.h"
 #include "toolkit/run_folder.h"
 
 namespace {
@@ -25,6 +26,8 @@ constexpr std::chrono::microseconds kLong = std::chrono::milliseconds(5);
 constexpr std::int64_t kHeavyDebt = 250'000;  // microseconds
 constexpr std::int64_t kMaxDebt = 2'000'000;
 constexpr std::int64_t kYieldAfter = 100'000;
+// After a request that has ended its worker.
+constexpr std::int64_t kBarred = 2'000'000;
 // Of a microsecond, half is forgiven.
 constexpr std::int64_t kForgiven = 2;
 
@@ -40,6 +43,9 @@ std::int64_t now() {
              Workers::Clock::now().time_since_epoch())
       .count();
 }
+
+// The only one, for the handler of a signal.
+Workers* self = nullptr;
 
 }  // namespace
 
@@ -57,8 +63,19 @@ struct Workers::Table {
     std::atomic<std::int64_t> paidAt;  // when nothing is owed any more, in microseconds
   };
 
+  struct Bar {
+    std::atomic<std::uint64_t> client;
+    std::atomic<std::int64_t> until;
+  };
+
   std::array<Worker, kMaxWorkers> workers;
   std::array<Debt, kDebts> debts;
+  std::array<Bar, kDebts> bars;
+
+  bool isBarred(std::uint64_t client, std::int64_t time) const {
+    const Bar& bar = bars.at(client % kDebts);
+    return bar.client == client && time < bar.until;
+  }
 
   // What the client owes. Clients that share a row share their debt.
   std::int64_t debtOf(std::uint64_t client, std::int64_t time) const {
@@ -97,10 +114,24 @@ std::unique_ptr<Workers> Workers::join(int number, std::string& error) {
   std::unique_ptr<Workers> workers(new Workers(static_cast<Table*>(memory), number));
   workers->own().client = 0;  // of one that was killed
   workers->own().process = getpid();
+  self = workers.get();
+  UTIL_onFatalSignal = noteCrash;
   return workers;
 }
 
+// Whoever has found a request that ends a worker would end all of them with it, again and again.
+void Workers::noteCrash(int sig) {
+  if (self == nullptr || self->since_ == 0 || sig == SIGQUIT) {
+    return;
+  }
+  Table::Bar& bar = self->table_->bars[self->client_ % kDebts];
+  bar.client = self->client_;
+  bar.until = now() + kBarred;
+}
+
 Workers::~Workers() {
+  UTIL_onFatalSignal = nullptr;
+  self = nullptr;
   own().client = 0;
   own().process = 0;
   munmap(table_, sizeof(Table));
@@ -138,6 +169,10 @@ std::int64_t Workers::debt() const {
 bool Workers::begin(const Caller& caller) {
   since_ = now();
   client_ = hashOf(caller);
+  if (table_->isBarred(client_, since_)) {
+    since_ = 0;
+    return false;
+  }
   // Most requests are those of clients who owe nothing: these cost no system call.
   if (debt() > kHeavyDebt) {
     const Others others = look();

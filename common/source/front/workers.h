@@ -2,7 +2,8 @@
 // that one client's long requests cannot take all of them.
 //
 // A client is the user, or the address of one who is anonymous. One whose requests of late took a
-// worker for long, in sum more than a quarter of a second, is served by all workers but one.
+// worker for long, in sum more than a quarter of a second, is served by all workers but one. One
+// whose request ended a worker by an assertion or a crash is served by none for two seconds.
 #pragma once
 
 #include <chrono>
@@ -26,7 +27,8 @@ class Workers {
   Workers(const Workers&) = delete;
   Workers& operator=(const Workers&) = delete;
 
-  // Begins a request of this client. False when it has to wait: it holds its share of the workers.
+  // Begins a request of this client. False when it has to wait: it holds its share of the workers,
+  // or has ended one.
   bool begin(const Caller& caller);
   // True when the request being served has lasted long enough to make room for others that wait.
   bool mustYield() const;
@@ -48,6 +50,7 @@ class Workers {
   };
   Others look() const;
   std::int64_t debt() const;
+  static void noteCrash(int sig);
 
   Worker& own() const;
 

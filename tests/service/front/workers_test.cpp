@@ -126,6 +126,20 @@ TEST_F(Workers, OneClientsLongRequestsLeaveAWorkerToTheOthers) {
   EXPECT_TRUE(contains(log(), "Other clients wait for the service"));
 }
 
+TEST_F(Workers, WhoEndsOneByAnAssertionIsKeptFromTheNext) {
+  listen();
+  startWorker("1");
+  // Without the path that it asserts.
+  const auto trip = [this] { return post(envelope("RemoveNode", "", "TarnixWSTest"), "viewer"); };
+  EXPECT_FALSE(trip().complete);
+  EXPECT_EQ(waitForProcess(others_.front(), root()).status, SIGABRT);
+  others_.clear();
+  startWorker("1");
+  EXPECT_EQ(trip().status(), 503);
+  EXPECT_EQ(value("/M1/Count"), "42") << "of another client";
+  EXPECT_TRUE(await([&] { return !trip().complete; })) << "not for ever";
+}
+
 TEST_F(Workers, WhatNobodyWaitsForIsNotDone) {
   start();
   {
