@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "log_sink.h"
+#include "toolkit/printable.h"
 
 namespace toolkit {
 
@@ -28,12 +29,7 @@ std::unique_ptr<LogSink> chosenSink(const std::string& ident, bool withPid) {
 std::string formatted(const char* format, va_list arguments) {
   char text[kMaxMessage + 1];
   std::vsnprintf(text, sizeof text, format, arguments);
-  for (char* c = text; *c != '\0'; ++c) {
-    if (static_cast<unsigned char>(*c) < 0x20 || *c == 0x7f) {
-      *c = '?';
-    }
-  }
-  return text;
+  return printable(text);
 }
 
 }  // namespace

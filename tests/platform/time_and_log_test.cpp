@@ -56,11 +56,13 @@ TEST_F(Log, LinesHaveTimeProgramAndSeverityAndTheLevelCounts) {
 TEST_F(Log, ClientsTextForgesNoLineAndIsCut) {
   toolkit::CSysLog log("prog", 1, false, false, false);
   log.err(0, "%s", "a\nfake: b\x1b[31m\x7f é");
+  log.err(0, "%s", "csi \xC2\x9B 31m \x9B 31m À");
   log.err(0, "%s", std::string(10000, 'x').c_str());
   const auto found = lines();
-  ASSERT_EQ(found.size(), 2U);
+  ASSERT_EQ(found.size(), 3U);
   EXPECT_TRUE(contains(found[0], " prog error: a?fake: b?[31m? é"));
-  EXPECT_EQ(std::count(found[1].begin(), found[1].end(), 'x'), 2000);
+  EXPECT_TRUE(contains(found[1], " prog error: csi ? 31m ? 31m À"));
+  EXPECT_EQ(std::count(found[2].begin(), found[2].end(), 'x'), 2000);
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 // errors, start and stop; 1 failures told to clients; 2, 5 and 6 detail of single requests.
 //
 // TOOLKIT_LOG=stderr, or =FILE, sends the lines there instead of to syslog (a file is appended to).
-// Control bytes in a message are written as "?", so that a client's text cannot forge a line.
+// Control characters in a message are written as "?", so that a client's text cannot forge a line.
 #pragma once
 
 #include <memory>
