@@ -86,6 +86,7 @@ int run(Options& options) {
   for (auto turn = wspub::Clock::now(); !stop.isAsked(); turn = wspub::Clock::now()) {
     publisher.look();
     watchdog.pingWhenDue();
+    log.tellHeldBack();
     publisher.deliver(turn + poll);
   }
   log.notice(0, "stopped");
