@@ -1,6 +1,7 @@
 // Subscriptions and the acknowledgement of alarms. The service delivers nothing itself: it leaves a
 // subscription in the store for the publisher, and hands an acknowledgement to the alarm engine.
 #include <algorithm>
+#include <chrono>
 #include <exception>
 #include <stdexcept>
 #include <string_view>
@@ -11,6 +12,7 @@
 #include "subscriptions/subscription_bounds.h"
 #include "subscriptions/subscription_nodes.h"
 #include "toolkit/event.h"
+#include "toolkit/run_lock.h"
 #include "toolkit/time.h"
 #include "toolkit/utils.h"
 #include "values/error_strings.h"
@@ -25,6 +27,7 @@ namespace {
 constexpr int kNoSuchSubscription = 1;
 constexpr int kEmptyRequest = -1;
 constexpr int kAcknowledgeFailed = 44;
+constexpr std::chrono::seconds kLockPatience(2);
 constexpr const char* kNoCaller = "__sso_string_base::_M_construct null not valid";
 
 // Makes `code` a fault of the client's, with this text.
@@ -32,6 +35,19 @@ int fail(struct soap* ctx, int code, const char* text) {
   soap_sender_fault(ctx, text, nullptr);
   return code;
 }
+
+// Keeps the subscriptions from the other workers and from the publisher.
+class SubscriptionsHeld : public toolkit::CRunLock {
+ public:
+  SubscriptionsHeld() : CRunLock(toolkit::kSubscriptionLock, kLockPatience) {}
+
+  // The failure of an operation that found them taken.
+  static int refuse(struct soap* ctx) {
+    __psyslog->info(1, "Other requests or the publisher change the subscriptions");
+    soap_receiver_fault(ctx, "The subscriptions are being changed, try again", nullptr);
+    return kNoSuchSubscription;
+  }
+};
 
 // Writes a value below a subscription, live only. A store that refuses has failed the templates
 // already.
@@ -114,6 +130,10 @@ int createFrom(struct soap* ctx, const std::string& id, const _nsc1__createSubsc
   std::string base;
   GetSubscrptBasePath(&id, base);
   toolkit::cutText(base, kMaxSubscriptionPath);
+  const SubscriptionsHeld held;
+  if (!held.isHeld()) {
+    return SubscriptionsHeld::refuse(ctx);
+  }
   const SubscriptionTally others =
       tallySubscriptions(glptr->cdsApi, base, glptr->caller.user.value_or(""));
   if (const std::string reason = tooMuch(in, others); !reason.empty()) {
@@ -240,6 +260,10 @@ int __nsc1__updateSubscriptionRealTimeNodes(
   std::string base;
   GetSubscrptBasePath(in.subscriptionId, base);
   RealTimeResults*& results = response->updateSubscriptionRealTimeNodesResult;
+  const SubscriptionsHeld held;
+  if (!held.isHeld()) {
+    return SubscriptionsHeld::refuse(ctx);
+  }
   if (!subscriptionExists(glptr, in.subscriptionId) ||
       !glptr->cdsApi.node_exists(base + "/RTNodes")) {
     results = noSuchSubscription(ctx, id);
@@ -262,6 +286,10 @@ int __nsc1__cancelSubscription(struct soap* ctx, _nsc1__cancelSubscription* requ
   const std::string id = textOf(in.subscriptionId);
   std::string base;
   GetSubscrptBasePath(in.subscriptionId, base);
+  const SubscriptionsHeld held;
+  if (!held.isHeld()) {
+    return SubscriptionsHeld::refuse(ctx);
+  }
   if (!subscriptionExists(glptr, in.subscriptionId)) {
     __psyslog->info(1, "cancelSubscription: No such Subscription ID to cancel as %s", id.c_str());
     __psyslog->info(2, "The Missing Subscription's Path is %s", base.c_str());

@@ -34,6 +34,20 @@ TEST_F(Devctl, GetPrintsEverythingOfALeaf) {
       << lines;
 }
 
+TEST_F(Devctl, ControlCharactersDoNotReachTheTerminal) {
+  const std::string text = "a\x7F\xC2\x9B\xE2\x80\xA8 é";
+  expectSuccess({"store", "set", "/A/\xC2\x9B", text});
+  EXPECT_TRUE(expectSuccess({"store", "get", "/A/\xC2\x9B"}).starts_with("/A/?\tString\ta??? é\t"));
+  EXPECT_TRUE(expectSuccess({"store", "ls", "/A"}).ends_with("\n?/\n:.Quality\n:NodeType\n"));
+  expectFailure({"store", "get", "/B\x1B\xC2\x9B"}, {"/B??: not"});
+  const std::string json = expectSuccess({"store", "export", "/A"});
+  EXPECT_TRUE(contains(json, R"("/A/\u009b": {)")) << json;
+  EXPECT_TRUE(contains(json, R"("a\u007f\u009b\u2028 é")")) << json;
+  useStore("other");
+  expectSuccess({"store", "import", write("export.json", json)});
+  EXPECT_EQ(expectSuccess({"store", "export", "/A"}), json);
+}
+
 TEST_F(Devctl, SetKeepsTheTypeTakesLabelsAndPersistsWhatItIsToldTo) {
   const std::tuple<const char*, const char*, const char*> kCases[] = {
       {"/A/Level", "-2", "Real\t-2"},         {"/A/Level:Units", "12", "String\t12"},

@@ -1,6 +1,7 @@
 // Several processes on one store, and what is left when they are killed.
 #include "store/store.h"
 #include "store_fixture.h"
+#include "toolkit/run_lock.h"
 
 using toolkit::CCds;
 using toolkit::CElement;
@@ -190,6 +191,22 @@ TEST_F(StoreProcesses, ReadersOfKilledProcessesAreCleared) {
   api_status_t status = API_NONE;
   cds.watchdog_ping(status);
   EXPECT_EQ(cds.handle()->live().clearStaleReaders(), 0) << "the ping has swept";
+}
+
+TEST_F(StoreProcesses, ALockOfAKilledProcessIsFree) {
+  using std::chrono::seconds;
+  ChildProcess holder([] {
+    const toolkit::CRunLock lock("a.lock", seconds(0));
+    raise(SIGSTOP);
+    return 0;
+  });
+  holder.awaitStop();
+  EXPECT_FALSE(toolkit::CRunLock("a.lock", seconds(0)).isHeld());
+  EXPECT_TRUE(toolkit::CRunLock("b.lock", seconds(0)).isHeld());
+  holder.kill();
+  const toolkit::CRunLock lock("a.lock", seconds(0));
+  EXPECT_TRUE(lock.isHeld());
+  EXPECT_FALSE(toolkit::CRunLock("a.lock", seconds(0)).isHeld());
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "log_limit.h"
 #include "store_fixture.h"
 #include "toolkit/syslog.h"
 #include "toolkit/time.h"
@@ -56,11 +57,68 @@ TEST_F(Log, LinesHaveTimeProgramAndSeverityAndTheLevelCounts) {
 TEST_F(Log, ClientsTextForgesNoLineAndIsCut) {
   toolkit::CSysLog log("prog", 1, false, false, false);
   log.err(0, "%s", "a\nfake: b\x1b[31m\x7f é");
+  log.err(0, "%s", "csi \xC2\x9B 31m \x9B 31m À");
   log.err(0, "%s", std::string(10000, 'x').c_str());
   const auto found = lines();
-  ASSERT_EQ(found.size(), 2U);
+  ASSERT_EQ(found.size(), 3U);
   EXPECT_TRUE(contains(found[0], " prog error: a?fake: b?[31m? é"));
-  EXPECT_EQ(std::count(found[1].begin(), found[1].end(), 'x'), 2000);
+  EXPECT_TRUE(contains(found[1], " prog error: csi ? 31m ? 31m À"));
+  EXPECT_EQ(std::count(found[2].begin(), found[2].end(), 'x'), 2000);
+}
+
+TEST_F(Log, AFloodOfOneKindIsCountedAndNotWritten) {
+  using std::chrono::seconds;
+  toolkit::CSysLog::Clock::time_point now;
+  auto log = std::make_unique<toolkit::CSysLog>("t", 1, false, false, true, [&] { return now; });
+  const auto flood = [&](int lines) {
+    for (int i = 0; i < lines; ++i) {
+      log->info(1, "bad %d", i);
+      log->err(0, "down");
+    }
+  };
+  const auto count = [this](const std::string& text) {
+    const auto all = lines();
+    return std::count_if(all.begin(), all.end(), [&](auto& line) { return line.ends_with(text); });
+  };
+  flood(60);
+  log->notice(1, "another");
+  EXPECT_EQ(count("bad 49"), 1);
+  EXPECT_EQ(count("bad 50"), 0);
+  EXPECT_EQ(count("another"), 1);
+  now += seconds(9);
+  log->tellHeldBack();
+  EXPECT_EQ(lines().size(), 50U + 60 + 1);
+  now += seconds(2);
+  log->tellHeldBack();
+  EXPECT_EQ(count(" info: 10 more lines of this kind in the last 11 s: bad %d"), 1);
+  flood(51);
+  EXPECT_EQ(count("bad 49"), 2);
+  now += seconds(20);
+  log->warn(0, "after");
+  EXPECT_TRUE(contains(lines().at(lines().size() - 2), " 1 more lines of this kind"));
+  flood(52);
+  log.reset();
+  EXPECT_EQ(count(" 2 more lines of this kind in the last 1 s: bad %d"), 1);
+  EXPECT_EQ(count("down"), 60 + 51 + 52);
+}
+
+TEST_F(Log, WhoAsksForDetailsGetsAllLines) {
+  toolkit::CSysLog log("t", 2, false, false, true);
+  for (int i = 0; i < 100; ++i) {
+    log.info(1, "line");
+  }
+  EXPECT_EQ(lines().size(), 100U);
+}
+
+TEST(LogLimit, MoreKindsThanTheTableHoldsShareABound) {
+  toolkit::LogLimit limit;
+  const std::vector<char> formats(5000);
+  const auto admitted = std::count_if(formats.begin(), formats.end(), [&](const char& format) {
+    return limit.admits(&format, 0, {});
+  });
+  EXPECT_LT(admitted, 300);
+  EXPECT_EQ(limit.next({}, toolkit::LogLimit::Which::All)->lines, 5000U - admitted);
+  EXPECT_FALSE(limit.next({}, toolkit::LogLimit::Which::All));
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include "delivery.h"
 #include "message.h"
 #include "publisher_fixture.h"
+#include "toolkit/run_lock.h"
+#include "toolkit/trees.h"
 
 namespace {
 
@@ -127,6 +129,19 @@ TEST_F(Publisher, ALeaseThatRunsOutEndsTheSubscriptionAndAHalfWrittenOneWaits) {
   settled(client);
   update("half", {{"/A"}});
   EXPECT_TRUE(await([&] { return records(client, "half") == Texts{"/A = 2 (192)"}; }));
+}
+
+TEST_F(Publisher, ALeaseThatRunsOutWaitsForWhoChangesTheSubscriptions) {
+  Receiver client;
+  start();
+  {
+    const toolkit::CRunLock lock(toolkit::kSubscriptionLock, std::chrono::seconds(0));
+    create("short", {.uri = client.uri(), .lease = 1});
+    create("one", {.uri = client.uri(), .points = {{"/A"}}});
+    EXPECT_EQ(settled(client), Texts{"/A = 1 (192)"}) << "deliveries go on";
+    EXPECT_TRUE(exists("short"));
+  }
+  EXPECT_TRUE(await([&] { return !exists("short"); }));
 }
 
 TEST_F(Publisher, APointThatCannotBeReadIsToldOnce) {

@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "commands.h"
+#include "toolkit/printable.h"
 
 namespace {
 
@@ -45,6 +46,6 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) try {
   return run(argc, argv);
 } catch (const std::exception& error) {
-  std::fprintf(stderr, "devctl: %s\n", error.what());
+  std::fprintf(stderr, "devctl: %s\n", toolkit::printable(error.what()).c_str());
   return 1;
 }

@@ -8,12 +8,14 @@
 #include <nlohmann/json.hpp>
 
 #include "model_json.h"
+#include "toolkit/printable.h"
 
 namespace leaf_text {
 
 namespace {
 
 using toolkit::CElement;
+using toolkit::printable;
 
 std::string timeText(timeval time) {
   std::tm parts{};
@@ -51,14 +53,9 @@ std::string value(const CElement& element) {
 
 std::string line(const toolkit::CPath& path, const CElement& element, element_property_t source) {
   const char* type = pcd_enum_to_str(element.type());
-  std::string text = value(element);
-  for (char& byte : text) {
-    if (static_cast<unsigned char>(byte) < ' ') {
-      byte = '?';
-    }
-  }
-  return path.str() + '\t' + (type != nullptr ? type : "None") + '\t' + text + '\t' +
-         timeText(element.time()) + '\t' + model_file::sourceWord(source);
+  return printable(path.str()) + '\t' + (type != nullptr ? type : "None") + '\t' +
+         printable(value(element)) + '\t' + timeText(element.time()) + '\t' +
+         model_file::sourceWord(source);
 }
 
 bool parse(const std::string& text, data_type_t type, CElement& element) {

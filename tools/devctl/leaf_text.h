@@ -7,7 +7,7 @@
 
 namespace leaf_text {
 
-// path, type, value, time (UTC), source, with a tab between; control bytes of the value as "?".
+// path, type, value, time (UTC), source, with a tab between; control characters as "?".
 std::string line(const toolkit::CPath& path, const toolkit::CElement& element,
                  element_property_t source);
 

@@ -4,6 +4,7 @@
 
 #include "commands.h"
 #include "toolkit/admin.h"
+#include "toolkit/printable.h"
 
 namespace {
 
@@ -18,9 +19,9 @@ void print(const std::vector<Watchdog>& rows) {
   std::cout << std::left << std::setw(column) << "name"
             << "  period  silent\n";
   for (const Watchdog& row : rows) {
-    std::cout << std::left << std::setw(column) << row.name << std::right << std::setw(7)
-              << row.periodSeconds << 's' << std::setw(7) << row.silentSeconds << 's'
-              << (row.overdue() ? "  OVERDUE" : "") << '\n';
+    std::cout << std::left << std::setw(column) << toolkit::printable(row.name) << std::right
+              << std::setw(7) << row.periodSeconds << 's' << std::setw(7) << row.silentSeconds
+              << 's' << (row.overdue() ? "  OVERDUE" : "") << '\n';
   }
 }
 

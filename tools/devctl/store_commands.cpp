@@ -10,6 +10,7 @@
 #include "model_file.h"
 #include "toolkit/admin.h"
 #include "toolkit/multistate.h"
+#include "toolkit/printable.h"
 #include "toolkit/time.h"
 
 namespace {
@@ -205,13 +206,13 @@ void list(const std::string& text) {
     fail(text, store.node_exists(path.getNodePath()) ? "the store failed" : "not found");
   }
   for (const std::string& name : names) {
-    std::cout << name << "/\n";
+    std::cout << toolkit::printable(name) << "/\n";
   }
   if (path.getAttributeList("Attributes", store, names) != 0) {
     fail(text, "the store failed");
   }
   for (const std::string& name : names) {
-    std::cout << ':' << name << '\n';
+    std::cout << ':' << toolkit::printable(name) << '\n';
   }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "model_json.h"
+#include "toolkit/printable.h"
 
 namespace json_text {
 
@@ -116,7 +117,8 @@ std::string parse(std::string_view text, json& document) {
 }
 
 std::string dump(const json& value) {
-  return value.dump(-1, ' ', false, json::error_handler_t::replace);
+  return toolkit::printable(value.dump(-1, ' ', false, json::error_handler_t::replace),
+                            toolkit::ControlAs::JsonEscape);
 }
 
 std::string read(const json& value, bool& out) {

@@ -14,6 +14,7 @@
 
 #include "TarnixH.h"
 #include "soap_context.h"
+#include "toolkit/printable.h"
 
 namespace {
 
@@ -24,22 +25,9 @@ constexpr int kTransferSeconds = 30;  // for a whole message
 constexpr ULONG64 kMaxMessage = 64ULL << 20;
 constexpr LONG64 kMicroseconds = 1'000'000;
 
-// A sender's text for a terminal: its control bytes cannot act there.
+// A sender's text for a terminal.
 std::string shown(const std::string& text) {
-  std::string result = text;
-  for (std::size_t i = 0; i < result.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(result[i]);
-    // U+0080 to U+009F are control characters too.
-    const bool isC1 =
-        byte == 0xC2 && i + 1 < result.size() && static_cast<unsigned char>(result[i + 1]) < 0xA0;
-    if (byte < 0x20 || byte == 0x7F || isC1) {
-      result[i] = '?';
-      if (isC1) {
-        result.erase(i + 1, 1);
-      }
-    }
-  }
-  return result;
+  return toolkit::printable(text);
 }
 
 std::string shown(const std::string* text) {

@@ -1,6 +1,7 @@
 #include "subscription_tree.h"
 
 #include "toolkit/leaf_reader.h"
+#include "toolkit/run_lock.h"
 #include "toolkit/sw_info.h"
 #include "toolkit/time.h"
 #include "toolkit/trees.h"
@@ -15,6 +16,7 @@ namespace {
 
 constexpr const char* kSource = "wspub";
 constexpr std::int64_t kLeftoverAge = 60'000'000;
+constexpr std::chrono::milliseconds kNoPatience(0);  // the deliveries go on
 
 std::string baseOf(const std::string& id) {
   return std::string(toolkit::kSubscriptionsPath) + "/" + id;
@@ -138,9 +140,11 @@ bool SubscriptionTree::marks(const std::vector<std::string>& ids, Marks& marks) 
 }
 
 bool SubscriptionTree::removeLapsed(const std::string& id, const Terms& terms) {
+  const toolkit::CRunLock lock(toolkit::kSubscriptionLock, kNoPatience);
   const std::string base = baseOf(id);
   api_status_t status = API_NONE;
-  if (cds_.remove_node_if(base, base + "/RTNodeCount", terms.nodeCount, status, kSource) != 0 ||
+  if (!lock.isHeld() ||
+      cds_.remove_node_if(base, base + "/RTNodeCount", terms.nodeCount, status, kSource) != 0 ||
       status != API_SUCCESS) {
     return false;
   }
@@ -149,12 +153,13 @@ bool SubscriptionTree::removeLapsed(const std::string& id, const Terms& terms) {
 }
 
 void SubscriptionTree::removeLeftover(const std::string& id) {
+  const toolkit::CRunLock lock(toolkit::kSubscriptionLock, kNoPatience);
   const std::string base = baseOf(id);
   CLeafReader leaves;
   const auto replyUri = leaves.add(base + "/ReplyURI");
   const auto nodeCount = leaves.add(base + "/RTNodeCount");
   const auto lastEvent = leaves.add(base + "/LastEvent");
-  if (!leaves.read(cds_) || hasValue(elementOf(leaves, replyUri))) {
+  if (!lock.isHeld() || !leaves.read(cds_) || hasValue(elementOf(leaves, replyUri))) {
     return;
   }
   const bool hasCount = hasValue(elementOf(leaves, nodeCount));

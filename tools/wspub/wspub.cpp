@@ -87,6 +87,7 @@ int run(Options& options) {
     publisher.look();
     publisher.report();
     watchdog.pingWhenDue();
+    log.tellHeldBack();
     publisher.deliver(turn + poll);
   }
   log.notice(0, "stopped");

@@ -78,5 +78,6 @@ void TaskTimer::runWhenDue() {
   }
   timeLeft_ = {kTimerSeconds, 0};
   last_ = qel_GetMonoTime();
+  __psyslog->tellHeldBack();
   timer_task(&global_);
 }

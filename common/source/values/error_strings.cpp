@@ -1,8 +1,8 @@
 #include "values/error_strings.h"
 
-#include <array>
+#include <syslog.h>
+
 #include <cstdarg>
-#include <cstdio>
 #include <iterator>
 
 #include "front/global_data.h"
@@ -51,8 +51,6 @@ namespace {
 
 std::uint64_t built = 0;
 
-constexpr std::size_t kMaxLine = 2048;  // bytes, more than the log keeps of a line
-
 const char* rowOf(WS_Errors code) {
   const auto index = static_cast<unsigned>(code);
   return BACnetWsErrors[index < std::size(BACnetWsErrors) ? index : 0];
@@ -98,18 +96,11 @@ std::uint64_t errorStringsBuilt() {
 
 bool refuse(const Refusal& refusal, const char* format, ...) {
   const int level = refusal.line == Refusal::Line::kDetail ? 6 : 1;
-  if (level <= __psyslog->level) {
-    std::array<char, kMaxLine> line = {};
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(line.data(), line.size(), format, arguments);
-    va_end(arguments);
-    if (refusal.line == Refusal::Line::kNotice) {
-      __psyslog->notice(level, "%s", line.data());
-    } else {
-      __psyslog->info(level, "%s", line.data());
-    }
-  }
+  va_list arguments;
+  va_start(arguments, format);
+  __psyslog->line(refusal.line == Refusal::Line::kNotice ? LOG_NOTICE : LOG_INFO, level, format,
+                  arguments);
+  va_end(arguments);
   if (!refusal.detail.empty()) {
     __psyslog->info(2, "%s", refusal.detail.c_str());
   }

@@ -16,5 +16,7 @@ inline constexpr const char* kSubscriptionsPath =
 // Counts up with every subscription that is made or cancelled.
 inline constexpr const char* kSubscriptionCounter =
     "/Software/Data Servers/WS-Publisher/SubUpdateCount";
+// The CRunLock of who makes, changes or removes one.
+inline constexpr const char* kSubscriptionLock = "subscriptions.lock";
 
 }  // namespace toolkit

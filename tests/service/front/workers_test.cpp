@@ -4,10 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <deque>
 
 #include "service_fixture.h"
+#include "toolkit/run_lock.h"
+#include "toolkit/trees.h"
 
 namespace {
 
@@ -151,6 +154,57 @@ TEST_F(Workers, WhatNobodyWaitsForIsNotDone) {
   }
   EXPECT_EQ(value("/M1/Count"), "42") << "the search ended, the write did not begin";
   EXPECT_TRUE(contains(log(), "Nobody waits for the request"));
+}
+
+TEST_F(Workers, CreatingOneSubscriptionTwiceAtATimeMixesNoPoints) {
+  listen();
+  startWorker("1");
+  startWorker("2");
+  const auto creation = [](const std::string& name) {
+    std::string points;
+    for (int i = 0; i < 600; ++i) {
+      points += point("/" + name + std::to_string(i));
+    }
+    return encodedRequest({{"REMOTE_USER", name}},
+                          envelope("createSubscription", tags({{"n:subscriptionId", "one"},
+                                                               {"n:realTimeNodes", points}})));
+  };
+  const std::string first = creation("A");
+  const std::string second = creation("B");
+  for (int i = 0; i < 10; ++i) {
+    const SilentPeer one(socketPath(), first);
+    const SilentPeer other(socketPath(), second);
+    EXPECT_TRUE(contains(one.reply().body(), "createSubscriptionResult"));
+    EXPECT_TRUE(contains(other.reply().body(), "createSubscriptionResult"));
+    const std::string points =
+        stored(std::string(toolkit::kSubscriptionsPath) + "/one/RTNodes:Children");
+    EXPECT_EQ(std::count(points.begin(), points.end(), ';'), 599);
+    EXPECT_NE(contains(points, "A0"), contains(points, "B0"));
+  }
+}
+
+TEST_F(Workers, WhoHoldsTheSubscriptionsIsWaitedForOnlySoLong) {
+  listen();
+  const Texts operations = {"createSubscription", "updateSubscriptionRealTimeNodes",
+                            "cancelSubscription"};
+  const std::string id = tags({{"n:subscriptionId", "one"}});
+  std::deque<SilentPeer> waiting;
+  {
+    const toolkit::CRunLock other(toolkit::kSubscriptionLock, std::chrono::seconds(0));
+    for (const std::string& operation : operations) {
+      startWorker(std::to_string(waiting.size() + 1));
+      waiting.emplace_back(socketPath(),
+                           encodedRequest({{"REMOTE_USER", operation}}, envelope(operation, id)));
+    }
+    for (const SilentPeer& peer : waiting) {
+      EXPECT_TRUE(contains(peer.reply().body(), "The subscriptions are being changed"));
+    }
+  }
+  EXPECT_TRUE(contains(call("createSubscription", id), "createSubscriptionResponse"));
+  std::filesystem::remove(root() / "run" / toolkit::kSubscriptionLock);
+  std::filesystem::create_directory(root() / "run" / toolkit::kSubscriptionLock);
+  EXPECT_TRUE(contains(call("cancelSubscription", id), "cancelSubscriptionResponse"))
+      << "also where there is no lock";
 }
 
 }  // namespace

@@ -56,4 +56,20 @@ TEST_F(Refusals, ALineHasItsSeverityLevelAndTheLogsLength) {
   EXPECT_EQ(lines.find('\n'), std::string("info: ").size() + 2000);
 }
 
+TEST_F(Refusals, AFloodOfOneKindHidesNoOther) {
+  const std::string file = folder_.path() / "flood";
+  setenv("TOOLKIT_LOG", file.c_str(), 1);
+  toolkit::CSysLog log("t", 1, false, false, true);
+  unsetenv("TOOLKIT_LOG");
+  __psyslog = &log;
+  const Refusal refusal = {WS_NO_DATA, nullptr, out_, nullptr};
+  for (int i = 0; i < 1000; ++i) {
+    refuse(refusal, "Nothing at %d", i);
+  }
+  refuse(refusal, "Another reason: %d", 7);
+  const std::string lines = contentsOf(file);
+  EXPECT_LT(std::count(lines.begin(), lines.end(), '\n'), 110);
+  EXPECT_NE(lines.find("Another reason: 7"), std::string::npos);
+}
+
 }  // namespace
