@@ -13,7 +13,7 @@ check_packages=(clang clang-format clang-tidy clang-tools libclang-rt-14-dev wrk
 node_packages=(nodejs)
 command -v npm >/dev/null || node_packages+=(npm)
 # For ./check --deep.
-deep_packages=(openjdk-17-jdk-headless libjaxws-java "${node_packages[@]}")
+deep_packages=(systemd iproute2 openssl openjdk-17-jdk-headless libjaxws-java "${node_packages[@]}")
 # For bench/peers.
 peers_packages=(nginx wrk php-fpm php-soap "${node_packages[@]}")
 
