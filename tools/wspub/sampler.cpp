@@ -14,16 +14,25 @@ namespace {
 
 // A change of the rights takes effect within this time. It is a change of the store's state too.
 constexpr std::chrono::seconds kRightLasts(1);
+constexpr std::size_t kPointsAtOnce = 4096;  // read in one transaction, and held in memory
+
+// A name of a path outside the grammar stays one: such a point is never read.
+std::string pathOf(const std::string& name) {
+  std::string text = name;
+  if (!name.starts_with("?|")) {
+    toolkit::CPath::DottedPathToNodePath(name, text);
+  }
+  return text;
+}
 
 bool isRightOld(const Point& point, State state, Clock::time_point now) {
   return point.allowedIn == kNeverSeen ||
          (point.allowedIn != state && now >= point.allowedAt + kRightLasts);
 }
 
-void renewRight(Point& point, State state, Clock::time_point now) {
+void renewRight(Point& point, const toolkit::CPath& path, State state, Clock::time_point now) {
   if (isRightOld(point, state, now)) {
-    point.allowed =
-        point.path.is_read_authorized(point.user) && point.path.is_read_authorized(point.receiver);
+    point.allowed = path.is_read_authorized(point.user) && path.is_read_authorized(point.receiver);
     point.allowedIn = state;
     point.allowedAt = now;
   }
@@ -43,10 +52,10 @@ Sample sampleOf(const Point& point, const std::optional<Texts>& texts) {
   return sample;
 }
 
-Value valueOf(const Point& point, std::optional<Texts> texts) {
+Value valueOf(const toolkit::CPath& path, const Point& point, std::optional<Texts> texts) {
   const timeval time = point.element.time();
   Value value;
-  value.path = point.path.str();
+  value.path = path.str();
   value.quality = texts ? point.quality : 0;
   value.time = texts ? qel_UNIXtoQELtime64(&time) : qel_UTCtime64();
   value.texts = std::move(texts);
@@ -88,10 +97,18 @@ bool Sampler::look(std::map<std::string, Subscription>& subscriptions, State sta
   for (auto& [id, subscription] : subscriptions) {
     collect(subscription, state, now);
   }
-  if (due_.empty()) {
-    return true;
+  const std::span<const Due> all = due_;
+  for (std::size_t first = 0; first < all.size(); first += kPointsAtOnce) {
+    const auto some = all.subspan(first, std::min(kPointsAtOnce, all.size() - first));
+    if (!take(some, state, now)) {
+      return false;
+    }
   }
-  listPaths();
+  return true;
+}
+
+bool Sampler::take(std::span<const Due> due, State state, Clock::time_point now) {
+  listPaths(due);
   std::vector<api_status_t> statuses;
   std::vector<CElement> elements;
   std::vector<element_property_t> sources;
@@ -99,10 +116,10 @@ bool Sampler::look(std::map<std::string, Subscription>& subscriptions, State sta
     return false;
   }
   qualities_.look(state);
-  for (std::size_t i = 0; i < due_.size(); ++i) {
-    renewRight(*due_[i].point, state, now);
-    due_[i].point->seen = state;
-    take(due_[i], statuses[i], elements[i], now);
+  for (std::size_t i = 0; i < due.size(); ++i) {
+    renewRight(*due[i].point, paths_[i], state, now);
+    due[i].point->seen = state;
+    take(due[i], paths_[i], statuses[i], elements[i], now);
   }
   return true;
 }
@@ -117,29 +134,27 @@ void Sampler::collect(Subscription& subscription, State state, Clock::time_point
       continue;
     }
     room -= isNew ? 1 : 0;
-    due_.push_back({&subscription, &point});
+    due_.push_back({&subscription, &name, &point});
   }
 }
 
-void Sampler::listPaths() {
-  const auto isSame = [](const Due& due, const toolkit::CPath& path) {
-    return due.point->path.str() == path.str();
-  };
-  if (std::ranges::equal(due_, paths_, isSame)) {
-    return;
-  }
-  paths_.clear();
-  for (const Due& due : due_) {
-    paths_.push_back(due.point->path);
+void Sampler::listPaths(std::span<const Due> due) {
+  paths_.resize(due.size());
+  for (std::size_t i = 0; i < due.size(); ++i) {
+    const std::string text = pathOf(*due[i].name);
+    if (paths_[i].str() != text) {
+      paths_[i] = toolkit::CPath(text);
+      paths_[i].normalize();
+    }
   }
 }
 
-void Sampler::take(const Due& due, api_status_t status, const CElement& element,
-                   Clock::time_point now) {
+void Sampler::take(const Due& due, const toolkit::CPath& path, api_status_t status,
+                   const CElement& element, Clock::time_point now) {
   Point& point = *due.point;
-  const bool allowed = point.allowed && point.path.getSubAttribute().empty();
+  const bool allowed = point.allowed && path.getSubAttribute().empty();
   const bool readable = status == API_SUCCESS && element.type() != DATA_NONE && allowed;
-  const std::uint16_t quality = readable ? qualities_.of(point.path.getNodePath()) : 0;
+  const std::uint16_t quality = readable ? qualities_.of(path.getNodePath()) : 0;
   if (point.filter.hasStarted() && readable == point.readable && quality == point.quality &&
       element == point.element) {
     return;
@@ -149,10 +164,10 @@ void Sampler::take(const Due& due, api_status_t status, const CElement& element,
   point.element = element;
   std::optional<Texts> texts;
   if (readable) {
-    texts = textsOf(cds_, point.path, element);
+    texts = textsOf(cds_, path, element);
   }
   const Sample sample = sampleOf(point, texts);
-  Record record{valueOf(point, std::move(texts))};
+  Record record{valueOf(path, point, std::move(texts))};
   RecordQueue& queue = due.subscription->queue;
   if (!point.filter.hasStarted() && !queue.hasRoomFor(record)) {
     point.seen = kNeverSeen;  // a first value waits, see collect()
