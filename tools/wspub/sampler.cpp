@@ -1,6 +1,7 @@
 #include "sampler.h"
 
 #include <algorithm>
+#include <functional>
 #include <string_view>
 
 #include "element_texts.h"
@@ -14,7 +15,8 @@ namespace {
 
 // A change of the rights takes effect within this time. It is a change of the store's state too.
 constexpr std::chrono::seconds kRightLasts(1);
-constexpr std::size_t kPointsAtOnce = 4096;  // read in one transaction, and held in memory
+constexpr std::size_t kPointsAtOnce = 16;  // held in memory, each as long as a request may be
+constexpr std::size_t kLongText = 64;
 
 // A name of a path outside the grammar stays one: such a point is never read.
 std::string pathOf(const std::string& name) {
@@ -23,6 +25,22 @@ std::string pathOf(const std::string& name) {
     toolkit::CPath::DottedPathToNodePath(name, text);
   }
   return text;
+}
+
+// What a text is known by later: a long one by its size and hash.
+std::string marked(const std::string& text) {
+  return text.size() <= kLongText ? text
+                                  : "#" + std::to_string(text.size()) + " " +
+                                        std::to_string(std::hash<std::string>{}(text));
+}
+
+CElement marked(const CElement& element) {
+  if (element.type() != DATA_STRING) {
+    return element;
+  }
+  CElement mark(marked(element.to_string()));
+  mark.set_time(element.time());
+  return mark;
 }
 
 bool isRightOld(const Point& point, State state, Clock::time_point now) {
@@ -42,7 +60,7 @@ Sample sampleOf(const Point& point, const std::optional<Texts>& texts) {
   Sample sample;
   sample.isReadable = texts.has_value();
   if (texts) {
-    sample.text = texts->value;
+    sample.text = marked(texts->value);
     sample.quality = point.quality;
     if (!texts->numeric && point.element.type() != DATA_STRING &&
         point.element.type() != DATA_TIMEVAL) {
@@ -155,13 +173,14 @@ void Sampler::take(const Due& due, const toolkit::CPath& path, api_status_t stat
   const bool allowed = point.allowed && path.getSubAttribute().empty();
   const bool readable = status == API_SUCCESS && element.type() != DATA_NONE && allowed;
   const std::uint16_t quality = readable ? qualities_.of(path.getNodePath()) : 0;
+  CElement mark = marked(element);
   if (point.filter.hasStarted() && readable == point.readable && quality == point.quality &&
-      element == point.element) {
+      mark == point.element) {
     return;
   }
   point.readable = readable;
   point.quality = quality;
-  point.element = element;
+  point.element = std::move(mark);
   std::optional<Texts> texts;
   if (readable) {
     texts = textsOf(cds_, path, element);
