@@ -131,6 +131,20 @@ TEST_F(Publisher, ALeaseThatRunsOutEndsTheSubscriptionAndAHalfWrittenOneWaits) {
   EXPECT_TRUE(await([&] { return records(client, "half") == Texts{"/A = 2 (192)"}; }));
 }
 
+TEST_F(Publisher, LongTextsAreSentWholeAndOnlyWhenTheyChange) {
+  Receiver client;
+  const std::string first(10000, 'a');
+  const std::string second(10000, 'b');
+  put("/A", CElement(first));
+  start();
+  create("one", {.uri = client.uri(), .points = {{"/A"}}});
+  for (const std::string& text : {first, second, second}) {
+    settled(client);
+    put("/A", CElement(text));
+  }
+  EXPECT_EQ(settled(client), (Texts{"/A = " + first + " (192)", "/A = " + second + " (192)"}));
+}
+
 TEST_F(Publisher, ALeaseThatRunsOutWaitsForWhoChangesTheSubscriptions) {
   Receiver client;
   start();

@@ -105,18 +105,19 @@ TEST_F(PublishedEvents, ChangesPushOutNoAlarmAndWhatIsGoneIsTold) {
 
 TEST_F(PublishedEvents, MessagesAreWhatTheDescriptionSays) {
   wspub::Event alarm = {wspub::EventKind::kAlarm, "/A", wspub::Texts{"254.1", std::nullopt}, {}};
-  alarm.event = event(toolkit::EVENT_ALARM, "/A/Value", "high", 64);
-  alarm.event.sequence = 3;
-  alarm.event.condition = true;
-  alarm.event.priority = 5000;
-  alarm.event.ack = toolkit::ACK_ACKED;
-  alarm.event.variation = 2;
-  alarm.event.note = "seen & noted";
-  alarm.event.waveforms = {"http://a/1", "http://a/2"};
+  toolkit::CEvent acknowledged = event(toolkit::EVENT_ALARM, "/A/Value", "high", 64);
+  acknowledged.sequence = 3;
+  acknowledged.condition = true;
+  acknowledged.priority = 5000;
+  acknowledged.ack = toolkit::ACK_ACKED;
+  acknowledged.variation = 2;
+  acknowledged.note = "seen & noted";
+  acknowledged.waveforms = {"http://a/1", "http://a/2"};
+  alarm.event = std::make_shared<const toolkit::CEvent>(acknowledged);
   const std::vector<wspub::Record> records = {
       {alarm},
       {wspub::Event{}},
-      {wspub::Event{wspub::EventKind::kStructureChanged, "/", {}, {}}},
+      {wspub::Event{wspub::EventKind::kStructureChanged, "/", {}}},
       {wspub::Value{"/Missing", {}}},
       {wspub::Value{"/A", wspub::Texts{"\x01\t<&\xC3(", "1"}, 0, 0, true}}};
   const Texts parts = {"Event xsi:type=\"nss1:AlarmUpdate\"",

@@ -144,6 +144,36 @@ TEST(RecordQueue, HoldsABoundInBytesAndAtLeastOneRecord) {
   EXPECT_EQ(batch.lost, 8U);
 }
 
+TEST(RecordQueue, AllTogetherHaveABoundThatCostsOnlyTheLargest) {
+  constexpr std::size_t kBytes = 100000;
+  const auto budget = std::make_shared<wspub::QueueBudget>(3 * kBytes);
+  const wspub::Record record{wspub::Value{"/A", wspub::Texts{std::string(9000, 'x'), {}}}};
+  const auto fill = [&](wspub::RecordQueue& queue, int count) {
+    for (int i = 0; i < count; ++i) {
+      queue.add(record);
+    }
+  };
+  wspub::RecordQueue small(1000, budget);
+  wspub::RecordQueue away(1000, budget);
+  fill(small, 9);
+  fill(away, 500);
+  {
+    wspub::RecordQueue third(1000, budget);
+    fill(third, 9);
+    EXPECT_EQ(third.begin(99).records.size(), 9U);
+    EXPECT_TRUE(third.hasRoomFor(record)) << "up to an equal share";
+    EXPECT_FALSE(away.hasRoomFor(record));
+    EXPECT_EQ(away.begin(99).records.size(), 14U);
+    third.refused();
+    fill(third, 100);  // what is on its way to the other one stays
+    EXPECT_EQ(away.begin(99).lost, 486U);
+    away.refused();
+  }
+  EXPECT_EQ(small.begin(99).lost, 0U);
+  EXPECT_EQ(small.begin(99).records.size(), 9U);
+  EXPECT_TRUE(away.hasRoomFor(record)) << "what a queue held is free with its end";
+}
+
 using SubscriptionsTest = PublisherTest;
 
 TEST_F(SubscriptionsTest, AreNotTakenForCancelledWhileTheStoreCannotBeRead) {

@@ -103,17 +103,19 @@ bool EventFeed::look(std::map<std::string, Subscription>& subscriptions) {
     if (stream_.read(eventsSeen, entries, missed) != 0) {
       return false;
     }
+    std::vector<std::shared_ptr<const CEvent>> copies(entries.size());
     for (Subscription* const subscription : those) {
       subscription->queue.skip(lostOf(*subscription, entries, missed));
-      for (const auto& entry : entries) {
-        offer(*subscription, entry);
+      for (std::size_t i = 0; i < entries.size(); ++i) {
+        offer(*subscription, entries[i], copies[i]);
       }
     }
   }
   return true;
 }
 
-void EventFeed::offer(Subscription& subscription, const toolkit::CEventStream::Entry& entry) {
+void EventFeed::offer(Subscription& subscription, const toolkit::CEventStream::Entry& entry,
+                      std::shared_ptr<const CEvent>& copy) {
   const CEvent& event = entry.event;
   if (entry.number <= subscription.eventsSeen) {
     return;
@@ -134,8 +136,9 @@ void EventFeed::offer(Subscription& subscription, const toolkit::CEventStream::E
   if (route->option == kTrend) {
     subscription.queue.add({trendValue(event, path, std::move(texts)), entry.number});
   } else {
+    copy = copy ? copy : std::make_shared<const CEvent>(event);
     subscription.queue.add(
-        {Event{route->kind, clientPath(path), std::move(texts), event}, entry.number});
+        {Event{route->kind, clientPath(path), std::move(texts), copy}, entry.number});
   }
 }
 

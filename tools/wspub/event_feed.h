@@ -12,6 +12,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 
 #include "subscription.h"
@@ -29,7 +30,9 @@ class EventFeed {
   bool look(std::map<std::string, Subscription>& subscriptions);
 
  private:
-  void offer(Subscription& subscription, const toolkit::CEventStream::Entry& entry);
+  // `copy` is the entry's event once somebody has been given it.
+  void offer(Subscription& subscription, const toolkit::CEventStream::Entry& entry,
+             std::shared_ptr<const toolkit::CEvent>& copy);
 
   toolkit::CCds& cds_;
   toolkit::CEventStream stream_;

@@ -45,7 +45,7 @@ class Writer {
     fill(*out, event);
     if (event.kind == EventKind::kStructureChanged) {
       out->EventType = nss1__EventType__StructureChanged;
-      if (event.event.message.empty()) {
+      if (event.event->message.empty()) {
         out->Description = text("Device Node Structure Changed");
       }
     }
@@ -102,7 +102,7 @@ class Writer {
   }
 
   void fill(nss1__Event& out, const Event& event) {
-    const toolkit::CEvent& from = event.event;
+    const toolkit::CEvent& from = *event.event;
     out.EventId = from.id;
     out.SequenceIndex = from.sequence;
     out.SourcePath = text(event.sourcePath);
@@ -127,12 +127,12 @@ class Writer {
     fill(*out, event);
     out->EventType = nss1__EventType__Alarm;
     out->BasePriority =
-        event.event.priority == 0 ? nullptr : text(std::to_string(event.event.priority));
-    out->AckStatus = static_cast<enum nss1__AckStatus>(event.event.ack);
-    out->AutoClosing = event.event.autoClosing;
-    out->ConditionPresent = event.event.condition;
-    out->Note = optionalText(event.event.note);
-    out->VariationLevel = event.event.variation;
+        event.event->priority == 0 ? nullptr : text(std::to_string(event.event->priority));
+    out->AckStatus = static_cast<enum nss1__AckStatus>(event.event->ack);
+    out->AutoClosing = event.event->autoClosing;
+    out->ConditionPresent = event.event->condition;
+    out->Note = optionalText(event.event->note);
+    out->VariationLevel = event.event->variation;
     return out;
   }
 

@@ -8,6 +8,8 @@ namespace wspub {
 
 namespace {
 
+constexpr std::size_t kUsualRecord = 1024;  // bytes, or less
+
 std::size_t sizeOf(const std::optional<Texts>& texts) {
   return texts ? texts->value.size() : 0;
 }
@@ -18,8 +20,8 @@ std::size_t sizeOf(const Record& record) {
   }
   const auto& event = std::get<Event>(record.content);
   std::size_t size = sizeof record + event.sourcePath.size() + sizeOf(event.texts) +
-                     event.event.note.size() + event.event.message.size();
-  for (const std::string& url : event.event.waveforms) {
+                     sizeof *event.event + event.event->note.size() + event.event->message.size();
+  for (const std::string& url : event.event->waveforms) {
     size += url.size();
   }
   return size;
@@ -27,21 +29,78 @@ std::size_t sizeOf(const Record& record) {
 
 }  // namespace
 
+std::size_t QueueBudget::share() const {
+  return max_ / std::max<std::size_t>(1, queues_.size());
+}
+
+bool QueueBudget::allows(std::size_t queue, std::size_t more) const {
+  return bytes_ + more <= max_ || queue + more <= share();
+}
+
+void QueueBudget::keep() {
+  while (bytes_ > max_) {
+    RecordQueue* largest = nullptr;
+    for (RecordQueue* const queue : queues_) {
+      if (queue->hasWaiting() && (largest == nullptr || queue->bytes_ > largest->bytes_)) {
+        largest = queue;
+      }
+    }
+    if (largest == nullptr || largest->bytes_ <= share()) {
+      return;
+    }
+    largest->dropOldest();
+  }
+}
+
+RecordQueue::RecordQueue(std::size_t bound, std::shared_ptr<QueueBudget> budget)
+    : bound_(bound), budget_(std::move(budget)) {
+  budget_->queues_.push_back(this);
+}
+
+RecordQueue::~RecordQueue() {
+  budget_->bytes_ -= bytes_;
+  std::erase(budget_->queues_, this);
+}
+
+bool RecordQueue::hasRoomFor(std::size_t bytes) const {
+  return records_.empty() || (records_.size() < bound_ && bytes_ + bytes <= kMaxBytes &&
+                              budget_->allows(bytes_, bytes));
+}
+
 bool RecordQueue::hasRoomFor(const Record& record) const {
-  return records_.empty() || (records_.size() < bound_ && bytes_ + sizeOf(record) <= kMaxBytes);
+  return hasRoomFor(sizeOf(record));
+}
+
+std::size_t RecordQueue::room() const {
+  return hasRoomFor(kUsualRecord) ? bound_ - records_.size() : 0;
+}
+
+void RecordQueue::count(std::size_t bytes) {
+  bytes_ += bytes;
+  budget_->bytes_ += bytes;
+}
+
+void RecordQueue::discount(std::size_t bytes) {
+  bytes_ -= bytes;
+  budget_->bytes_ -= bytes;
+}
+
+void RecordQueue::dropOldest() {
+  const auto oldest = records_.begin() + static_cast<std::ptrdiff_t>(sending_);
+  discount(oldest->bytes);
+  records_.erase(oldest);
 }
 
 void RecordQueue::add(Record record) {
   const std::size_t bytes = sizeOf(record);
   records_.push_back({++lastNumber_, bytes, Clock::now(), std::move(record)});
-  bytes_ += bytes;
+  count(bytes);
   // With everything on its way, the oldest of the others is the new one.
   while (records_.size() > std::max<std::size_t>(sending_, 1) &&
          (records_.size() > bound_ || bytes_ > kMaxBytes)) {
-    const auto oldest = records_.begin() + static_cast<std::ptrdiff_t>(sending_);
-    bytes_ -= oldest->bytes;
-    records_.erase(oldest);
+    dropOldest();
   }
+  budget_->keep();
 }
 
 Batch RecordQueue::begin(std::size_t limit) {
@@ -64,7 +123,7 @@ std::uint64_t RecordQueue::accepted() {
   for (; sending_ > 0; --sending_) {
     newest = std::max(newest, records_.front().record.streamNumber);
     lastAccepted_ = records_.front().number;
-    bytes_ -= records_.front().bytes;
+    discount(records_.front().bytes);
     records_.pop_front();
   }
   return newest;

@@ -2,11 +2,14 @@
 //
 // Numbers count from 1 and are never used twice. A queue that is full, by number or by bytes, drops
 // its oldest records, but none of a message that is on its way; one that is larger than the bound
-// is kept alone. Pure: knows neither store nor network.
+// is kept alone. All queues together have a bound, too: beyond it the largest one drops its oldest
+// record, so that who keeps to an equal share loses nothing by the others. Pure: knows neither
+// store nor network.
 #pragma once
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <vector>
 
 #include "backoff.h"
@@ -21,17 +24,45 @@ struct Batch {
   std::vector<const Record*> records;
 };
 
+class RecordQueue;
+
+// What the queues that share it may hold together.
+class QueueBudget {
+ public:
+  static constexpr std::size_t kMaxBytes = std::size_t{8} << 20;
+
+  explicit QueueBudget(std::size_t bytes = kMaxBytes) : max_(bytes) {}
+
+ private:
+  friend class RecordQueue;
+
+  std::size_t share() const;
+  // Whether a queue of this size may grow by so much.
+  bool allows(std::size_t queue, std::size_t more) const;
+  // What is on its way stays.
+  void keep();
+
+  std::size_t max_;
+  std::size_t bytes_ = 0;
+  std::vector<RecordQueue*> queues_;
+};
+
 class RecordQueue {
  public:
   static constexpr std::size_t kMaxBytes = std::size_t{1} << 20;
 
-  explicit RecordQueue(std::size_t bound) : bound_(bound) {}
+  explicit RecordQueue(std::size_t bound,
+                       std::shared_ptr<QueueBudget> budget = std::make_shared<QueueBudget>());
+  ~RecordQueue();
+  RecordQueue(const RecordQueue&) = delete;
+  RecordQueue& operator=(const RecordQueue&) = delete;
 
   bool isEmpty() const { return records_.empty(); }
   std::size_t size() const { return records_.size(); }
   // Since when the oldest record waits. Not on an empty queue.
   Clock::time_point oldest() const { return records_.front().since; }
-  std::size_t room() const { return bound_ - records_.size(); }
+  // Records of a usual size that it takes without dropping any, at most.
+  std::size_t room() const;
   // Whether it drops none for this one.
   bool hasRoomFor(const Record& record) const;
 
@@ -49,6 +80,8 @@ class RecordQueue {
   void refused() { sending_ = 0; }
 
  private:
+  friend class QueueBudget;
+
   struct Numbered {
     std::uint64_t number;
     std::size_t bytes;
@@ -56,7 +89,14 @@ class RecordQueue {
     Record record;
   };
 
+  bool hasRoomFor(std::size_t bytes) const;
+  void count(std::size_t bytes);
+  void discount(std::size_t bytes);
+  bool hasWaiting() const { return records_.size() > sending_; }
+  void dropOldest();
+
   std::size_t bound_;
+  std::shared_ptr<QueueBudget> budget_;
   std::size_t bytes_ = 0;
   std::deque<Numbered> records_;
   std::size_t sending_ = 0;       // that many at the front are on their way

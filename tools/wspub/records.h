@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <variant>
@@ -30,7 +31,8 @@ struct Event {
   EventKind kind = EventKind::kEvent;
   std::string sourcePath;
   std::optional<Texts> texts;
-  toolkit::CEvent event;
+  // One for all subscribers.
+  std::shared_ptr<const toolkit::CEvent> event = std::make_shared<const toolkit::CEvent>();
 };
 
 struct Record {

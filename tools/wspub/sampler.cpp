@@ -1,6 +1,7 @@
 #include "sampler.h"
 
 #include <algorithm>
+#include <functional>
 #include <string_view>
 
 #include "element_texts.h"
@@ -14,16 +15,42 @@ namespace {
 
 // A change of the rights takes effect within this time. It is a change of the store's state too.
 constexpr std::chrono::seconds kRightLasts(1);
+constexpr std::size_t kPointsAtOnce = 16;  // held in memory, each as long as a request may be
+constexpr std::size_t kLongText = 64;
+
+// A name of a path outside the grammar stays one: such a point is never read.
+std::string pathOf(const std::string& name) {
+  std::string text = name;
+  if (!name.starts_with("?|")) {
+    toolkit::CPath::DottedPathToNodePath(name, text);
+  }
+  return text;
+}
+
+// What a text is known by later: a long one by its size and hash.
+std::string marked(const std::string& text) {
+  return text.size() <= kLongText ? text
+                                  : "#" + std::to_string(text.size()) + " " +
+                                        std::to_string(std::hash<std::string>{}(text));
+}
+
+CElement marked(const CElement& element) {
+  if (element.type() != DATA_STRING) {
+    return element;
+  }
+  CElement mark(marked(element.to_string()));
+  mark.set_time(element.time());
+  return mark;
+}
 
 bool isRightOld(const Point& point, State state, Clock::time_point now) {
   return point.allowedIn == kNeverSeen ||
          (point.allowedIn != state && now >= point.allowedAt + kRightLasts);
 }
 
-void renewRight(Point& point, State state, Clock::time_point now) {
+void renewRight(Point& point, const toolkit::CPath& path, State state, Clock::time_point now) {
   if (isRightOld(point, state, now)) {
-    point.allowed =
-        point.path.is_read_authorized(point.user) && point.path.is_read_authorized(point.receiver);
+    point.allowed = path.is_read_authorized(point.user) && path.is_read_authorized(point.receiver);
     point.allowedIn = state;
     point.allowedAt = now;
   }
@@ -33,7 +60,7 @@ Sample sampleOf(const Point& point, const std::optional<Texts>& texts) {
   Sample sample;
   sample.isReadable = texts.has_value();
   if (texts) {
-    sample.text = texts->value;
+    sample.text = marked(texts->value);
     sample.quality = point.quality;
     if (!texts->numeric && point.element.type() != DATA_STRING &&
         point.element.type() != DATA_TIMEVAL) {
@@ -43,10 +70,10 @@ Sample sampleOf(const Point& point, const std::optional<Texts>& texts) {
   return sample;
 }
 
-Value valueOf(const Point& point, std::optional<Texts> texts) {
+Value valueOf(const toolkit::CPath& path, const Point& point, std::optional<Texts> texts) {
   const timeval time = point.element.time();
   Value value;
-  value.path = point.path.str();
+  value.path = path.str();
   value.quality = texts ? point.quality : 0;
   value.time = texts ? qel_UNIXtoQELtime64(&time) : qel_UTCtime64();
   value.texts = std::move(texts);
@@ -88,10 +115,18 @@ bool Sampler::look(std::map<std::string, Subscription>& subscriptions, State sta
   for (auto& [id, subscription] : subscriptions) {
     collect(subscription, state, now);
   }
-  if (due_.empty()) {
-    return true;
+  const std::span<const Due> all = due_;
+  for (std::size_t first = 0; first < all.size(); first += kPointsAtOnce) {
+    const auto some = all.subspan(first, std::min(kPointsAtOnce, all.size() - first));
+    if (!take(some, state, now)) {
+      return false;
+    }
   }
-  listPaths();
+  return true;
+}
+
+bool Sampler::take(std::span<const Due> due, State state, Clock::time_point now) {
+  listPaths(due);
   std::vector<api_status_t> statuses;
   std::vector<CElement> elements;
   std::vector<element_property_t> sources;
@@ -99,10 +134,10 @@ bool Sampler::look(std::map<std::string, Subscription>& subscriptions, State sta
     return false;
   }
   qualities_.look(state);
-  for (std::size_t i = 0; i < due_.size(); ++i) {
-    renewRight(*due_[i].point, state, now);
-    due_[i].point->seen = state;
-    take(due_[i], statuses[i], elements[i], now);
+  for (std::size_t i = 0; i < due.size(); ++i) {
+    renewRight(*due[i].point, paths_[i], state, now);
+    due[i].point->seen = state;
+    take(due[i], paths_[i], statuses[i], elements[i], now);
   }
   return true;
 }
@@ -117,42 +152,41 @@ void Sampler::collect(Subscription& subscription, State state, Clock::time_point
       continue;
     }
     room -= isNew ? 1 : 0;
-    due_.push_back({&subscription, &point});
+    due_.push_back({&subscription, &name, &point});
   }
 }
 
-void Sampler::listPaths() {
-  const auto isSame = [](const Due& due, const toolkit::CPath& path) {
-    return due.point->path.str() == path.str();
-  };
-  if (std::ranges::equal(due_, paths_, isSame)) {
-    return;
-  }
-  paths_.clear();
-  for (const Due& due : due_) {
-    paths_.push_back(due.point->path);
+void Sampler::listPaths(std::span<const Due> due) {
+  paths_.resize(due.size());
+  for (std::size_t i = 0; i < due.size(); ++i) {
+    const std::string text = pathOf(*due[i].name);
+    if (paths_[i].str() != text) {
+      paths_[i] = toolkit::CPath(text);
+      paths_[i].normalize();
+    }
   }
 }
 
-void Sampler::take(const Due& due, api_status_t status, const CElement& element,
-                   Clock::time_point now) {
+void Sampler::take(const Due& due, const toolkit::CPath& path, api_status_t status,
+                   const CElement& element, Clock::time_point now) {
   Point& point = *due.point;
-  const bool allowed = point.allowed && point.path.getSubAttribute().empty();
+  const bool allowed = point.allowed && path.getSubAttribute().empty();
   const bool readable = status == API_SUCCESS && element.type() != DATA_NONE && allowed;
-  const std::uint16_t quality = readable ? qualities_.of(point.path.getNodePath()) : 0;
+  const std::uint16_t quality = readable ? qualities_.of(path.getNodePath()) : 0;
+  CElement mark = marked(element);
   if (point.filter.hasStarted() && readable == point.readable && quality == point.quality &&
-      element == point.element) {
+      mark == point.element) {
     return;
   }
   point.readable = readable;
   point.quality = quality;
-  point.element = element;
+  point.element = std::move(mark);
   std::optional<Texts> texts;
   if (readable) {
-    texts = textsOf(cds_, point.path, element);
+    texts = textsOf(cds_, path, element);
   }
   const Sample sample = sampleOf(point, texts);
-  Record record{valueOf(point, std::move(texts))};
+  Record record{valueOf(path, point, std::move(texts))};
   RecordQueue& queue = due.subscription->queue;
   if (!point.filter.hasStarted() && !queue.hasRoomFor(record)) {
     point.seen = kNeverSeen;  // a first value waits, see collect()

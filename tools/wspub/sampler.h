@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -31,20 +32,22 @@ class Sampler {
   // `cds` must outlive this object.
   explicit Sampler(toolkit::CCds& cds) : cds_(cds), qualities_(cds) {}
 
-  // `state` is the store's present state. False when the store could not be read: nothing is
-  // queued then.
+  // `state` is the store's present state. False when the store could not be read: what was read
+  // before is queued then.
   bool look(std::map<std::string, Subscription>& subscriptions, State state, Clock::time_point now);
 
  private:
   struct Due {
     Subscription* subscription;
+    const std::string* name;
     Point* point;
   };
 
   void collect(Subscription& subscription, State state, Clock::time_point now);
-  void listPaths();
-  void take(const Due& due, api_status_t status, const toolkit::CElement& element,
-            Clock::time_point now);
+  void listPaths(std::span<const Due> due);
+  bool take(std::span<const Due> due, State state, Clock::time_point now);
+  void take(const Due& due, const toolkit::CPath& path, api_status_t status,
+            const toolkit::CElement& element, Clock::time_point now);
 
   toolkit::CCds& cds_;
   Qualities qualities_;

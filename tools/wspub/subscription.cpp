@@ -15,17 +15,6 @@ std::int64_t writtenAt(const toolkit::CElement& element) {
   return qel_UNIXtoQELtime64(&time);
 }
 
-// A name of a path outside the grammar stays one: such a point is never read.
-toolkit::CPath pointPath(const std::string& name) {
-  std::string text = name;
-  if (!name.starts_with("?|")) {
-    toolkit::CPath::DottedPathToNodePath(name, text);
-  }
-  toolkit::CPath path(text);
-  path.normalize();
-  return path;
-}
-
 }  // namespace
 
 bool isDeliverable(const std::string& uri) {
@@ -55,9 +44,6 @@ void Subscription::apply(const std::map<std::string, PointTerms>& newPoints) {
   std::erase_if(points, [&](const auto& point) { return !newPoints.contains(point.first); });
   for (const auto& [name, wanted] : newPoints) {
     Point& point = points[name];
-    if (point.path.str().empty()) {
-      point.path = pointPath(name);
-    }
     point.filter.configure(std::chrono::milliseconds(wanted.freshness), wanted.deadband);
     point.user = wanted.user;
     point.receiver = terms.user;

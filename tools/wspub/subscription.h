@@ -18,7 +18,6 @@ using State = std::size_t;
 inline constexpr State kNeverSeen = 0;
 
 struct Point {
-  toolkit::CPath path;   // normalised, or outside the grammar
   std::string user;      // who entered it
   std::string receiver;  // who gave the address
   ChangeFilter filter;
@@ -47,8 +46,9 @@ bool isDeliverable(const std::string& uri);
 
 class Subscription {
  public:
-  Subscription(std::string id, std::size_t queueBound, std::chrono::milliseconds firstBackoff)
-      : id(std::move(id)), queue(queueBound), backoff(firstBackoff) {}
+  Subscription(std::string id, std::size_t queueBound, std::chrono::milliseconds firstBackoff,
+               std::shared_ptr<QueueBudget> budget = std::make_shared<QueueBudget>())
+      : id(std::move(id)), queue(queueBound, std::move(budget)), backoff(firstBackoff) {}
 
   // Takes the terms as they stand now: the lease of new ones counts from their time.
   void apply(const Terms& newTerms, Clock::time_point now);
@@ -63,7 +63,7 @@ class Subscription {
 
   const std::string id;
   Terms terms;
-  std::map<std::string, Point> points;
+  std::map<std::string, Point> points;  // by the name of the node, which tells the path
   RecordQueue queue;
   Backoff backoff;
   std::uint64_t eventsSeen = 0;    // number of the last one in their stream

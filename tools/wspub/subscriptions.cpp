@@ -83,7 +83,7 @@ bool Subscriptions::load(const std::string& id, const Terms& terms, Clock::time_
     return false;
   }
   const auto [entry, isNew] =
-      subscriptions_.try_emplace(id, id, options_.queueBound, options_.firstBackoff);
+      subscriptions_.try_emplace(id, id, options_.queueBound, options_.firstBackoff, budget_);
   Subscription& subscription = entry->second;
   subscription.apply(terms, now);
   if (isNew) {

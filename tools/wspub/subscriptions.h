@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -46,6 +47,7 @@ class Subscriptions {
   toolkit::CEventStream events_;
   toolkit::CSysLog& log_;
   Options options_;
+  std::shared_ptr<QueueBudget> budget_ = std::make_shared<QueueBudget>();
   std::map<std::string, Subscription> subscriptions_;
   std::optional<toolkit::CElement> counter_;  // at the last reload; none: reload in any case
 };
