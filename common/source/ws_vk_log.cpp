@@ -53,7 +53,7 @@ bool isInTime(const nsvk__logRetrieveRequest& request, LONG64 time) {
 AlarmSet collectAlarms(struct soap* ctx, const nsvk__logRetrieveRequest& request,
                        const std::vector<std::string>& nodes,
                        std::vector<nss1__AlarmUpdate*>& others) {
-  TimedPattern pattern(request.path, globalData(ctx)->pReq);
+  TimedPattern pattern(request.path, globalData(ctx)->pReq, globalData(ctx)->maxSearch);
   AlarmSet alarms(RuntimeAlarmCmp{request.bReverseOrder});
   for (const std::string& node : nodes) {
     if (node.find(kCounters) != std::string::npos) {

@@ -355,6 +355,16 @@ TEST_F(ComtradeFolder, SizesAreCheckedBeforeAnythingIsRead) {
   copy("same-combined-ascii.cff", "combined.cff");
   grow("combined.cff", CComtradeView::kMaxData);
   expectRefused("combined", WAVE_TOO_LARGE, "combined.cff: a line of more than");
+  const auto repeat = [&](const std::string& line, int count) {
+    std::ofstream file(path("lines.cff"));
+    for (int i = 0; i < count; ++i) {
+      file << line;
+    }
+  };
+  repeat("--- file type: x ---\n", 1001);
+  expectRefused("lines", WAVE_DAMAGED, "lines.cff: has more than 1000 marks of sections");
+  repeat("1\n", 10'000'001);
+  expectRefused("lines", WAVE_TOO_LARGE, "lines.cff: more than 10000000 lines");
   copySet("fewer-than-many", "many");
   grow("many.dat", CComtradeView::kMaxData);
   expectRefused("many", WAVE_TOO_LARGE, "many.cfg: 4194304 samples");

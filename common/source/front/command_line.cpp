@@ -85,6 +85,17 @@ bool readLogLevel(const char* word, _global_data_t& global) {
   return true;
 }
 
+// The usage text, which is fixed, does not have it: docs/limits.md does.
+bool readMaxSearch(const char* word, _global_data_t& global) {
+  constexpr std::int32_t kMaxSeconds = 600;
+  std::int32_t seconds = 0;
+  if (!readSize(word, "search time", 1, seconds) || seconds > kMaxSeconds) {
+    return false;
+  }
+  global.maxSearch = std::chrono::seconds(seconds);
+  return true;
+}
+
 template <std::string _global_data_t::*member>
 bool readText(const char* word, _global_data_t& global) {
   global.*member = word;
@@ -96,7 +107,7 @@ struct ValueOption {
   bool (*read)(const char* value, _global_data_t& global);
 };
 
-constexpr std::array<ValueOption, 10> kValueOptions = {{
+constexpr std::array<ValueOption, 11> kValueOptions = {{
     {"-h", readText<&_global_data_t::deltaLog>},
     {"-a", readText<&_global_data_t::eventLog>},
     {"-s", readText<&_global_data_t::systemLog>},
@@ -107,6 +118,7 @@ constexpr std::array<ValueOption, 10> kValueOptions = {{
     {"-l", readHeapLimit},
     {"-w", readText<&_global_data_t::waveFolder>},
     {"-D", readLogLevel},
+    {"-S", readMaxSearch},
 }};
 
 const ValueOption* findValueOption(std::string_view word) {

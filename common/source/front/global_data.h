@@ -20,6 +20,7 @@
 #include "front/ignored_elements.h"
 #include "front/process.h"
 #include "front/request_body.h"
+#include "front/request_limits.h"
 #include "front/statistics.h"
 #include "stdsoap2.h"
 #include "toolkit/cds.h"
@@ -45,16 +46,17 @@ struct _global_data_t {
   std::optional<toolkit::CCds_SwInfo> swInfo;    // set once the store is open
   std::optional<toolkit::CCDS_Connxns> connxns;  // likewise
   toolkit::CCds_Utils cdsUtils{cdsApi};
-  toolkit::CSysLog* syslog = nullptr;                 // the logger of __psyslog, owned by main()
-  std::string deltaLog = "./deadband.db";             // -h
-  std::string eventLog = "./alarms.db";               // -a
-  std::string systemLog = "./system.db";              // -s
-  std::shared_ptr<toolkit::trend::CLog> trendLog;     // opened by the first request that needs it
-  std::string trendLogPath = "./interval-trends.db";  // -t
-  std::int32_t maxRecords = kDefaultMaxRecords;       // -m
-  std::int32_t pageSize = 0;                          // -p, bytes; 0: the database's default
-  std::int32_t cacheSize = 0;                         // -c, bytes; 0: the database's default
-  std::int32_t heapLimit = 0;                         // -l, bytes; 0: no limit
+  toolkit::CSysLog* syslog = nullptr;                   // the logger of __psyslog, owned by main()
+  std::string deltaLog = "./deadband.db";               // -h
+  std::string eventLog = "./alarms.db";                 // -a
+  std::string systemLog = "./system.db";                // -s
+  std::shared_ptr<toolkit::trend::CLog> trendLog;       // opened by the first request that needs it
+  std::string trendLogPath = "./interval-trends.db";    // -t
+  std::int32_t maxRecords = kDefaultMaxRecords;         // -m
+  std::int32_t pageSize = 0;                            // -p, bytes; 0: the database's default
+  std::int32_t cacheSize = 0;                           // -c, bytes; 0: the database's default
+  std::int32_t heapLimit = 0;                           // -l, bytes; 0: no limit
+  std::chrono::seconds maxSearch = limits::kMaxSearch;  // -S, of one request
   // Between two calls on a log that is busy.
   void (*pause)(std::chrono::microseconds) = [](std::chrono::microseconds time) {
     ::usleep(static_cast<useconds_t>(time.count()));

@@ -18,8 +18,9 @@ constexpr std::size_t kMaxMemory = std::size_t{48} << 20;
 constexpr std::size_t kMaxReplyBytes = std::size_t{32} << 20;
 constexpr std::size_t kLargeReply = std::size_t{1} << 20;
 
-constexpr std::size_t kMaxPattern = 1000;       // characters of a regular expression
-constexpr std::chrono::seconds kMaxSearch{10};  // one search of the tree
+constexpr std::size_t kMaxPattern = 1000;           // characters of a regular expression
+constexpr std::chrono::seconds kMaxSearch{1};       // one search of the tree, unless -S says more
+constexpr std::chrono::milliseconds kMaxMatch{20};  // one value of it
 
 // Of a refused body this much is read and thrown away, so that the web server can pass our answer
 // on instead of reporting a broken connection.

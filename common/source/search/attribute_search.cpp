@@ -12,7 +12,8 @@ AttributeSearch::AttributeSearch(struct soap* ctx, const _service_options_t& opt
       opts_(opts),
       attribute_(std::move(request.attribute)),
       response_(response),
-      pattern_(std::move(request.pattern), globalData(ctx)->pReq, clock) {}
+      pattern_(std::move(request.pattern), globalData(ctx)->pReq, globalData(ctx)->maxSearch,
+               clock) {}
 
 bool AttributeSearch::CheckRegexMatch(const std::string& path) {
   pattern_.checkTime();

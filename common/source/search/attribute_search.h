@@ -27,8 +27,8 @@ class AttributeSearch {
                   nsvk__findAttributeMatchesResponse& response,
                   TimedPattern::Clock clock = std::chrono::steady_clock::now);
 
-  // Tests one node. Throws SearchEnded when the search has run for limits::kMaxSearch, also in the
-  // middle of a value.
+  // Tests one node. Throws SearchEnded when the search has run for _global_data_t::maxSearch, also
+  // in the middle of a value.
   bool CheckRegexMatch(const std::string& path);
   // Tests the children of a node, each before what lies below it, in the store's order. Returns the
   // number of matches. Throws as above.

@@ -37,21 +37,33 @@ class TimedPattern::Iterator
   TimedPattern* pattern_ = nullptr;
 };
 
-TimedPattern::TimedPattern(std::string pattern, const Exchange* exchange, Clock clock)
+TimedPattern::TimedPattern(std::string pattern, const Exchange* exchange, std::chrono::seconds time,
+                           Clock clock)
     : pattern_(std::move(pattern)),
       exchange_(exchange),
       clock_(clock),
-      end_(clock() + limits::kMaxSearch) {
+      time_(time),
+      end_(clock() + time) {
   if (charactersOf(pattern_) > limits::kMaxPattern) {
     throw std::length_error("The pattern is longer than " + std::to_string(limits::kMaxPattern) +
                             " characters");
   }
 }
 
-void TimedPattern::checkTime() const {
-  if (clock_() >= end_) {
-    throw SearchEnded("The search was ended after " + std::to_string(limits::kMaxSearch.count()) +
-                      " s");
+void TimedPattern::checkMatch() {
+  const Time now = clock_();
+  checkTime(now);
+  if (!matchEnd_) {
+    matchEnd_ = now + limits::kMaxMatch;
+  } else if (now >= *matchEnd_) {
+    throw std::runtime_error("it took more than " + std::to_string(limits::kMaxMatch.count()) +
+                             " ms on one value");
+  }
+}
+
+void TimedPattern::checkTime(Time now) const {
+  if (now >= end_) {
+    throw SearchEnded("The search was ended after " + std::to_string(time_.count()) + " s");
   }
   if (exchange_ != nullptr && exchange_->out != nullptr) {
     if (const std::string why = exchange_->out->whyEnd(); !why.empty()) {
@@ -67,6 +79,7 @@ bool TimedPattern::isIn(const std::string& text) {
   if (!regex_) {
     regex_.emplace(pattern_);
   }
+  matchEnd_.reset();
   const char* const begin = text.data();
   return boost::regex_search(Iterator(begin, *this), Iterator(begin + text.size(), *this), *regex_);
 }

@@ -145,7 +145,7 @@ RealTimeResults* Register_realTimeNodes(struct soap* ctx,
     return nullptr;
   }
   RealTimeResults* results = soap_new_nsc1__ArrayOfRealTimeNodeSubscriptionResult(ctx);
-  Registration registration(ctx, base, present, bound);
+  Registration registration(ctx, base, present, std::min(bound, present + kMaxNewPoints));
   const auto& wanted = nodes->NodeSubscription;
   for (std::size_t first = 0; first < wanted.size(); first += kPointsAtOnce) {
     for (std::size_t i = first; i < std::min(first + kPointsAtOnce, wanted.size()); ++i) {

@@ -11,6 +11,12 @@ void LineReader::skipEmptyLines() {
 }
 
 bool LineReader::next(std::string_view& line) {
+  if (lines_ == kMaxLines) {
+    failure_ = {WAVE_TOO_LARGE,
+                part_.path() + ": more than " + std::to_string(kMaxLines) + " lines"};
+    return false;
+  }
+  ++lines_;
   skipEmptyLines();
   std::size_t searched = begin_;
   for (;;) {

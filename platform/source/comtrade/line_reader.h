@@ -11,6 +11,7 @@ namespace toolkit::comtrade {
 class LineReader {
  public:
   static constexpr std::size_t kMaxLine = 1 << 20;  // bytes
+  static constexpr std::size_t kMaxLines = 10'000'000;
 
   explicit LineReader(const FilePart& part) : part_(part) {}
 
@@ -29,6 +30,7 @@ class LineReader {
 
   const FilePart& part_;
   std::string buffer_;
+  std::size_t lines_ = 0;   // that were asked for
   std::size_t begin_ = 0;   // in the buffer, of what was not given yet
   std::size_t filled_ = 0;  // bytes in the buffer
   std::size_t readTo_ = 0;  // in the part

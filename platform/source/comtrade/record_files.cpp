@@ -15,6 +15,8 @@ namespace {
 
 constexpr std::array<std::string_view, 5> kExtensions = {"cfg", "dat", "hdr", "inf", "cff"};
 
+constexpr std::size_t kMaxMarks = 1000;
+
 // The files of one record, but for what their extensions are.
 struct Place {
   std::string folder;
@@ -81,8 +83,13 @@ class Sections {
   Failure find() {
     std::size_t lineBegin = 0;
     std::string_view line;
+    std::size_t marks = 0;
     while (lines_.next(line)) {
       if (const auto mark = parseMark(line)) {
+        if (++marks > kMaxMarks) {
+          return {WAVE_DAMAGED, whole_.path() + ": has more than " + std::to_string(kMaxMarks) +
+                                    " marks of sections"};
+        }
         close(lineBegin);
         open(*mark);
       }

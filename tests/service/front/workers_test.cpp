@@ -16,7 +16,13 @@ namespace {
 
 class Workers : public ServiceTest {
  protected:
-  Workers() { import({leafAt("/M1/Long", std::string(100000, 'a'))}); }
+  Workers() {
+    Leaves texts;
+    for (int i = 0; i < 100; ++i) {
+      texts.push_back(leafAt("/M1/Long" + std::to_string(i), std::string(100000, 'a')));
+    }
+    import(texts);
+  }
   ~Workers() override {
     for (const pid_t pid : others_) {
       end(pid, SIGKILL);
@@ -44,7 +50,7 @@ class Workers : public ServiceTest {
     kill(pid, signal);
     return waitForProcess(pid, root());
   }
-  // A search that takes minutes.
+  // A search that takes all the time that it may.
   static std::string search() {
     const std::string children = tags({{"startingPath", "/M1"},
                                        {"attribMatch", "Value"},

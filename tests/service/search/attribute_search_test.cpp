@@ -92,6 +92,10 @@ std::chrono::steady_clock::time_point movedByHand() {
   return presentTime;
 }
 
+std::chrono::steady_clock::time_point slow() {
+  return presentTime += limits::kMaxMatch / 2;
+}
+
 class SearchTime : public HandlerTest {
  protected:
   SearchTime() {
@@ -116,6 +120,15 @@ TEST_F(SearchTime, EndsTheSearchWithWhatItHas) {
   EXPECT_EQ(found(2, ""), Texts{});
   EXPECT_EQ(found(4, ""), (Texts{"/T", "/T/a"}));
   EXPECT_EQ(found(5, "x$"), (Texts{"/T", "/T/a"})) << "in the middle of a value";
+}
+
+TEST_F(SearchTime, AValueThatTakesTooLongIsPassedOver) {
+  set(global_.cdsApi, "/T/c", toolkit::CElement("x"));
+  _service_options_t opts;
+  nsvk__findAttributeMatchesResponse response;
+  AttributeSearch search(ctx_, opts, {"", "x$"}, response, slow);
+  search.RecursiveRegexMatch("/T", true);
+  EXPECT_EQ(response.nodes, (Texts{"/T/a", "/T/c"}));
 }
 
 }  // namespace
