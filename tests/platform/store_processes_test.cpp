@@ -2,8 +2,6 @@
 #include "store/store.h"
 #include "store_fixture.h"
 
-using toolkit::CCds;
-using toolkit::CElement;
 using toolkit::CPath;
 namespace store = toolkit::store;
 
@@ -35,7 +33,7 @@ class StoreProcesses : public StoreTest {
   }
   // So much that building the live half takes a while.
   static void importLarge() { import(leaves("/Table/N", 20000, CElement(5))); }
-  void removeLive() const { std::filesystem::remove_all(folder() / "run"); }
+  void removeLive() const { fs::remove_all(folder() / "run"); }
   const std::function<int()> checkLarge_ = [this] {
     CCds cds;
     return readBatch(cds) == 5 && text(cds, "/Table/N19999") == "5" ? 0 : 1;
