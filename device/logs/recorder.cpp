@@ -1,6 +1,7 @@
 #include "logs/recorder.h"
 
 #include <algorithm>
+#include <array>
 
 #include "toolkit/time.h"
 
@@ -15,19 +16,22 @@ struct Kind {
   const char* file;
   unsigned capacity;
   std::uint64_t maxBytes;
-  bool (*has)(const CEvent& event);
+  int type;  // of the events that it keeps
 };
 
-constexpr std::array<Kind, 3> kKinds = {{
-    {"deadband.db", 100'000, 64 << 20,
-     [](const CEvent& event) { return event.type == toolkit::EVENT_DELTA; }},
-    {"system.db", 5'000, 8 << 20,
-     [](const CEvent& event) { return event.type == toolkit::EVENT_SYSTEM; }},
-    {"alarms.db", 20'000, 32 << 20,
-     [](const CEvent& event) {
-       return event.type != toolkit::EVENT_DELTA && event.type != toolkit::EVENT_SYSTEM;
-     }},
-}};
+constexpr int kAllOthers = -1;
+
+constexpr auto kKinds = std::to_array<Kind>({
+    {"deadband.db", 100'000, 64 << 20, toolkit::EVENT_DELTA},
+    {"system.db", 5'000, 8 << 20, toolkit::EVENT_SYSTEM},
+    {"alarms.db", 20'000, 32 << 20, kAllOthers},
+});
+
+bool keeps(const Kind& kind, const CEvent& event) {
+  const auto isOfType = [&](const Kind& other) { return other.type == event.type; };
+  return isOfType(kind) ||
+         (kind.type == kAllOthers && std::none_of(kKinds.begin(), kKinds.end(), isOfType));
+}
 
 CLog::Mark markOf(const toolkit::CEventStream::Entry& entry) {
   return {entry.number, entry.event.time};
@@ -54,6 +58,9 @@ bool holds(const std::vector<toolkit::CEventStream::Entry>& entries, const CLog:
 }
 
 }  // namespace
+
+Recorder::Recorder(toolkit::CCds& cds)
+    : cds_(cds), stream_(cds, toolkit::CEventStream::kEvents), logs_(kKinds.size()) {}
 
 bool Recorder::open(const std::string& folder) {
   for (std::size_t i = 0; i < logs_.size(); ++i) {
@@ -158,7 +165,8 @@ bool Recorder::enter(std::size_t place, const Entries& entries) {
   std::vector<CLog::Mark> refused;
   CLog::Marks marks;
   for (const auto& entry : entries) {
-    if (entry.number <= log.entered.at(entry.ring).number || !kKinds.at(place).has(entry.event)) {
+    if (entry.number <= log.entered.at(entry.ring).number ||
+        !keeps(kKinds.at(place), entry.event)) {
       continue;
     }
     events.push_back(entry.event);

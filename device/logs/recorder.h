@@ -10,7 +10,6 @@
 // begun anew with the device, or lost all that was entered: it is entered from its oldest event on.
 #pragma once
 
-#include <array>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,7 +22,7 @@ namespace device {
 class Recorder {
  public:
   // `cds` must outlive this object.
-  explicit Recorder(toolkit::CCds& cds) : cds_(cds), stream_(cds, toolkit::CEventStream::kEvents) {}
+  explicit Recorder(toolkit::CCds& cds);
 
   // Opens the logs of a folder, or makes them. Both calls return false with the reason in
   // lastError().
@@ -50,7 +49,7 @@ class Recorder {
 
   toolkit::CCds& cds_;
   toolkit::CEventStream stream_;
-  std::array<Log, 3> logs_;
+  std::vector<Log> logs_;
   toolkit::CLog::Mark newest_;  // entry that was looked at
   bool complete_ = false;       // all logs have what they keep up to there
   std::uint64_t missed_ = 0;

@@ -1,29 +1,14 @@
-import java.io.BufferedReader;
-import java.io.InputStreamReader;
-import java.io.PrintStream;
-import java.io.StringReader;
-import java.lang.reflect.Field;
-import java.lang.reflect.InvocationTargetException;
-import java.lang.reflect.Method;
-import java.lang.reflect.Parameter;
-import java.lang.reflect.ParameterizedType;
-import java.lang.reflect.Type;
+import java.io.*;
+import java.lang.reflect.*;
 import java.net.URL;
-import java.util.ArrayList;
-import java.util.List;
-import java.util.Map;
-import java.util.stream.Collectors;
-import javax.jws.WebMethod;
-import javax.jws.WebParam;
+import java.util.*;
+import javax.jws.*;
 import javax.xml.bind.annotation.XmlElement;
 import javax.xml.parsers.DocumentBuilderFactory;
-import javax.xml.ws.BindingProvider;
-import javax.xml.ws.Holder;
-import org.w3c.dom.Element;
-import org.w3c.dom.Node;
+import javax.xml.ws.*;
+import org.w3c.dom.*;
 import org.xml.sax.InputSource;
-import tarnix.Tarnix;
-import tarnix.TarnixPort;
+import tarnix.*;
 
 /** The driver for a client that wsimport has made: see toolkits. */
 public class Operations {
@@ -114,7 +99,7 @@ public class Operations {
             return "FAULT " + failure.getCause().getMessage();
         }
         addTexts(answers, texts);
-        return texts.stream().collect(Collectors.joining(" "));
+        return String.join(" ", texts);
     }
 
     public static void main(String[] unused) throws Exception {

@@ -8,8 +8,6 @@
 #include "store_fixture.h"
 
 using device::AlarmEngine;
-using toolkit::CElement;
-using toolkit::CEvent;
 using toolkit::store::Environment;
 
 namespace {
@@ -256,7 +254,7 @@ TEST_F(Alarms, DoNotWaitForAFlashThatIsFullAndHaveNoNumberTwice) {
     std::ofstream(folder() / "reading") << "";
     return pause();
   });
-  ASSERT_TRUE(await([&] { return std::filesystem::exists(folder() / "reading"); }));
+  ASSERT_TRUE(await([&] { return fs::exists(folder() / "reading"); }));
   for (int i = 0; i < 1000 && set("/X", i, PCD_TRUE) == API_SUCCESS; ++i) {
   }
   const auto raise = [&](std::uint64_t count) {
@@ -274,7 +272,7 @@ TEST_F(Alarms, DoNotWaitForAFlashThatIsFullAndHaveNoNumberTwice) {
   act("boot");
   raise(2);
   reader.kill();
-  std::filesystem::remove(folder() / "flash/filler");
+  fs::remove(folder() / "flash/filler");
   raise(2);
   EXPECT_EQ(engine_->reservationError(), "");
   act("boot");

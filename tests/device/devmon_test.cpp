@@ -7,8 +7,6 @@
 
 namespace {
 
-using toolkit::CEvent;
-
 class Devmon : public Sandbox {
  protected:
   Devmon() {
@@ -95,8 +93,8 @@ TEST_F(Devmon, RaisesAlarmsWhileItsLogsHaveNoRoom) {
   startMeter();
   put("/Feeder1/NominalVoltage", 260);
   EXPECT_TRUE(await([&] { return text("/Alarms/AlarmCount") == "3"; }));
-  std::filesystem::remove(filler);
-  EXPECT_TRUE(await([&] { return std::filesystem::exists(file("logs/interval-trends.db")); }));
+  fs::remove(filler);
+  EXPECT_TRUE(await([&] { return fs::exists(file("logs/interval-trends.db")); }));
   EXPECT_EQ(end(monitor_, SIGTERM), 0);
   EXPECT_EQ(eventsOf("logs/alarms.db").size(), 3U);
 }

@@ -10,8 +10,6 @@
 #include "model_file.h"
 #include "sandbox.h"
 
-using toolkit::CElement;
-using toolkit::CEvent;
 namespace trend = toolkit::trend;
 
 namespace {
@@ -46,7 +44,7 @@ TEST_F(DeviceLogs, EachEventIsEnteredOnceWhateverHappens) {
       } else if (action == 'b' || action == 'r') {
         if (action == 'b') {
           cds_.close();
-          std::filesystem::remove_all(std::getenv("TOOLKIT_RUN"));
+          fs::remove_all(std::getenv("TOOLKIT_RUN"));
         }
         ASSERT_EQ(cds_.init(), 0);
         ASSERT_TRUE(recorder.emplace(cds_).open(folder() / course)) << recorder->lastError();
@@ -97,7 +95,7 @@ TEST_F(DeviceLogs, AFullDiskIsWaitedFor) {
       tell();
       EXPECT_FALSE(recorder.step());
     }
-    std::filesystem::remove(filler);
+    fs::remove(filler);
     EXPECT_TRUE(recorder.step()) << recorder.lastError();
   }
   EXPECT_EQ(recorder.takeMissed(), 0U);
@@ -151,7 +149,7 @@ TEST_F(DeviceLogs, DeltasAreToldWhenAValueLeavesItsDeadband) {
   toolkit::admin::Model model;
   ASSERT_EQ(model_file::parse(kDevice, model), "");
   import(model.leaves);
-  std::optional<toolkit::CCds> cds(std::in_place);
+  std::optional<CCds> cds(std::in_place);
   device::Deltas deltas(*cds);
   device::ValueReader values(*cds, {&deltas});
   const auto step = [&] { return values.read(now_) && deltas.step(values.leaves(), now_); };

@@ -3,8 +3,6 @@
 
 #include "store_fixture.h"
 
-using toolkit::CElement;
-
 namespace {
 
 class SourceWatch : public ClientTest {
@@ -50,8 +48,7 @@ class SourceWatch : public ClientTest {
   }
 
   struct Services {
-    explicit Services(toolkit::CCds& cds)
-        : points(cds), sources(cds, points), values(cds, {&sources}) {}
+    explicit Services(CCds& cds) : points(cds), sources(cds, points), values(cds, {&sources}) {}
     device::PointList points;
     device::SourceWatch sources;
     device::ValueReader values;

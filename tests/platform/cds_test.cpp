@@ -2,9 +2,7 @@
 #include "store_fixture.h"
 #include "toolkit/utils.h"
 
-using toolkit::CCds;
 using toolkit::CCds_Utils;
-using toolkit::CElement;
 using namespace toolkit::admin;
 
 namespace {
@@ -136,8 +134,8 @@ TEST_F(Cds, ReadOnlyClientsWriteNothingButPing) {
   EXPECT_EQ(status, API_BAD_PATH);
   ASSERT_EQ(cds_.watchdog_register(status, "me", 5, 1), 0);
   cds_.setReadOnly();
-  for (const api_status_t refused : {send({toolkit::CEvent{}}).at(0), set("/Dev10", 1),
-                                     remove("/Dev1"), clear("/Dev10"), add("/A")}) {
+  for (const api_status_t refused :
+       {send({CEvent{}}).at(0), set("/Dev10", 1), remove("/Dev1"), clear("/Dev10"), add("/A")}) {
     EXPECT_EQ(refused, API_READ_ONLY);
   }
   EXPECT_EQ(text("/Dev10"), "10");

@@ -11,7 +11,6 @@
 namespace {
 
 using namespace toolkit;
-namespace fs = std::filesystem;
 
 constexpr std::int64_t kStart = 1709806830;  // 2024-03-07 10:20:30 UTC, and half a second
 constexpr std::size_t kSamples = 40;

@@ -4,9 +4,6 @@
 #include "store/store.h"
 #include "store_fixture.h"
 
-using toolkit::CCds;
-using toolkit::CElement;
-using toolkit::CEvent;
 using toolkit::CEventStream;
 
 namespace {
@@ -107,7 +104,7 @@ TEST_F(Events, ChangesPushOutNoOtherEventsAndTheMissingAreCounted) {
   };
   for (const auto& [sent, looks] : kCases) {
     cds_.close();
-    std::filesystem::remove_all(folder() / "run");
+    fs::remove_all(folder() / "run");
     import({});
     for (const auto& [count, type] : sent) {
       send(std::vector(count, event(type, 1)));

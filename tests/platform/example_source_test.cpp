@@ -3,16 +3,11 @@
 
 namespace {
 
-class ExampleSource : public ClientTest {
- protected:
-  Outcome feed(const std::vector<std::string>& arguments) {
-    return waitForProcess(startProcess(folder(), FEED, arguments, [] {}), folder());
-  }
-};
+using ExampleSource = ClientTest;
 
 TEST_F(ExampleSource, WritesItsDevicesValuesAndLeavesTheWatchdog) {
   import({leaf("/Plant/Meter1:NodeType", "Device")});
-  EXPECT_EQ(feed({"/Plant/Meter1", "1"}).status, 0);
+  EXPECT_EQ(runProgram(folder(), FEED, {"/Plant/Meter1", "1"}).status, 0);
   EXPECT_EQ(text("/Plant/Meter1/VoltageA"), "230.841");
   EXPECT_EQ(text("/Plant/Meter1/EnergyImported"), "0.1");
   EXPECT_EQ(text("/Plant/Meter1/.Quality"), "192");
@@ -25,9 +20,9 @@ TEST_F(ExampleSource, WritesItsDevicesValuesAndLeavesTheWatchdog) {
 }
 
 TEST_F(ExampleSource, SaysWhatIsMissing) {
-  EXPECT_TRUE(contains(feed({"/Plant/Meter1"}).err, "import a model"));
+  EXPECT_TRUE(contains(runProgram(folder(), FEED, {"/Plant/Meter1"}).err, "import a model"));
   import({});
-  EXPECT_EQ(feed({}).status, 1);
+  EXPECT_EQ(runProgram(folder(), FEED, {}).status, 1);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include "store_fixture.h"
 #include "toolkit/leaf_batch.h"
 
-using toolkit::CElement;
 using toolkit::CLeafReader;
 
 namespace {

@@ -8,9 +8,7 @@
 
 namespace {
 
-using toolkit::CEvent;
 using toolkit::CLog;
-namespace fs = std::filesystem;
 namespace trend = toolkit::trend;
 
 CEvent eventAt(std::int64_t seconds, std::uint64_t id, const std::string& path = "/D/A/Value",

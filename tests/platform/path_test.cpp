@@ -30,7 +30,7 @@ TEST(Path, SplitsIntoNodeLeafAndSubAttribute) {
     EXPECT_EQ(path.getSubAttribute(), sub) << text;
     EXPECT_FALSE(path.isArrayElement()) << text;
     EXPECT_EQ(path.LopLastSubpath(), leaf) << text;
-    EXPECT_EQ(path.LopLastSubpath(), std::filesystem::path(node).filename()) << text;
+    EXPECT_EQ(path.LopLastSubpath(), fs::path(node).filename()) << text;
   }
 }
 
@@ -125,7 +125,7 @@ TEST_F(Rights, TheLongestPathDecidesAndAUsersRowBeatsAnybodys) {
 }
 
 TEST_F(Rights, ChangesCountAtOnceAlsoFromAnotherProcess) {
-  toolkit::CCds().close();
+  CCds().close();
   EXPECT_EQ(rights("operator", "/Dev1"), "rw") << "they outlive a client";
   ChildProcess other([] {
     const bool same = rights("operator", "/Dev1") == "rw";

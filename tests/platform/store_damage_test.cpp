@@ -7,9 +7,6 @@
 #include "store/transaction.h"
 #include "store_fixture.h"
 
-namespace fs = std::filesystem;
-using toolkit::CCds;
-using toolkit::CElement;
 using toolkit::store::Environment;
 using toolkit::store::EnvironmentHandle;
 using toolkit::store::Table;

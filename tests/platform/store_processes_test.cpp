@@ -3,8 +3,6 @@
 #include "store_fixture.h"
 #include "toolkit/run_lock.h"
 
-using toolkit::CCds;
-using toolkit::CElement;
 using toolkit::CPath;
 namespace store = toolkit::store;
 
@@ -36,7 +34,7 @@ class StoreProcesses : public StoreTest {
   }
   // So much that building the live half takes a while.
   static void importLarge() { import(leaves("/Table/N", 20000, CElement(5))); }
-  void removeLive() const { std::filesystem::remove_all(folder() / "run"); }
+  void removeLive() const { fs::remove_all(folder() / "run"); }
   const std::function<int()> checkLarge_ = [this] {
     CCds cds;
     return readBatch(cds) == 5 && text(cds, "/Table/N19999") == "5" ? 0 : 1;

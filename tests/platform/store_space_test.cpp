@@ -4,9 +4,6 @@
 #include "store/environment.h"
 #include "store_fixture.h"
 
-namespace fs = std::filesystem;
-using toolkit::CCds;
-using toolkit::CElement;
 using toolkit::store::Environment;
 
 namespace {

@@ -2,16 +2,13 @@
 // bodies of their envelopes. Replies are compared as XML; the text "*" stands for any text.
 #include <algorithm>
 #include <boost/property_tree/xml_parser.hpp>
-#include <fstream>
 #include <map>
 #include <regex>
-#include <sstream>
 
 #include "service_fixture.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using Tree = boost::property_tree::ptree;
 
 Texts operations() {
@@ -106,10 +103,7 @@ class Catalogue : public ServiceTest, public testing::WithParamInterface<std::st
 
   static fs::path folder() { return CATALOGUE; }
   void devctl(const Texts& arguments, const fs::path& in) {
-    const Outcome outcome =
-        waitForProcess(startProcess(root(), DEVCTL, arguments,
-                                    [&] { static_cast<void>(freopen(in.c_str(), "r", stdin)); }),
-                       root());
+    const Outcome outcome = runProgram(root(), DEVCTL, arguments, in);
     EXPECT_EQ(outcome.status, 0) << outcome.err;
   }
 

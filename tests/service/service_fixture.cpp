@@ -2,19 +2,13 @@
 
 #include <fastcgi.h>
 #include <sched.h>
-#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <regex>
 #include <string_view>
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -85,11 +79,9 @@ sockaddr_un addressOf(const std::string& path) {
 
 }  // namespace
 
-ServiceTest::ServiceTest() {
+// The service sees another /tmp.
+ServiceTest::ServiceTest() : StoreTest("/var/tmp") {
   fs::create_directory(root() / "tmp");
-  unsetenv("TOOLKIT_STORE_LIMIT");
-  setenv("TOOLKIT_RUN", (root() / "run").c_str(), 1);
-  setenv("TOOLKIT_STATE", (root() / "state").c_str(), 1);
   setenv("TOOLKIT_LOG", (root() / "log").c_str(), 1);
   import({});
 }
@@ -210,12 +202,6 @@ std::string ServiceTest::set(const std::string& path, const std::string& text,
 Texts ServiceTest::setMany(const Texts& paths, const Texts& texts,
                            const std::string& options) const {
   return results("setValues", tags({{"n:options", options}}) + pathsAndValues(paths, texts));
-}
-
-std::vector<toolkit::admin::Watchdog> watchdogs() {
-  std::vector<toolkit::admin::Watchdog> result;
-  EXPECT_EQ(toolkit::admin::watchdogs(result), "");
-  return result;
 }
 
 std::string tags(const Pairs& contents) {

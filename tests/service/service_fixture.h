@@ -42,10 +42,8 @@ template <class Value>
 toolkit::admin::ModelLeaf leafAt(const std::string& path, const Value& value) {
   const std::size_t colon = path.find(':');
   const std::string name = colon == std::string::npos ? "Value" : path.substr(colon + 1);
-  return {path.substr(0, colon), name, toolkit::CElement(value)};
+  return {path.substr(0, colon), name, CElement(value)};
 }
-
-std::vector<toolkit::admin::Watchdog> watchdogs();
 
 struct FastCgiReply {
   bool complete = false;  // the service ended the request properly
@@ -79,7 +77,7 @@ class SilentPeer {
   int descriptor_;
 };
 
-class ServiceTest : public testing::Test {
+class ServiceTest : public StoreTest {
  protected:
   ServiceTest();
   ~ServiceTest() override;
@@ -108,9 +106,9 @@ class ServiceTest : public testing::Test {
   void awaitLog(const std::string& text) const;
 
   std::string socketPath() const { return (root() / "tmp/dravixd.socket").string(); }
-  const std::filesystem::path& root() const { return folder_.path(); }
+  const fs::path& root() const { return folder(); }
   // A folder of waveforms; puts a record there under another name.
-  std::filesystem::path waves() const { return root() / "waves"; }
+  fs::path waves() const { return root() / "waves"; }
   void copyWaveform(const std::string& from, const std::string& to,
                     const Texts& extensions = {".cfg", ".dat", ".hdr"}) const;
   pid_t pid() const { return pid_; }
@@ -147,7 +145,7 @@ class ServiceTest : public testing::Test {
 
   // What other processes find in the store.
   static std::string stored(const std::string& path) {
-    toolkit::CCds cds;
+    CCds cds;
     return StoreTest::text(cds, path);
   }
   static std::string appStatus(const std::string& worker = "") {
@@ -158,6 +156,5 @@ class ServiceTest : public testing::Test {
   bool hasEnded() const;
 
   std::function<void()> prepare_;
-  TemporaryFolder folder_{"/var/tmp"};  // the service sees another /tmp
   pid_t pid_ = -1;
 };

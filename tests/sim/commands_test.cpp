@@ -10,8 +10,6 @@
 
 namespace {
 
-using toolkit::CElement;
-
 TEST(Harmonics, AreFoundWithTheirPhases) {
   std::vector<double> samples;
   const auto wave = [](double rms, int order, double degrees, double turns) {
@@ -66,7 +64,7 @@ class SimCommands : public Sandbox {
   }
 
   const bool there_ = importFeeder();
-  std::optional<toolkit::CCds> own_{std::in_place};
+  std::optional<CCds> own_{std::in_place};
   sim::Installation installation_{cds_, 1};
   std::optional<sim::CommandHandler> handler_{std::in_place, *own_, installation_};
   std::optional<toolkit::CCommandQueues> commands_{std::in_place, *own_,

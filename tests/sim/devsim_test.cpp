@@ -5,8 +5,6 @@
 
 namespace {
 
-using toolkit::CElement;
-
 class Devsim : public Sandbox {
  protected:
   Devsim() { EXPECT_TRUE(importFeeder()); }

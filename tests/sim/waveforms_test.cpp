@@ -51,7 +51,7 @@ class Waveforms : public Sandbox {
   }
   Names files(const std::string& end = "") const {
     Names names;
-    for (const auto& entry : std::filesystem::directory_iterator(file("w"))) {
+    for (const auto& entry : fs::directory_iterator(file("w"))) {
       names.insert("w/" + entry.path().filename().string());
     }
     std::erase_if(names, [&](const std::string& name) { return !name.ends_with(end); });
@@ -93,7 +93,7 @@ class Waveforms : public Sandbox {
   }
 
   const bool there_ = std::filesystem::create_directory(file("w")) && importFeeder();
-  std::optional<toolkit::CCds> own_{std::in_place};
+  std::optional<CCds> own_{std::in_place};
   sim::Installation installation_{*own_, 1};
   sim::SagRecorder recorder_{*own_, {file("w"), 2}, installation_.devicePaths()};
   std::int64_t time_ = 1700000000250000;
@@ -172,7 +172,7 @@ TEST_F(Waveforms, LeaveNothingHalfAndOthersFilesAlone) {
     const std::string name = folder.nameOf({1735689600, 0}, device);
     EXPECT_TRUE(folder.write(name, {"c", "d", "h"})) << folder.lastError();
   }
-  std::filesystem::create_directory(file("w/z.cfg"));
+  fs::create_directory(file("w/z.cfg"));
   EXPECT_FALSE(folder.write("z", {"c", "d", "h"})) << "its last file cannot be named";
   EXPECT_TRUE(folder.open()) << folder.lastError();
   left.insert({"w/z.cfg", old + "C.cfg", old + "C.dat", old + "C.hdr"});

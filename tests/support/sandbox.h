@@ -20,12 +20,10 @@ class Sandbox : public ClientTest {
   }
   // Runs a program to its end.
   Outcome run(const std::string& program, const std::vector<std::string>& arguments) const {
-    return waitForProcess(startProcess(folder(), program, arguments), folder());
+    return runProgram(folder(), program, arguments);
   }
   Outcome devctl(const std::vector<std::string>& arguments, const std::string& in = "") const {
-    const std::string input = write("in", in);
-    const auto prepare = [&] { dup2(open(input.c_str(), O_RDONLY), STDIN_FILENO); };
-    return waitForProcess(startProcess(folder(), DEVCTL, arguments, prepare), folder());
+    return runProgram(folder(), DEVCTL, arguments, write("in", in));
   }
   std::string expectSuccess(const std::vector<std::string>& arguments,
                             const std::string& in = "") const {
@@ -45,7 +43,7 @@ class Sandbox : public ClientTest {
   bool importFeeder() {
     return devctl({"store", "import", FEEDER_MODEL}).status == 0 && cds_.init() == 0;
   }
-  std::vector<toolkit::CEvent> eventsOf(const std::string& name) const {
+  std::vector<CEvent> eventsOf(const std::string& name) const {
     return ::eventsOf(folder() / name);
   }
   // Of all parameters, as far as there are 9999.

@@ -9,6 +9,10 @@
 #include "toolkit/event_stream.h"
 #include "toolkit/log.h"
 
+using toolkit::CCds;
+using toolkit::CElement;
+using toolkit::CEvent;
+
 // A child process that runs a function and ends with its result, killed when it outlives the
 // object.
 class ChildProcess {
@@ -47,21 +51,21 @@ inline toolkit::CPath normalized(const std::string& text) {
 }
 
 // All events of a log, in their order.
-inline std::vector<toolkit::CEvent> eventsOf(toolkit::CLog& log) {
-  std::vector<toolkit::CEvent> events;
+inline std::vector<CEvent> eventsOf(toolkit::CLog& log) {
+  std::vector<CEvent> events;
   EXPECT_EQ(log.retrieve(events, "", nullptr, nullptr, log.kNoMaximum, false, false, 0), 0);
   return events;
 }
 
-inline std::vector<toolkit::CEvent> eventsOf(const std::filesystem::path& file) {
+inline std::vector<CEvent> eventsOf(const fs::path& file) {
   toolkit::CLog log;
   EXPECT_EQ(log.openToRead(file), 0) << log.last_error();
   return eventsOf(log);
 }
 
-inline toolkit::CEvent makeEvent(std::int32_t type, const std::string& path,
-                                 const std::string& message, timeval time, int quality = 192) {
-  toolkit::CEvent event;
+inline CEvent makeEvent(std::int32_t type, const std::string& path, const std::string& message,
+                        timeval time, int quality = 192) {
+  CEvent event;
   event.type = type;
   event.path = path;
   event.message = message;
@@ -83,18 +87,18 @@ class StoreTest : public testing::Test {
   struct Read {
     int result;
     std::vector<api_status_t> statuses;
-    std::vector<toolkit::CElement> elements;
+    std::vector<CElement> elements;
     std::vector<element_property_t> sources;
   };
-  static Read read(toolkit::CCds& cds, const std::vector<toolkit::CPath>& paths) {
+  static Read read(CCds& cds, const std::vector<toolkit::CPath>& paths) {
     Read read = {};
     read.result = cds.get_leaves(paths, read.statuses, read.elements, read.sources);
     return read;
   }
   // The text of a leaf; "status n" when it cannot be read.
-  static std::string text(toolkit::CCds& cds, const std::string& path) {
+  static std::string text(CCds& cds, const std::string& path) {
     api_status_t status = API_NONE;
-    toolkit::CElement element;
+    CElement element;
     element_property_t source = ELEMENT_NORMAL;
     cds.get_leaf(path, status, element, source);
     return status == API_SUCCESS ? element.to_string() : "status " + std::to_string(status);
@@ -103,26 +107,24 @@ class StoreTest : public testing::Test {
  protected:
   using Leaf = toolkit::admin::ModelLeaf;
 
-  StoreTest() {
+  explicit StoreTest(const fs::path& parent = fs::temp_directory_path()) : folder_(parent) {
     setenv("TOOLKIT_RUN", (folder() / "run").c_str(), 1);
     setenv("TOOLKIT_STATE", (folder() / "state").c_str(), 1);
     unsetenv("TOOLKIT_STORE_LIMIT");
     unsetenv("REMOTE_USER");
   }
 
-  static Leaf leaf(const std::string& node, const std::string& name,
-                   const toolkit::CElement& element) {
+  static Leaf leaf(const std::string& node, const std::string& name, const CElement& element) {
     return {node, name, element};
   }
   // By a path as in "/Dev1/Va:Units".
   template <class Value>
   static Leaf leaf(const std::string& path, Value value) {
     const toolkit::CPath parsed = normalized(path);
-    return {parsed.getNodePath(), parsed.getLeafName(), toolkit::CElement(value)};
+    return {parsed.getNodePath(), parsed.getLeafName(), CElement(value)};
   }
   // Value leaves of the nodes prefix0, prefix1, ...
-  static std::vector<Leaf> leaves(const std::string& prefix, int count,
-                                  const toolkit::CElement& element) {
+  static std::vector<Leaf> leaves(const std::string& prefix, int count, const CElement& element) {
     std::vector<Leaf> leaves;
     leaves.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
@@ -138,26 +140,25 @@ class StoreTest : public testing::Test {
     ASSERT_EQ(toolkit::admin::importModel(model, true), "");
   }
 
-  static api_status_t set(toolkit::CCds& cds, const std::string& path,
-                          const toolkit::CElement& element, pcd_tribool_t persist = PCD_FALSE) {
+  static api_status_t set(CCds& cds, const std::string& path, const CElement& element,
+                          pcd_tribool_t persist = PCD_FALSE) {
     api_status_t status = API_NONE;
     cds.set_leaf(path, element, status, persist, "test");
     return status;
   }
-  static api_status_t remove(toolkit::CCds& cds, const std::string& node) {
+  static api_status_t remove(CCds& cds, const std::string& node) {
     api_status_t status = API_NONE;
     cds.remove_node(node, status, "test");
     return status;
   }
-  static std::vector<api_status_t> send(toolkit::CCds& cds,
-                                        const std::vector<toolkit::CEvent>& events) {
+  static std::vector<api_status_t> send(CCds& cds, const std::vector<CEvent>& events) {
     std::vector<api_status_t> statuses;
     cds.events_send(events, statuses);
     return statuses;
   }
   // What was handed over to others after a number.
   static std::vector<toolkit::CEventStream::Entry> events(
-      toolkit::CCds& cds, std::uint64_t after = 0,
+      CCds& cds, std::uint64_t after = 0,
       toolkit::CEventStream::Kind kind = toolkit::CEventStream::kEvents) {
     std::vector<toolkit::CEventStream::Entry> entries;
     EXPECT_EQ(toolkit::CEventStream(cds, kind).read(after, entries), 0) << cds.last_error();
@@ -169,9 +170,9 @@ class StoreTest : public testing::Test {
     return rows;
   }
 
-  const std::filesystem::path& folder() const { return folder_.path(); }
-  std::filesystem::path liveFile() const { return folder() / "run/live.mdb"; }
-  std::filesystem::path persistentFile() const { return folder() / "state/persistent.mdb"; }
+  const fs::path& folder() const { return folder_.path(); }
+  fs::path liveFile() const { return folder() / "run/live.mdb"; }
+  fs::path persistentFile() const { return folder() / "state/persistent.mdb"; }
 
  private:
   TemporaryFolder folder_;
@@ -189,13 +190,11 @@ class ClientTest : public StoreTest {
   std::string text(const std::string& path) { return text(cds_, path); }
   template <class Value>
   api_status_t set(const std::string& path, const Value& value, pcd_tribool_t persist = PCD_FALSE) {
-    return set(cds_, path, toolkit::CElement(value), persist);
+    return set(cds_, path, CElement(value), persist);
   }
   api_status_t remove(const std::string& node) { return remove(cds_, node); }
   std::vector<toolkit::CEventStream::Entry> events() { return events(cds_); }
-  std::vector<api_status_t> send(const std::vector<toolkit::CEvent>& events) {
-    return send(cds_, events);
-  }
+  std::vector<api_status_t> send(const std::vector<CEvent>& events) { return send(cds_, events); }
 
-  toolkit::CCds cds_;
+  CCds cds_;
 };

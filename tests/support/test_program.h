@@ -17,11 +17,12 @@
 #include <thread>
 #include <vector>
 
+namespace fs = std::filesystem;
+
 // A folder that goes with the object.
 class TemporaryFolder {
  public:
-  explicit TemporaryFolder(
-      const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+  explicit TemporaryFolder(const fs::path& parent = std::filesystem::temp_directory_path()) {
     std::string pattern = parent / "dravixd-test.XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) {
       throw std::runtime_error("no temporary folder");
@@ -30,22 +31,22 @@ class TemporaryFolder {
   }
   ~TemporaryFolder() {
     std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    fs::remove_all(path_, ignored);
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-  const std::filesystem::path& path() const { return path_; }
+  const fs::path& path() const { return path_; }
 
  private:
-  std::filesystem::path path_;
+  fs::path path_;
 };
 
 // A file system of one megabyte at a path, as long as the object lives.
 class SmallDisk {
  public:
-  explicit SmallDisk(std::filesystem::path path) : path_(std::move(path)) {
-    std::filesystem::create_directory(path_);
+  explicit SmallDisk(fs::path path) : path_(std::move(path)) {
+    fs::create_directory(path_);
     mounted_ = mount("tmpfs", path_.c_str(), "tmpfs", 0, "size=1m") == 0;
   }
   ~SmallDisk() {
@@ -60,7 +61,7 @@ class SmallDisk {
   bool isMounted() const { return mounted_; }
 
  private:
-  std::filesystem::path path_;
+  fs::path path_;
   bool mounted_;
 };
 
@@ -87,7 +88,7 @@ inline bool await(const std::function<bool()>& condition) {
   return left > 0;
 }
 
-inline std::string contentsOf(const std::filesystem::path& file) {
+inline std::string contentsOf(const fs::path& file) {
   std::ostringstream text;
   text << std::ifstream(file, std::ios::binary).rdbuf();
   return text.str();
@@ -111,7 +112,7 @@ std::string joined(const Range& range, Projection projection) {
 
 // Starts a program whose output goes to the files "out" and "err" of the folder. `prepare` runs in
 // the child before it.
-inline pid_t startProcess(const std::filesystem::path& folder, const std::string& program,
+inline pid_t startProcess(const fs::path& folder, const std::string& program,
                           const std::vector<std::string>& arguments,
                           const std::function<void()>& prepare = {}) {
   std::vector<char*> words = {const_cast<char*>(program.c_str())};
@@ -142,7 +143,15 @@ inline int waitForChild(pid_t pid) {
 }
 
 // Waits for the end of such a program.
-inline Outcome waitForProcess(pid_t pid, const std::filesystem::path& folder) {
+inline Outcome waitForProcess(pid_t pid, const fs::path& folder) {
   const int status = waitForChild(pid);
   return {status, contentsOf(folder / "out"), contentsOf(folder / "err")};
+}
+
+// Runs a program to its end, on a file as its input.
+inline Outcome runProgram(const fs::path& folder, const std::string& program,
+                          const std::vector<std::string>& arguments,
+                          const std::string& input = "/dev/null") {
+  const auto prepare = [&] { dup2(open(input.c_str(), O_RDONLY), STDIN_FILENO); };
+  return waitForProcess(startProcess(folder, program, arguments, prepare), folder);
 }

@@ -13,8 +13,8 @@ inline constexpr std::size_t kMaxPoints = 50'000;
 inline constexpr std::size_t kMaxPointsOfUser = 30'000;
 inline constexpr std::size_t kMaxPointsOfSubscription = 20'000;
 inline constexpr std::size_t kMaxNewPoints = 9'000;  // of one request: each takes its time
-inline constexpr std::size_t kMaxReplyUri = 2048;     // bytes
-inline constexpr std::size_t kMaxNote = 4096;         // bytes, of an acknowledgement
+inline constexpr std::size_t kMaxReplyUri = 2048;    // bytes
+inline constexpr std::size_t kMaxNote = 4096;        // bytes, of an acknowledgement
 
 // What there is besides one subscription.
 struct SubscriptionTally {

@@ -6,7 +6,7 @@
 #include <string>
 
 // Type of a leaf's value. The words in the comments are what pcd_enum_to_str gives.
-enum data_type_t {
+enum data_type_t : int {
   DATA_NONE = 0,           // "None": no value
   DATA_BOOLEAN = 1,        // "Boolean"
   DATA_ENUMERATED = 2,     // "Enumerated": a state number, signed 32-bit

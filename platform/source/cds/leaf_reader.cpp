@@ -131,9 +131,13 @@ std::optional<double> CLeafReader::number(Handle leaf) const {
     case DATA_REAL:
     case DATA_INTEGER64:
       return found->to_double();
-    default:
-      return std::nullopt;
+    case DATA_NONE:
+    case DATA_TIMEVAL:
+    case DATA_STRING:
+    case DATA_SAME_AS_VALUE:
+      break;
   }
+  return std::nullopt;
 }
 
 std::string CLeafReader::text(Handle leaf) const {

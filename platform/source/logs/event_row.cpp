@@ -28,13 +28,13 @@ CElement realOf(const SQLite::Column& column) {
   return CElement(column.isNull() ? std::numeric_limits<double>::quiet_NaN() : column.getDouble());
 }
 
-CElement elementOf(int type, const SQLite::Column& column) {
+CElement elementOf(data_type_t type, const SQLite::Column& column) {
   switch (type) {
     case DATA_BOOLEAN:
       return CElement(column.getInt() != 0);
     case DATA_ENUMERATED:
     case DATA_INTEGER:
-      return CElement(column.getInt(), static_cast<data_type_t>(type));
+      return CElement(column.getInt(), type);
     case DATA_REAL:
       return realOf(column);
     case DATA_TIMEVAL:
@@ -43,9 +43,11 @@ CElement elementOf(int type, const SQLite::Column& column) {
       return CElement(column.getString());
     case DATA_INTEGER64:
       return CElement(std::int64_t{column.getInt64()});
-    default:
-      return {};
+    case DATA_NONE:
+    case DATA_SAME_AS_VALUE:
+      break;
   }
+  return {};
 }
 
 void bindElement(SQLite::Statement& statement, int index, const CElement& element) {
@@ -123,7 +125,7 @@ CEvent eventOf(SQLite::Statement& row) {
   event.autoClosing = next().getInt() != 0;
   event.flag = next().getInt() != 0;
   event.raised = unixTime(next().getInt64());
-  const int type = next().getInt();
+  const auto type = static_cast<data_type_t>(next().getInt());
   event.value = elementOf(type, next());
   event.value.set_time(unixTime(next().getInt64()));
   event.message = next().getString();

@@ -123,9 +123,10 @@ bool unpackValue(Unpacker& unpacker, data_type_t type, CElement& element) {
     case DATA_INTEGER64:
       element = CElement(unpacker.number<std::int64_t>());
       return true;
-    default:
-      return false;
+    case DATA_SAME_AS_VALUE:
+      break;
   }
+  return false;
 }
 
 }  // namespace

@@ -1,9 +1,6 @@
 // Device commands at the handlers: what is queued, what is refused, and what comes back.
-#include <sstream>
 
 #include "handler_fixture.h"
-
-using toolkit::CElement;
 
 namespace {
 
@@ -79,8 +76,8 @@ TEST_F(Commands, AreQueuedAsDocumentsUnderHandlesThatSurviveARestart) {
 
   EXPECT_EQ(send("/Bay/M1", &line_), "");
   EXPECT_TRUE(contains(text(global_.cdsApi, kBase + "/inpQueue/8/Value"), ">prüfe alles<"));
-  std::filesystem::remove_all(folder() / "run");
-  toolkit::CCds restarted;
+  fs::remove_all(folder() / "run");
+  CCds restarted;
   EXPECT_EQ(text(restarted, "/Software/Commands/nextCommandID"), "9");
 }
 

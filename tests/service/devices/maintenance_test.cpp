@@ -115,11 +115,11 @@ TEST_F(Maintenance, TheDevicesOwnTreesFollowTheRightsAndTheirRootsStay) {
 TEST_F(Maintenance, ResetIsForThoseWithTheRightAndSaysWhyItFailed) {
   EXPECT_EQ(maintain("Reset", "", "admin").status(), 401);
   EXPECT_EQ(ask("Reset", ""), "? System Reboot Failed: Permission denied");
-  toolkit::CCds cds;
+  CCds cds;
   std::vector<toolkit::CEventStream::Entry> entries;
   toolkit::CEventStream(cds, toolkit::CEventStream::kEvents).read(0, entries);
   ASSERT_EQ(entries.size(), 1U);
-  const toolkit::CEvent& event = entries[0].event;
+  const CEvent& event = entries[0].event;
   EXPECT_EQ(event.message, "Network Card Reset requested via web services by boss at 192.0.2.1");
   EXPECT_EQ(event.severity, 2);
 }

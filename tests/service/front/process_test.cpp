@@ -1,10 +1,7 @@
 // Life of the process: start, signals, background, crash, a store that is not there.
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
-#include <csignal>
-#include <fstream>
 #include <limits>
 
 #include "front/process.h"
@@ -12,8 +9,6 @@
 #include "handler_fixture.h"
 #include "store/store.h"
 #include "toolkit/time.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -178,7 +173,7 @@ class Timer : public HandlerTest {
 };
 
 TEST_F(Timer, AWatchdogsRowThatIsGoneIsMadeAgain) {
-  toolkit::CCds other;
+  CCds other;
   api_status_t status = API_NONE;
   registerWithWatchdog(other, status);
   other.watchdog_clear(status);
@@ -190,7 +185,7 @@ TEST_F(Timer, AWatchdogsRowThatIsGoneIsMadeAgain) {
 
 TEST_F(Timer, AStoreThatTakesNoPingIsClosedAndOpenedAgain) {
   const auto readable = [this] { return text(global_.cdsApi, "/A") == "1"; };
-  ASSERT_EQ(set(global_.cdsApi, "/A", toolkit::CElement(1)), API_SUCCESS);
+  ASSERT_EQ(set(global_.cdsApi, "/A", CElement(1)), API_SUCCESS);
   for (int round = 0; round < 2; ++round) {
     timer_task(&global_);
     EXPECT_TRUE(readable());
@@ -205,7 +200,7 @@ TEST_F(Timer, AStoreThatTakesNoPingIsClosedAndOpenedAgain) {
       return pause();
     });
     ASSERT_TRUE(await([this] { return fs::exists(folder() / "reading"); }));
-    while (set(global_.cdsApi, "/X", toolkit::CElement(1)) == API_SUCCESS) {
+    while (set(global_.cdsApi, "/X", CElement(1)) == API_SUCCESS) {
     }
     timer_task(&global_);
     EXPECT_FALSE(global_.cdsApi.is_open());

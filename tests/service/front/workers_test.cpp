@@ -1,11 +1,8 @@
 // Several processes on the socket of a supervisor, and requests that hold one for long.
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <deque>
 
 #include "service_fixture.h"

@@ -3,8 +3,6 @@
 
 namespace {
 
-using toolkit::CElement;
-
 // The seven leaves of an alarm, changed at a time.
 template <class Value>
 Leaves alarmLeaves(const std::string& number, int seconds, int level, const std::string& source,
@@ -62,7 +60,7 @@ TEST_F(ActiveAlarms, TellWhatTheTableAndTheSourcePointSayAndThatThereIsNoTable) 
   expectElements(alarms("<path>(</path>"), {{"EventId", {}}});
   expectElements(alarms(tags({{"path", std::string(1001, 'a')}})),
                  {{"result", {"? The pattern is longer than 1000 characters"}}});
-  toolkit::CCds cds;
+  CCds cds;
   ASSERT_EQ(cds.init(), 0);
   import({leafAt("/Alarms/AlarmCount", 9), leafAt("/Alarms/AlarmCountTotal", 9)});
   expectElements(alarms(), {{"result", {""}}, {"EventId", {}}});

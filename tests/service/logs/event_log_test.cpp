@@ -7,8 +7,6 @@
 
 namespace {
 
-using toolkit::CElement;
-using toolkit::CEvent;
 using toolkit::CLog;
 
 CEvent eventAt(int seconds, const std::string& path, const CElement& value = CElement()) {

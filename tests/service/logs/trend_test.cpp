@@ -2,15 +2,12 @@
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <sqlite3.h>
 
-#include <fstream>
-
 #include "handler_fixture.h"
 #include "toolkit/log.h"
 #include "toolkit/trend.h"
 
 namespace {
 
-using toolkit::CEvent;
 namespace trend = toolkit::trend;
 
 // Two devices, two periods: period 1 at 60, 120, 180, 240 s, period 2 at 120 and 240 s.

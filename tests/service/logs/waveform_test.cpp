@@ -1,11 +1,8 @@
 // Waveform records over the real socket.
-#include <filesystem>
 
 #include "service_fixture.h"
 
 namespace {
-
-namespace fs = std::filesystem;
 
 class Waveforms : public ServiceTest {
  protected:

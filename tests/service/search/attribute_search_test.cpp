@@ -68,7 +68,7 @@ TEST_F(Search, SurvivesPatternsThatAreBadOrExplode) {
     const std::string before = log();
     EXPECT_EQ(elements(search("/M1", "", pattern), "nodes"), Texts{});
     Texts pieces;
-    toolkit::CElement::split_string(pieces, log().substr(before.size()), '=');
+    CElement::split_string(pieces, log().substr(before.size()), '=');
     return pieces.size() - 1;
   };
   EXPECT_EQ(logged("("), 8U)

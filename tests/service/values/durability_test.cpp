@@ -4,10 +4,8 @@
 //
 // KILL_ROUNDS says how often (8 unless set); KILL_SEED makes a run with its number again.
 #include <atomic>
-#include <csignal>
 #include <cstdlib>
 #include <random>
-#include <thread>
 
 #include "service_fixture.h"
 
@@ -44,9 +42,9 @@ class Durability : public ServiceTest {
   }
 
   // The points' common number; nothing when they differ.
-  static std::optional<int> batchNumber(toolkit::CCds& cds) {
+  static std::optional<int> batchNumber(CCds& cds) {
     const auto found = StoreTest::read(cds, {kPoints.begin(), kPoints.end()});
-    for (const toolkit::CElement& value : found.elements) {
+    for (const CElement& value : found.elements) {
       if (value.type() != DATA_INTEGER || value.to_int() != found.elements.front().to_int()) {
         return std::nullopt;
       }
@@ -66,7 +64,7 @@ TEST_F(Durability, NoAcknowledgedWriteIsLostAndNobodySeesHalfABatch) {
   for (unsigned round = 0; round < rounds; ++round) {
     start({"-d"});
     ChildProcess reader([] {
-      toolkit::CCds cds;
+      CCds cds;
       while (batchNumber(cds)) {
       }
       return 1;
@@ -92,8 +90,8 @@ TEST_F(Durability, NoAcknowledgedWriteIsLostAndNobodySeesHalfABatch) {
     ASSERT_EQ(stop(SIGKILL).status, 128 + SIGKILL);
     ASSERT_EQ(reader.kill(), 128 + SIGKILL) << "half a batch was there, round " << round;
 
-    std::filesystem::remove_all(root() / "run");
-    toolkit::CCds cds;
+    fs::remove_all(root() / "run");
+    CCds cds;
     const auto found = batchNumber(cds);
     ASSERT_TRUE(found) << "half a batch came back, round " << round;
     EXPECT_GE(*found, batchConfirmed) << "round " << round;

@@ -1,8 +1,6 @@
 // refuse(): what the log hears of a refusal, in which order and at which level.
-#include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <regex>
 
 #include "front/global_data.h"
@@ -26,7 +24,7 @@ class Refusals : public testing::Test {
     __psyslog = &log;
     EXPECT_FALSE(refuse(refusal, "Nothing at %s (%d)", subject.c_str(), 7));
     const std::string lines = contentsOf(file);
-    std::filesystem::remove(file);
+    fs::remove(file);
     return std::regex_replace(lines, std::regex("[^\n]*? t ([^\n]*\n)"), "$1");
   }
 

@@ -1,6 +1,5 @@
 // Writing while the store cannot take it: error strings, old values whole, and a service that goes
 // on.
-#include <csignal>
 #include <cstdlib>
 
 #include "service_fixture.h"
@@ -59,9 +58,9 @@ TEST_F(StoreTrouble, AClientThatFillsTheStoreDoesNotStopTheMeter) {
   }
   EXPECT_TRUE(contains(reply, "? 16 Write Failed"));
   EXPECT_EQ(set("/M1/Count", "43"), "43") << "what does not grow is still taken";
-  toolkit::CCds meter;
+  CCds meter;
   for (int i = 0; i < 50; ++i) {
-    toolkit::CEvent event;
+    CEvent event;
     event.message = std::string(1000, 'x');
     api_status_t status = API_NONE;
     EXPECT_EQ(meter.event_send(event, status), 0);
@@ -72,7 +71,7 @@ TEST_F(StoreTrouble, AClientThatFillsTheStoreDoesNotStopTheMeter) {
 TEST_F(StoreTrouble, AStoppedWriterKeepsTheServiceFromWritingOnly) {
   begin();
   ChildProcess holder([] {
-    toolkit::CCds own;
+    CCds own;
     toolkit::store::WriteTransaction turn(own.handle()->live());
     raise(SIGSTOP);
     return 0;

@@ -4,8 +4,6 @@
 #include "values/batch_writing.h"
 #include "values/writing.h"
 
-using toolkit::CElement;
-
 namespace {
 
 class WriteRules : public HandlerTest {

@@ -12,7 +12,7 @@ class Writing : public ServiceTest {
             leafAt("/M1/Mode:WritableValues", "Day;Off"), leafAt("/M1/Mode", 3),
             leafAt("/M1/Enabled:ValueType", "Boolean"), leafAt("/M1/State:Writable", true),
             leafAt("/M1/State:PossibleValues", "Idle;;Busy"),
-            leafAt("/M1/State", toolkit::CElement(1, DATA_ENUMERATED)), leafAt("/M1/Locked", 7),
+            leafAt("/M1/State", CElement(1, DATA_ENUMERATED)), leafAt("/M1/Locked", 7),
             leafAt("/M1/Locked:Writable", false)});
     start();
   }
