@@ -148,8 +148,7 @@ const std::pair<const char*, const char*> kCourses[] = {
      "V 251|:.Quality 64&V 1&Group/T 9>1: 1 true 1|ack 1>1: 3 true 2|"
      ":.Quality 216>2: 1 true 1>/Alarms/1/AlarmLevel=5"},
     {"told at the point",
-     "V 251>V:InAlarm=true|V 1>V:InAlarm=false|V 251|V:.AlarmEnable 0>V:InAlarm=false"},
-};
+     "V 251>V:InAlarm=true|V 1>V:InAlarm=false|V 251|V:.AlarmEnable 0>V:InAlarm=false"}};
 
 TEST_F(Alarms, TakeTheirCourse) {
   for (const auto& [what, turns] : kCourses) {
@@ -251,10 +250,9 @@ TEST_F(Alarms, DoNotWaitForAFlashThatIsFullAndHaveNoNumberTwice) {
         Environment::open(folder() / "flash/persistent.mdb", Environment::Commits::kDurable,
                           Environment::IfMissing::kRefuse, error);
     const toolkit::store::ReadTransaction transaction(*persistent);
-    std::ofstream(folder() / "reading") << "";
-    return pause();
+    return raise(SIGSTOP);
   });
-  ASSERT_TRUE(await([&] { return fs::exists(folder() / "reading"); }));
+  reader.awaitStop();
   for (int i = 0; i < 1000 && set("/X", i, PCD_TRUE) == API_SUCCESS; ++i) {
   }
   const auto raise = [&](std::uint64_t count) {

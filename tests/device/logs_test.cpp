@@ -202,8 +202,7 @@ constexpr std::pair<const char*, const char*> kIntervals[] = {
      "1260 16.6667 1 2 1.5 2|10200 0 3 3 3 3|10260 100 4 5 4.5 5"},
     {"30 1|40 2|-9000 3|-8970 4|-8940 5",
      "1260 16.6667 1 2 1.5 2|-7800 0 3 3 3 3|-7740 100 4 5 4.5 5"},
-    {"5 1|40 2|20 1|59 3|61 0", "1260 100 1 3 1.75 3"},
-};
+    {"5 1|40 2|20 1|59 3|61 0", "1260 100 1 3 1.75 3"}};
 
 TEST_F(DeviceLogs, IntervalsKnowWhatWasMeasured) {
   for (const auto& [steps, expected] : kIntervals) {

@@ -7,13 +7,10 @@ namespace {
 
 class SourceWatch : public ClientTest {
  protected:
-  SourceWatch() {
+  SourceWatch() { begin(); }
+  void begin() {
     import({leaf("/D:NodeType", "Device"), leaf("/D/.Quality", 192), leaf("/D/P", 1.0),
             leaf("/D/P:.TrendTraits", "Actual"), leaf("/D/Set", 1.0)});
-    restart();
-  }
-  void restart() {
-    watch_.reset();
     watch_ = std::make_unique<Services>(cds_);
   }
   void put(const std::string& path, CElement value, const char* source = "meter") {
@@ -22,29 +19,26 @@ class SourceWatch : public ClientTest {
     cds_.set_leaf(normalized(path), value, status, PCD_FALSE, source);
     EXPECT_EQ(status, API_SUCCESS) << path;
   }
-  // Half seconds, in each of which the source writes or does not.
-  void step(int times, bool writes) {
-    while (times-- > 0) {
-      now_.tv_usec += 500'000;
-      now_.tv_sec += now_.tv_usec / 1'000'000;
-      now_.tv_usec %= 1'000'000;
-      if (writes) {
+  void act(char action, int number) {
+    if (action == 'r') {
+      watch_ = std::make_unique<Services>(cds_);
+    } else if (action == 'q') {
+      put("/D/.Quality", CElement(number));
+    } else if (action == 'p' || action == 'o') {
+      put("/D/Set", CElement(number), action == 'p' ? "meter" : "an operator");
+    } else if (action == 'a') {
+      put("/D/P:ValueAge", CElement(number));
+      put("/D:ValueAge", CElement(number + 1.5));
+    }
+    for (; (action == 'w' || action == 's') && number > 0; --number) {
+      now_.tv_sec += now_.tv_usec == 0 ? 0 : 1;
+      now_.tv_usec = 500'000 - now_.tv_usec;
+      if (action == 'w') {
         put("/D/P", CElement(1.0));
       }
       ASSERT_TRUE(watch_->values.read(now_));
       EXPECT_TRUE(watch_->sources.step(watch_->values.leaves(), 0.5, now_));
     }
-  }
-  std::string quality() { return text("/D/.Quality"); }
-  // Of all events.
-  std::string told() {
-    std::string told;
-    for (const auto& entry : events()) {
-      EXPECT_EQ(std::pair(entry.event.type, entry.event.path),
-                std::pair(std::int32_t{toolkit::EVENT_QUALITY}, std::string("/D/.Quality")));
-      told += std::to_string(entry.event.quality) + " ";
-    }
-    return told;
   }
 
   struct Services {
@@ -58,65 +52,38 @@ class SourceWatch : public ClientTest {
   std::unique_ptr<Services> watch_;
 };
 
-TEST_F(SourceWatch, SilenceIsBadAndTheNextWriteGoodAgain) {
-  step(20, true);
-  EXPECT_EQ(quality(), "192");
-  put("/D/Set", CElement(2.0));
-  step(10, false);
-  EXPECT_EQ(quality(), "192");
-  step(1, false);
-  EXPECT_EQ(quality(), "0") << "after more than five seconds";
-  put("/D/Set", CElement(3.0), "an operator");
-  step(20, false);
-  EXPECT_EQ(quality(), "0");
-  step(3, true);
-  EXPECT_EQ(quality() + " " + told(), "192 0 192 ");
-  EXPECT_FALSE(cds_.node_exists("/Software/Silent Devices/D"));
-}
+// Half seconds in which the source (w)rites or is (s)ilent; in between it writes a (q)uality or a
+// set(p)oint, an (o)perator does, the model gets an (a)ge, or the program is (r)estarted. Behind
+// ">" the quality then; and at last what was told.
+const std::tuple<const char*, std::string, const char*> kCourses[] = {
+    {"after more than five seconds, and good again with the next write",
+     "w20>192 p2 s10>192 s1>0 o3 s20>0 w3>192", "0 192 "},
+    {"restarts", "q64 s20 r0 s20>0 w2>64 r0 w10>64", "0 64 "},
+    {"what a source says of itself", "q64 w20>64 s20 q28 w3>28 q0 s250 w3>0", "0 "},
+    {"ten periods, or the model's limit",
+     "s9 w1 s9 w1 s9 w1 s9 w1 s9 w1 s9 w1 s99>192 s2>0 a2 w30 s4>192 s1>0", "0 192 0 "}};
 
-TEST_F(SourceWatch, RestartsChangeNothing) {
-  put("/D/.Quality", CElement(64));
-  step(20, false);
-  restart();
-  step(20, false);
-  EXPECT_EQ(quality(), "0");
-  step(2, true);
-  EXPECT_EQ(quality() + " " + told(), "64 0 64 ") << "what its source has said";
-  restart();
-  step(10, true);
-  EXPECT_EQ(told(), "0 64 ");
-}
-
-TEST_F(SourceWatch, WhatASourceSaysOfItselfStays) {
-  put("/D/.Quality", CElement(64));
-  step(20, true);
-  EXPECT_EQ(quality() + told(), "64");
-  step(20, false);
-  put("/D/.Quality", CElement(28));
-  step(3, true);
-  EXPECT_EQ(quality() + " " + told(), "28 0 ");
-  put("/D/.Quality", CElement(0));
-  step(20, false);
-  step(3, true);
-  EXPECT_EQ(quality() + " " + told(), "0 0 ") << "it was bad before";
-}
-
-TEST_F(SourceWatch, LimitIsTheModelsOrTenPeriods) {
-  for (int i = 0; i < 6; ++i) {
-    step(9, false);
-    step(1, true);
+TEST_F(SourceWatch, SilenceIsBad) {
+  std::uint64_t last = 0;
+  for (const auto& [what, course, expected] : kCourses) {
+    begin();
+    std::istringstream actions(course);
+    for (std::string action; actions >> action;) {
+      act(action[0], std::stoi(action.substr(1)));
+      const std::size_t wanted = action.find('>');
+      EXPECT_TRUE(wanted == std::string::npos || text("/D/.Quality") == action.substr(wanted + 1))
+          << what << ": " << action << " " << text("/D/.Quality");
+    }
+    std::string told;
+    for (const auto& [number, event, ring] : events(cds_, last)) {
+      EXPECT_EQ(event.path + std::to_string(event.type), "/D/.Quality2");
+      told += std::to_string(event.quality) + " ";
+      last = number;
+    }
+    EXPECT_EQ(told, expected) << what;
+    EXPECT_EQ(cds_.node_exists("/Software/Silent Devices/D"), course.rfind('s') > course.rfind('w'))
+        << what;
   }
-  step(99, false);
-  EXPECT_EQ(quality(), "192") << "it writes every five seconds";
-  step(2, false);
-  EXPECT_EQ(quality(), "0");
-  put("/D/P:ValueAge", CElement(2));
-  put("/D:ValueAge", CElement(3.5));
-  step(30, true);
-  step(4, false);
-  EXPECT_EQ(quality(), "192");
-  step(1, false);
-  EXPECT_EQ(quality(), "0");
 }
 
 TEST_F(SourceWatch, AStoreThatRefusesIsTriedAgain) {
@@ -126,7 +93,7 @@ TEST_F(SourceWatch, AStoreThatRefusesIsTriedAgain) {
     const bool overdue = 0.5 * (i + 1) > device::SourceWatch::kMinSeconds;
     EXPECT_EQ(watch_->sources.step(watch_->values.leaves(), 0.5, now_), !overdue) << i;
   }
-  EXPECT_EQ(quality(), "192");
+  EXPECT_EQ(text("/D/.Quality"), "192");
 }
 
 }  // namespace

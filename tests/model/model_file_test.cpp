@@ -34,8 +34,7 @@ TEST(ModelFile, FaultsNameThePlace) {
       {R"({"rights": [{"path": "/", "user": "*", "allow": "rq"}]})", {"right 1", "\"q\""}},
       {R"({"rights": [{"path": "/", "user": "a", "allow": "r"},
                       {"path": "/", "user": "a", "allow": "w"}]})",
-       {"right 2", "twice"}},
-  };
+       {"right 2", "twice"}}};
   for (const auto& [text, words] : kCases) {
     const std::string error = errorOf(text);
     for (const char* word : words) {
@@ -55,8 +54,7 @@ TEST(ModelFile, TypesFollowTheValueOrTheNode) {
       {R"(".AlarmDelay": 3, "ValueType": "Real")", DATA_INTEGER, "3"},
       {R"("Value": 9007199254740993, "ValueType": "Integer64")", DATA_INTEGER64,
        "9007199254740993"},
-      {R"("Value": {"value": 2, "type": "Integer64"}, "ValueType": "Real")", DATA_INTEGER64, "2"},
-  };
+      {R"("Value": {"value": 2, "type": "Integer64"}, "ValueType": "Real")", DATA_INTEGER64, "2"}};
   for (const auto& [leaves, type, text] : kCases) {
     Model model;
     ASSERT_EQ(model_file::parse("{\"nodes\": {\"/A\": {" + std::string(leaves) + "}}}", model), "")

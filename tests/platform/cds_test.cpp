@@ -22,11 +22,7 @@ class Cds : public ClientTest {
     cds_.add_node(node, status, "test");
     return status;
   }
-  api_status_t clear(const std::string& path) {
-    api_status_t status = API_NONE;
-    cds_.clear_leaf(path, status, "test");
-    return status;
-  }
+  api_status_t clear(const char* path) { return StoreTest::clear(cds_, path); }
   Texts devices() {
     Texts paths;
     CCds_Utils::GetDeviceList(cds_, paths);
@@ -172,18 +168,17 @@ TEST_F(Cds, QualityOfTheNearestDevice) {
 using Import = ClientTest;
 
 TEST_F(Import, TakesAllOrNamesTheFault) {
-  import({leaf("/Kept", "Value", CElement(1))});
+  import({leaf("/Kept", 1)});
   const std::string longName(600, 'x');
-  const ModelLeaf good = leaf("/New", "Value", CElement(1));
+  const ModelLeaf good = leaf("/New", 1);
   const std::tuple<Right, ModelLeaf, const char*> kCases[] = {
-      {{"/", "*", "r"}, leaf("/New/", "Value", {}), "\"/New/:Value\""},
-      {{"/", "*", "r"}, leaf("/New", "Children", {}), "\"/New:Children\""},
-      {{"/", "*", "r"}, leaf("/New", longName, {}), "xxx\" is not a leaf path"},
+      {{"/", "*", "r"}, {"/New/", "Value", {}}, "\"/New/:Value\""},
+      {{"/", "*", "r"}, {"/New", "Children", {}}, "\"/New:Children\""},
+      {{"/", "*", "r"}, {"/New", longName, {}}, "xxx\" is not a leaf path"},
       {{"/Units", "*", "r"}, good, "\"/Units\""},
       {{"/", "", "r"}, good, "user"},
       {{"/", longName, "r"}, good, "too long"},
-      {{"/", "*", "rq"}, good, "\"rq\""},
-  };
+      {{"/", "*", "rq"}, good, "\"rq\""}};
   for (const auto& [right, odd, named] : kCases) {
     const std::string error = importModel({{right}, {"/New"}, {good, odd}}, true);
     EXPECT_TRUE(contains(error, named));
@@ -193,9 +188,8 @@ TEST_F(Import, TakesAllOrNamesTheFault) {
 }
 
 TEST_F(Import, AddsToWhatIsThereUnlessItReplaces) {
-  import({leaf("/A", "Value", CElement(1)), leaf("/B", "Value", CElement(2))});
-  const Model more = {
-      {}, {}, {{"/B", "Value", CElement(3), ELEMENT_MPL}, leaf("/C", "Value", CElement(4))}};
+  import({leaf("/A", 1), leaf("/B", 2)});
+  const Model more = {{}, {}, {{"/B", "Value", CElement(3), ELEMENT_MPL}, leaf("/C", 4)}};
   ASSERT_EQ(importModel(more, false), "");
   EXPECT_EQ(text("/:Children"), "A;B;C");
   ASSERT_EQ(boot(), "");

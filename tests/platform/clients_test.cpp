@@ -29,10 +29,9 @@ TEST_F(Connections, AreFoundByAddressAndPublished) {
   table_.Publish();
   EXPECT_EQ(text("/Table:Children"), std::to_string(id)) << "the earlier process's are gone";
   const std::string node = "/Table/" + std::to_string(id);
-  EXPECT_EQ(text(node + "/Protocol"), "https");
-  EXPECT_EQ(text(node + "/Address"), "192.0.2.1");
-  EXPECT_EQ(text(node + "/HostName"), "host");
-  EXPECT_EQ(text(node + "/User"), "admin");
+  const std::vector<std::string> leaves = {"/Protocol", "/Address", "/HostName", "/User"};
+  EXPECT_EQ(joined(leaves, [&](const std::string& leaf) { return text(node + leaf); }),
+            "https 192.0.2.1 host admin ");
   const std::uint32_t next = add("192.0.2.1");
   add("192.0.2.2");
   const std::uint32_t last = add("192.0.2.2");

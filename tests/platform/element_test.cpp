@@ -18,8 +18,7 @@ TEST(Element, Texts) {
       {CElement(3.14159265358979311600), -5, "3"},
       {CElement(-NAN), 6, "nan"},
       {CElement(timeval{1700000000, 250}), 6, "1700000000.000250"},
-      {CElement(timeval{0, 99999999}), 6, "0.999999"},
-  };
+      {CElement(timeval{0, 99999999}), 6, "0.999999"}};
   for (const auto& [element, precision, text] : kCases) {
     EXPECT_EQ(element.to_string(precision), text);
   }
@@ -36,8 +35,7 @@ TEST(Element, ConversionsAreTotalAndSaturate) {
       {CElement(timeval{5, 500000}), true, 5, 5, 5.5},
       {CElement("TRUE"), true, 0, 0, 0},
       {CElement("-99999999999999999999"), true, INT32_MIN, INT64_MIN, -1e20},
-      {CElement("1e999"), true, INT32_MAX, INT64_MAX, HUGE_VAL},
-  };
+      {CElement("1e999"), true, INT32_MAX, INT64_MAX, HUGE_VAL}};
   for (const auto& [element, asBool, asInt, asInt64, asDouble] : kCases) {
     const std::string text = element.to_string();
     EXPECT_EQ(element.to_bool(), asBool) << text;
@@ -58,8 +56,7 @@ TEST(Element, ConvertTypeKeepsTheTime) {
       {CElement(-0.5), DATA_TIMEVAL, CElement(timeval{-1, 500000})},
       {CElement("1700000000.25"), DATA_TIMEVAL, CElement(timeval{1700000000, 250000})},
       {CElement("1.2.3"), DATA_TIMEVAL, CElement(timeval{0, 0})},
-      {CElement(7), DATA_NONE, CElement()},
-  };
+      {CElement(7), DATA_NONE, CElement()}};
   for (auto [element, type, expected] : kCases) {
     element.set_time({5, 6});
     expected.set_time({5, 6});

@@ -100,8 +100,7 @@ TEST_F(Events, ChangesPushOutNoOtherEventsAndTheMissingAreCounted) {
       {{{10, alarm}, {1500, delta}, {1500, alarm}, {3, delta}, {1, alarm}},
        {{1510, {501, 501, 0}, 2012, 1003}}},
       {{{1, delta}, {1001, alarm}, {1500, delta}}, {{2, {500, 0, 500}, 3, 2000}}},
-      {{{2000, delta}, {2000, alarm}}, {{0, {2000, 1000, 1000}, 1001, 2000}}},
-  };
+      {{{2000, delta}, {2000, alarm}}, {{0, {2000, 1000, 1000}, 1001, 2000}}}};
   for (const auto& [sent, looks] : kCases) {
     cds_.close();
     fs::remove_all(folder() / "run");

@@ -28,13 +28,6 @@ class Reader : public ClientTest {
     paths_.push_back(path);
     handles_.push_back(reader_.add(path));
   }
-  void writeMany(int count, int value) {
-    toolkit::CLeafBatch batch;
-    for (int i = 0; i < count; ++i) {
-      batch.add(normalized(paths_[static_cast<std::size_t>(i)]), CElement(value));
-    }
-    EXPECT_EQ(batch.write(cds_, "test"), API_SUCCESS);
-  }
   // Number of leaves that differ from what a new reader reads.
   int stale() {
     EXPECT_TRUE(reader_.read(cds_));
@@ -69,8 +62,7 @@ TEST_F(Reader, ReadsWhatWasWrittenSince) {
   EXPECT_EQ(set("/Dev/P7:PossibleValues", "a;b;c"), API_SUCCESS);
   EXPECT_EQ(stale(), 0);
   EXPECT_EQ(remove("/Dev/P5"), API_SUCCESS);
-  api_status_t status = API_NONE;
-  EXPECT_EQ(cds_.clear_leaf(normalized("/Dev/New"), status, "test"), 0);
+  EXPECT_EQ(clear(cds_, "/Dev/New"), API_SUCCESS);
   EXPECT_EQ(stale(), 0);
   add("/Dev/Later");
   EXPECT_EQ(set("/Dev/Later", 1), API_SUCCESS);
@@ -84,8 +76,12 @@ TEST_F(Reader, ReadsAllWhereTooMuchWasWritten) {
     }
     EXPECT_EQ(stale(), 0) << commits;
   }
-  for (const int batch : {4095, 4096, 4097, kLeaves}) {
-    writeMany(batch, batch);
+  for (const std::size_t batch : {4095, 4096, 4097, kLeaves}) {
+    toolkit::CLeafBatch many;
+    for (std::size_t i = 0; i < batch; ++i) {
+      many.add(normalized(paths_[i]), CElement(static_cast<int>(batch)));
+    }
+    EXPECT_EQ(many.write(cds_, "test"), API_SUCCESS);
     EXPECT_EQ(stale(), 0) << batch;
   }
   import(leaves("/Dev/P", kLeaves / 2, CElement(9)));

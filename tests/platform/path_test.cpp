@@ -19,8 +19,7 @@ TEST(Path, SplitsIntoNodeLeafAndSubAttribute) {
       {"/Dev1/Va:.AlarmHighLimit.Time", "/Dev1/Va", ".AlarmHighLimit", ".Time"},
       {"/Dev1/Va:Own.Time", "/Dev1/Va", "Own.Time", ""},
       {"/Büro/漢 1", "/Büro/漢 1", "Value", ""},
-      {"/Dev1/Row[1]", "/Dev1/Row[1]", "Value", ""},
-  };
+      {"/Dev1/Row[1]", "/Dev1/Row[1]", "Value", ""}};
   for (const auto& [text, node, leaf, sub] : kCases) {
     CPath path(text);
     ASSERT_EQ(path.normalize(), 0) << text;

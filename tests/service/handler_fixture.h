@@ -3,6 +3,7 @@
 
 #include "TarnixH.h"
 #include "front/engine.h"
+#include "front/envelope_server.h"
 #include "front/global_data.h"
 #include "service_fixture.h"
 
@@ -20,6 +21,15 @@ class HandlerTest : public StoreTest {
   void import(Leaves leaves) {
     StoreTest::import(std::move(leaves));
     ASSERT_EQ(global_.cdsApi.init(), 0) << global_.cdsApi.last_error();
+  }
+  // The reply to a whole request.
+  std::string serve(const std::string& body, const std::string& user = "operator") {
+    if (!global_.connxns) {
+      global_.connxns.emplace(global_.cdsApi, "/Connections", __psyslog);
+      global_.localesMap.emplace("en_US", std::locale::classic());
+      installHooks(ctx_);
+    }
+    return serveBytes(ctx_, {user, "192.0.2.1"}, body);
   }
 
  private:

@@ -6,6 +6,7 @@
 #include <sys/time.h>
 #include <sys/un.h>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <cstdlib>
 #include <regex>
 #include <string_view>
@@ -237,18 +238,15 @@ std::string envelope(const std::string& operation, const std::string& children,
 }
 
 Texts elements(const std::string& xml, const std::string& name) {
-  static const std::pair<std::string, char> kReferences[] = {
-      {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&amp;", '&'}};
+  static constexpr std::pair<const char*, const char*> kReferences[] = {
+      {"&lt;", "<"}, {"&gt;", ">"}, {"&quot;", "\""}, {"&amp;", "&"}};
   const std::regex tag("<([A-Za-z0-9-]+:)?" + name + "/?>");
   Texts result;
   for (std::sregex_iterator i(xml.begin(), xml.end(), tag), end; i != end; ++i) {
     const auto text = static_cast<std::size_t>(i->position() + i->length());
     result.push_back(xml.substr(text, xml.find('<', text) - text));
     for (const auto& [reference, character] : kReferences) {
-      for (std::size_t at = 0; (at = result.back().find(reference, at)) != std::string::npos;
-           ++at) {
-        result.back().replace(at, reference.size(), 1, character);
-      }
+      boost::replace_all(result.back(), reference, character);
     }
   }
   return result;

@@ -114,9 +114,6 @@ class StoreTest : public testing::Test {
     unsetenv("REMOTE_USER");
   }
 
-  static Leaf leaf(const std::string& node, const std::string& name, const CElement& element) {
-    return {node, name, element};
-  }
   // By a path as in "/Dev1/Va:Units".
   template <class Value>
   static Leaf leaf(const std::string& path, Value value) {
@@ -149,6 +146,11 @@ class StoreTest : public testing::Test {
   static api_status_t remove(CCds& cds, const std::string& node) {
     api_status_t status = API_NONE;
     cds.remove_node(node, status, "test");
+    return status;
+  }
+  static api_status_t clear(CCds& cds, const toolkit::CPath& path) {
+    api_status_t status = API_NONE;
+    cds.clear_leaf(path, status, "test");
     return status;
   }
   static std::vector<api_status_t> send(CCds& cds, const std::vector<CEvent>& events) {

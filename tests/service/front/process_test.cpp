@@ -191,15 +191,13 @@ TEST_F(Timer, AStoreThatTakesNoPingIsClosedAndOpenedAgain) {
     EXPECT_TRUE(readable());
     EXPECT_EQ(watchdogs().size(), 1U);
     // While it reads, no page is used again.
-    fs::remove(folder() / "reading");
-    ChildProcess reader([this] {
+    ChildProcess reader([] {
       std::string error;
       const auto live = toolkit::store::Store::openLive(error);
       const toolkit::store::ReadTransaction transaction(*live);
-      std::ofstream(folder() / "reading") << "";
-      return pause();
+      return raise(SIGSTOP);
     });
-    ASSERT_TRUE(await([this] { return fs::exists(folder() / "reading"); }));
+    reader.awaitStop();
     while (set(global_.cdsApi, "/X", CElement(1)) == API_SUCCESS) {
     }
     timer_task(&global_);

@@ -1,8 +1,15 @@
 // Rules of writing that no request of the core namespace reaches: test mode, and a client whose
-// store was closed under it.
+// store was closed under it. And what the log hears of a refusal, in which order and at which
+// level.
+#include <algorithm>
+#include <regex>
+
 #include "handler_fixture.h"
 #include "values/batch_writing.h"
+#include "values/error_strings.h"
 #include "values/writing.h"
+
+using namespace toolkit::ws;
 
 namespace {
 
@@ -44,8 +51,7 @@ TEST_F(WriteRules, TestModeMakesLeavesOfTheTypeThatTheirNameAsksFor) {
       {"/P:.AlarmLowLimit", "low", "? 12 Bad Value Format : Could not transform low", DATA_NONE},
       {"/P:Reference", "x",
        "? 11 Illegal Attribute : Automatic Attribute Reference is not Writable", DATA_NONE},
-      {"/P:Units[0]", "x", "? 16 Write Failed : CDS write access failed", DATA_STRING},
-  };
+      {"/P:Units[0]", "x", "? 16 Write Failed : CDS write access failed", DATA_STRING}};
   for (const auto& [path, text, reply, type] : kCases) {
     EXPECT_EQ(set(path, text), reply) << path;
     EXPECT_EQ(typeOf(path), type) << path;
@@ -67,8 +73,7 @@ TEST_F(WriteRules, SingleAndBatchWritesTakeTheSameLabels) {
       {"/B", "", "A", "true", true, true},
       {"/B", "", "A", "A", false, false},
       {"/B", "true", "", "true", true, true},
-      {"/B", "true", "", "false", false, true},
-  };
+      {"/B", "true", "", "false", false, true}};
   for (const auto& [node, writable, possible, label, valueTaken, maintenanceTaken] : kCases) {
     const std::string path = node;
     StoreTest::set(global_.cdsApi, path + ":WritableValues", CElement(writable));
@@ -95,8 +100,7 @@ TEST_F(WriteRules, ANewValueTypeConvertsTheValueOrZeroesIt) {
       {CElement(-0.0 / 0.0), "Multistate", DATA_INTEGER, "0"},
       {CElement("12 volts"), "Real", DATA_REAL, "0"},
       {CElement("TRUE"), "Boolean", DATA_BOOLEAN, "true"},
-      {CElement(42), "unheard of", DATA_STRING, "42"},
-  };
+      {CElement(42), "unheard of", DATA_STRING, "42"}};
   for (const auto& [before, valueType, type, after] : kCases) {
     for (const pcd_tribool_t persist : {PCD_FALSE, PCD_TRUE}) {
       StoreTest::set(global_.cdsApi, "/P", before, persist);
@@ -122,6 +126,62 @@ TEST_F(WriteRules, ABatchOfTestModeReadsValuesByItsOwnTypesAndLabels) {
                    "? 12 Bad Value Format : Cannot find PossibleValue match to write"}));
   EXPECT_EQ(setMany({"/P:ValueType", "/P"}, {"Boolean", "TRUE"}), (Texts{"Boolean", "TRUE"}));
   EXPECT_EQ(typeOf("/P"), DATA_BOOLEAN);
+}
+
+class Refusals : public HandlerTest {
+ protected:
+  // The lines of a logger of the level, each from its severity on.
+  std::string logged(int level, const Refusal& refusal, const std::string& subject) const {
+    const std::string file = folder() / "lines";
+    setenv("TOOLKIT_LOG", file.c_str(), 1);
+    toolkit::CSysLog log("t", level, false, false, true);
+    unsetenv("TOOLKIT_LOG");
+    __psyslog = &log;
+    EXPECT_FALSE(refuse(refusal, "Nothing at %s (%d)", subject.c_str(), 7));
+    const std::string lines = contentsOf(file);
+    fs::remove(file);
+    return std::regex_replace(lines, std::regex("[^\n]*? t ([^\n]*\n)"), "$1");
+  }
+
+  std::string out_ = "before";
+};
+
+TEST_F(Refusals, TheLineComesBeforeTheErrorString) {
+  const Refusal refusal = {WS_NO_DATA, "Gone", out_, nullptr, Refusal::Line::kInfo, "byte 3"};
+  const std::string first = "info: Nothing at /a%s (7)\n";
+  const std::string last = "info: BnwsErrMsg: ? 22 No Data Available : Gone\n";
+  EXPECT_EQ(logged(2, refusal, "/a%s"), first + "info: byte 3\n" + last);
+  EXPECT_EQ(logged(1, refusal, "/a%s"), first + last);
+  EXPECT_EQ(out_, "? 22 No Data Available : Gone");
+  EXPECT_EQ(logged(0, {WS_NO_DATA, nullptr, out_, nullptr}, "/a"), "");
+  EXPECT_EQ(out_, "? 22 No Data Available") << "also where nothing is logged";
+}
+
+TEST_F(Refusals, ALineHasItsSeverityLevelAndTheLogsLength) {
+  const std::string answer = "info: BnwsErrMsg: ? 16 Write Failed\n";
+  const Refusal notice = {WS_WRITE_FAILED, "", out_, nullptr, Refusal::Line::kNotice};
+  EXPECT_EQ(logged(1, notice, "/a"), "notice: Nothing at /a (7)\n" + answer);
+  const Refusal detail = {WS_WRITE_FAILED, "", out_, nullptr, Refusal::Line::kDetail};
+  EXPECT_EQ(logged(5, detail, "/a"), answer);
+  EXPECT_EQ(logged(6, detail, "/a"), "info: Nothing at /a (7)\n" + answer);
+  const std::string lines = logged(1, {WS_NO_DATA, nullptr, out_, nullptr}, std::string(5000, 'x'));
+  EXPECT_EQ(lines.find('\n'), std::string("info: ").size() + 2000);
+}
+
+TEST_F(Refusals, AFloodOfOneKindHidesNoOther) {
+  const std::string file = folder() / "flood";
+  setenv("TOOLKIT_LOG", file.c_str(), 1);
+  toolkit::CSysLog log("t", 1, false, false, true);
+  unsetenv("TOOLKIT_LOG");
+  __psyslog = &log;
+  const Refusal refusal = {WS_NO_DATA, nullptr, out_, nullptr};
+  for (int i = 0; i < 1000; ++i) {
+    refuse(refusal, "Nothing at %d", i);
+  }
+  refuse(refusal, "Another reason: %d", 7);
+  const std::string lines = contentsOf(file);
+  EXPECT_LT(std::count(lines.begin(), lines.end(), '\n'), 110);
+  EXPECT_TRUE(contains(lines, "Another reason: 7"));
 }
 
 }  // namespace

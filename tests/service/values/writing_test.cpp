@@ -1,5 +1,5 @@
 // The write operations over the real socket: what is acknowledged is there, what is refused changed
-// nothing.
+// nothing. Where the store cannot take it, the old values stay whole and the service goes on.
 #include "service_fixture.h"
 
 namespace {
@@ -53,8 +53,7 @@ TEST_F(Writing, RefusesAndChangesNothing) {
       {"/M1/Gone", "1", "? 9 Node Not Found : Node does not exist"},
       {"/M1/", "1", "? 8 Bad Path Syntax : CDS Error in supplied path"},
       {"/M1/Count", "", "? 12 Bad Value Format : No Value provided"},
-      {"", "1", "? 8 Bad Path Syntax : No Path provided"},
-  };
+      {"", "1", "? 8 Bad Path Syntax : No Path provided"}};
   for (const auto& [path, text, answer] : kCases) {
     EXPECT_EQ(set(path, text), answer) << path;
     if (!text.empty()) {
@@ -94,6 +93,64 @@ TEST_F(Writing, ABatchAnswersEachEntryAndEntriesInformEachOther) {
             Texts{"? 14 Index Out of Range : Mismatched array sizes"});
   EXPECT_EQ(setMany({}, {"1"}), Texts{"? 17 No Paths Provided : No Paths provided"});
   EXPECT_EQ(setMany({"/M1/Count"}, {}), Texts{"? 23 Empty Array : No Values provided"});
+}
+
+const std::string kFailed = "? 16 Write Failed : CDS write access failed";
+const std::string kBatchFailed = "? 16 Write Failed : Attempt to write data failed";
+
+class StoreTrouble : public ServiceTest {
+ protected:
+  void begin(Leaves leaves = {}) {
+    leaves.push_back(leafAt("/M1/Text", "old"));
+    import(leaves);
+    start();
+  }
+  void expectOldValues() {
+    EXPECT_EQ(value("/M1/Count"), "42");
+    EXPECT_EQ(value("/M1/Text"), "old");
+  }
+};
+
+TEST_F(StoreTrouble, AReadOnlyStoreIsOnlyRead) {
+  begin({leafAt("/ReadOnlyCDS", true)});
+  EXPECT_EQ(set("/M1/Count", "1"), kFailed);
+  EXPECT_EQ(setMany({"/M1/Count"}, {"1"}), std::vector{kFailed});
+  EXPECT_TRUE(contains(call("createSubscription", tags({{"n:subscriptionId", "a"}})), "Fault"));
+  expectOldValues();
+  stop(SIGTERM);
+  EXPECT_EQ(appStatus(), "2");
+}
+
+TEST_F(StoreTrouble, AFullMapTakesNeitherALargeTextNorASmallOneBesideIt) {
+  setenv("TOOLKIT_STORE_LIMIT", "1000000", 1);
+  begin();
+  const std::string large(1000000, 'x');
+  for (const char* options : {"", "persist"}) {
+    EXPECT_EQ(set("/M1/Text", large, options), kFailed);
+    EXPECT_EQ(setMany({"/M1/Count", "/M1/Text"}, {"1", large}, options), Texts(2, kBatchFailed));
+    expectOldValues();
+    ASSERT_EQ(toolkit::admin::boot(), "");
+    expectOldValues();
+  }
+  EXPECT_EQ(set("/M1/Count", "43", "persist"), "43") << "what fits is still taken";
+}
+
+TEST_F(StoreTrouble, AClientThatFillsTheStoreDoesNotStopTheMeter) {
+  setenv("TOOLKIT_STORE_LIMIT", "2000000", 1);
+  begin();
+  std::string reply;
+  for (int i = 0; i < 1000 && !contains(reply, "? 16 Write Failed"); ++i) {
+    const std::string path = "/M1/New" + std::to_string(i);
+    const std::string children = tags({{"n:path", path}, {"n:value", std::string(5000, 'x')}});
+    reply = post(envelope("SetLeaf", children, "TarnixWSTest"), "admin").body();
+  }
+  EXPECT_TRUE(contains(reply, "? 16 Write Failed"));
+  EXPECT_EQ(set("/M1/Count", "43"), "43") << "what does not grow is still taken";
+  CCds meter;
+  for (int i = 0; i < 50; ++i) {
+    const CEvent event = makeEvent(toolkit::EVENT_PLAIN, "", std::string(1000, 'x'), {});
+    ASSERT_EQ(send(meter, {event}), std::vector{API_SUCCESS}) << meter.last_error();
+  }
 }
 
 }  // namespace
