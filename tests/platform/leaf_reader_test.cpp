@@ -84,8 +84,33 @@ TEST_F(Reader, ReadsAllWhereTooMuchWasWritten) {
     EXPECT_EQ(many.write(cds_, "test"), API_SUCCESS);
     EXPECT_EQ(stale(), 0) << batch;
   }
+  for (int i = 0; i < 12; ++i) {
+    writeMany(4000, i);
+    EXPECT_EQ(set("/Dev/P4500", i), API_SUCCESS);
+  }
+  EXPECT_EQ(stale(), 0) << "more than is kept";
   import(leaves("/Dev/P", kLeaves / 2, CElement(9)));
   EXPECT_EQ(stale(), 0) << "another model";
+}
+
+TEST_F(Reader, KeepsUpWithAnotherProcess) {
+  ChildProcess writer([this] {
+    for (int i = 0; i < kLeaves; ++i) {
+      // Each leaf for the last time once: what is missed stays so.
+      set("/Dev/P" + std::to_string(i), i);
+      if (i % 100 == 0) {
+        writeMany(i % 4000, i);
+      }
+    }
+    std::ofstream(folder() / "done") << "";
+    return 0;
+  });
+  int reads = 0;
+  for (; !fs::exists(folder() / "done"); ++reads) {
+    EXPECT_TRUE(reader_.read(cds_));
+  }
+  EXPECT_EQ(writer.wait(), 0);
+  EXPECT_EQ(stale(), 0) << "after " << reads << " reads";
 }
 
 TEST_F(Reader, FollowsItsClient) {

@@ -16,6 +16,7 @@
 namespace toolkit {
 
 namespace store {
+class ChangeRing;
 class ReadTransaction;
 }  // namespace store
 
@@ -54,7 +55,7 @@ class CLeafReader {
 
  private:
   int readFrom(const std::shared_ptr<store::Store>& store);
-  bool readChanged(store::ReadTransaction& transaction);
+  bool readChanged(const store::ChangeRing& changes, store::ReadTransaction& transaction);
   void readAll(store::ReadTransaction& transaction);
   void readLeaves(store::ReadTransaction& transaction, const std::vector<std::size_t>& indices);
   void index();
@@ -66,6 +67,7 @@ class CLeafReader {
   std::vector<element_property_t> sources_;
   // The state that was read last, and of which store; 0: none, or not of all leaves.
   std::size_t state_ = 0;
+  std::uint64_t position_ = 0;  // of what the store noted after it
   std::weak_ptr<store::Store> store_;
   // Filled at the second read: hashes of the keys in their order, each with its leaf.
   std::vector<std::pair<std::uint64_t, std::size_t>> byHash_;

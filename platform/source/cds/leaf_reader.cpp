@@ -33,18 +33,26 @@ int CLeafReader::readFrom(const std::shared_ptr<store::Store>& store) {
     store_ = store;
     state_ = 0;
   }
+  store::ChangeRing& changes = store->live().changes();
+  const std::uint64_t end = changes.end();
   store::ReadTransaction transaction(store->live());
-  if (!readChanged(transaction)) {
+  if (!readChanged(changes, transaction)) {
     readAll(transaction);
+    position_ = end;
+    if (transaction.status() == 0) {
+      changes.skip(position_, transaction.id());
+    }
   }
   state_ = transaction.status() == 0 ? transaction.id() : 0;
   return transaction.status();
 }
 
-bool CLeafReader::readChanged(store::ReadTransaction& transaction) {
+bool CLeafReader::readChanged(const store::ChangeRing& changes,
+                              store::ReadTransaction& transaction) {
   std::vector<std::uint64_t> hashes;
   if (transaction.status() != 0 || state_ == 0 ||
-      !store::collectChanges(transaction, state_, hashes) || hashes.size() > paths_.size()) {
+      !changes.collect(position_, state_, transaction.id(), hashes) ||
+      hashes.size() > paths_.size()) {
     return false;
   }
   if (byHash_.empty() && computed_.empty()) {

@@ -1,31 +1,26 @@
 #include "store/changes.h"
 
-#include <cstring>
-#include <string>
+#include <fcntl.h>
+#include <sys/mman.h>
 
-#include "store/transaction.h"
+#include <algorithm>
+#include <array>
+#include <atomic>
+
+#include "store/database_file.h"
+#include "unique_fd.h"
 
 namespace toolkit::store {
 
 namespace {
 
-// So many rows of single leaves fill one page.
-constexpr std::size_t kRows = 128;
-// A batch that changes more is written as if it had changed everything.
-constexpr std::size_t kMaxLeaves = 4096;
-constexpr std::size_t kNumberSize = sizeof(std::uint64_t);
+constexpr std::size_t kWords = 32768;
+// An entry: its state, how many leaves, and their hashes.
+constexpr std::size_t kHeadWords = 2;
+constexpr std::uint64_t kAll = UINT64_MAX;  // in place of their number
 
-struct RowKey {
-  explicit RowKey(std::size_t state) : slot(static_cast<char>(state % kRows)) {}
-  operator std::string_view() const { return {&slot, 1}; }
-  char slot;
-};
-
-std::uint64_t numberAt(std::string_view bytes, std::size_t index) {
-  std::uint64_t number = 0;
-  std::memcpy(&number, bytes.data() + index * kNumberSize, kNumberSize);
-  return number;
-}
+static_assert(kHeadWords + Changes::kMaxLeaves <= kWords / 4);
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
 
 }  // namespace
 
@@ -46,36 +41,111 @@ void Changes::note(std::string_view key) {
   }
 }
 
-void Changes::enter(WriteTransaction& transaction) const {
-  const RowKey key(transaction.id());
-  if (all_) {
-    transaction.erase(Table::kChange, key);
-    return;
+// A new file is all zeros: an empty ring. Positions count on for ever, and a word stands at its
+// position modulo kWords.
+struct ChangeRing::Shared {
+  std::atomic<std::uint64_t> end;
+  // Up to here words may have been overwritten; beyond `end` while an entry is made, or where its
+  // maker was killed.
+  std::atomic<std::uint64_t> begunTo;
+  std::array<std::atomic<std::uint64_t>, kWords> words;
+};
+
+ChangeRing::~ChangeRing() {
+  if (shared_ != nullptr) {
+    munmap(shared_, sizeof *shared_);
   }
-  std::string row((1 + leaves_.size()) * kNumberSize, '\0');
-  const std::uint64_t state = transaction.id();
-  std::memcpy(row.data(), &state, kNumberSize);
-  if (!leaves_.empty()) {
-    std::memcpy(row.data() + kNumberSize, leaves_.data(), leaves_.size() * kNumberSize);
-  }
-  transaction.put(Table::kChange, key, row);
 }
 
-bool collectChanges(Transaction& transaction, std::size_t since,
-                    std::vector<std::uint64_t>& leaves) {
-  const std::size_t now = transaction.id();
-  if (since == 0 || since > now || now - since > kRows) {
+void ChangeRing::open(const std::string& file) {
+  if (shared_ != nullptr) {
+    return;
+  }
+  const UniqueFd descriptor(
+      ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, GroupFileMode::kMode));
+  if (!descriptor || posix_fallocate(descriptor.get(), 0, sizeof(Shared)) != 0) {
+    return;
+  }
+  void* memory =
+      mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor.get(), 0);
+  if (memory != MAP_FAILED) {
+    shared_ = static_cast<Shared*>(memory);
+  }
+}
+
+void ChangeRing::enter(std::uint64_t state, const Changes& changes) {
+  if (shared_ == nullptr) {
+    return;
+  }
+  constexpr auto kRelaxed = std::memory_order_relaxed;
+  const std::size_t leaves = changes.all() ? 0 : changes.leaves().size();
+  const std::uint64_t begin = shared_->end.load(kRelaxed);
+  const std::uint64_t end = begin + kHeadWords + leaves;
+  shared_->begunTo.store(std::max(shared_->begunTo.load(kRelaxed), end), kRelaxed);
+  std::atomic_thread_fence(std::memory_order_release);
+  const auto put = [this](std::uint64_t position, std::uint64_t word) {
+    shared_->words[position % kWords].store(word, kRelaxed);
+  };
+  put(begin, state);
+  put(begin + 1, changes.all() ? kAll : leaves);
+  for (std::size_t i = 0; i < leaves; ++i) {
+    put(begin + kHeadWords + i, changes.leaves()[i]);
+  }
+  shared_->end.store(end, std::memory_order_release);
+}
+
+std::uint64_t ChangeRing::end() const {
+  return shared_ == nullptr ? 0 : shared_->end.load(std::memory_order_acquire);
+}
+
+std::uint64_t ChangeRing::wordAt(std::uint64_t position) const {
+  return shared_->words[position % kWords].load(std::memory_order_relaxed);
+}
+
+bool ChangeRing::isOverwritten(std::uint64_t position) const {
+  std::atomic_thread_fence(std::memory_order_acquire);
+  return shared_->begunTo.load(std::memory_order_relaxed) - position > kWords;
+}
+
+// False where there is none, or none that is whole.
+bool ChangeRing::entryAt(std::uint64_t position, std::uint64_t end, Entry& entry) const {
+  if (position >= end || end - position > kWords) {
     return false;
   }
-  for (std::size_t state = since + 1; state <= now; ++state) {
-    const auto row = transaction.get(Table::kChange, RowKey(state));
-    if (!row || row->size() < kNumberSize || numberAt(*row, 0) != state) {
+  const std::uint64_t count = wordAt(position + 1);
+  entry = {wordAt(position), count == kAll, count == kAll ? 0 : static_cast<std::size_t>(count)};
+  return entry.leaves <= Changes::kMaxLeaves && position + kHeadWords + entry.leaves <= end;
+}
+
+void ChangeRing::skip(std::uint64_t& position, std::uint64_t now) const {
+  const std::uint64_t last = end();
+  Entry entry;
+  while (entryAt(position, last, entry) && entry.state <= now) {
+    position += kHeadWords + entry.leaves;
+  }
+}
+
+bool ChangeRing::collect(std::uint64_t& position, std::uint64_t since, std::uint64_t now,
+                         std::vector<std::uint64_t>& leaves) const {
+  const std::uint64_t last = end();
+  std::uint64_t known = since;
+  std::uint64_t at = position;
+  Entry entry;
+  while (entryAt(at, last, entry) && entry.state <= now) {
+    // Between two states each has an entry; an older one is that of another database.
+    if (entry.all || entry.state <= since || entry.state < known || entry.state > known + 1) {
       return false;
     }
-    for (std::size_t i = 1; i < row->size() / kNumberSize; ++i) {
-      leaves.push_back(numberAt(*row, i));
+    for (std::size_t i = 0; i < entry.leaves; ++i) {
+      leaves.push_back(wordAt(at + kHeadWords + i));
     }
+    known = entry.state;
+    at += kHeadWords + entry.leaves;
   }
+  if (known != now || shared_ == nullptr || isOverwritten(position)) {
+    return false;
+  }
+  position = at;
   return true;
 }
 

@@ -132,6 +132,9 @@ std::string Environment::prepareLocks() {
   if (error.empty() && !writers_.isOpen()) {
     error = writers_.open(file_ + "-writer");
   }
+  if (notesChanges()) {
+    changes_.open(file_ + "-changes");
+  }
   return error;
 }
 

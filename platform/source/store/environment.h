@@ -15,12 +15,13 @@
 #include <memory>
 #include <string>
 
+#include "store/changes.h"
 #include "store/lmdb_handles.h"
 #include "store/writer_lock.h"
 
 namespace toolkit::store {
 
-enum class Table : std::size_t { kLeaf, kNode, kDevice, kRight, kWatchdog, kMeta, kEvent, kChange };
+enum class Table : std::size_t { kLeaf, kNode, kDevice, kRight, kWatchdog, kMeta, kEvent };
 
 // Keys and value of the table kMeta.
 inline constexpr const char* kVersionKey = "version";
@@ -47,6 +48,7 @@ class Environment {
   const std::string& file() const { return file_; }
   // Whether each commit says which leaves it changed: in the live half.
   bool notesChanges() const { return commits_ == Commits::kUnsynced; }
+  ChangeRing& changes() { return changes_; }
   // How long a write waits for those of other processes. After one that has waited in vain the next
   // ones wait less, until one succeeds.
   static constexpr std::chrono::milliseconds kPatience{2000};
@@ -89,7 +91,7 @@ class Environment {
   friend class Transaction;
   friend class ReadTransaction;
   friend class WriteTransaction;
-  static constexpr std::size_t kTableCount = 8;
+  static constexpr std::size_t kTableCount = 7;
   // A file of an earlier program has only so many: the others are added to it.
   static constexpr std::size_t kFirstTables = 6;
 
@@ -133,6 +135,7 @@ class Environment {
   std::size_t ceiling_ = 0;  // of the map, while it is exceeded
   Handle handle_;
   WriterLock writers_;
+  ChangeRing changes_;
   std::chrono::milliseconds patience_ = kPatience;
   bool waitedInVain_ = false;
   std::string failure_;  // why the last connect() failed

@@ -10,8 +10,7 @@ namespace toolkit::store {
 
 namespace {
 
-constexpr std::array kTableNames = {"leaf",     "node", "device", "right",
-                                    "watchdog", "meta", "event",  "change"};
+constexpr std::array kTableNames = {"leaf", "node", "device", "right", "watchdog", "meta", "event"};
 constexpr std::size_t kInitialMap = std::size_t{16} << 20;
 constexpr MDB_dbi kMainTable = 1;
 

@@ -156,10 +156,10 @@ void WriteTransaction::keepToClientsPart() {
 }
 
 int WriteTransaction::commit() {
-  if (environment_.notesChanges()) {
-    changes_.enter(*this);
-  }
   if (status_ == MDB_SUCCESS) {
+    if (environment_.notesChanges()) {
+      environment_.changes().enter(id(), changes_);
+    }
     keep(mdb_txn_commit(owner_.release()));
   }
   abort();
