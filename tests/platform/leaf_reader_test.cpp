@@ -28,6 +28,13 @@ class Reader : public ClientTest {
     paths_.push_back(path);
     handles_.push_back(reader_.add(path));
   }
+  void writeMany(std::size_t count, int value) {
+    toolkit::CLeafBatch batch;
+    for (std::size_t i = 0; i < count; ++i) {
+      batch.add(normalized(paths_[i]), CElement(value));
+    }
+    EXPECT_EQ(batch.write(cds_, "test"), API_SUCCESS);
+  }
   // Number of leaves that differ from what a new reader reads.
   int stale() {
     EXPECT_TRUE(reader_.read(cds_));
@@ -77,11 +84,7 @@ TEST_F(Reader, ReadsAllWhereTooMuchWasWritten) {
     EXPECT_EQ(stale(), 0) << commits;
   }
   for (const std::size_t batch : {4095, 4096, 4097, kLeaves}) {
-    toolkit::CLeafBatch many;
-    for (std::size_t i = 0; i < batch; ++i) {
-      many.add(normalized(paths_[i]), CElement(static_cast<int>(batch)));
-    }
-    EXPECT_EQ(many.write(cds_, "test"), API_SUCCESS);
+    writeMany(batch, static_cast<int>(batch));
     EXPECT_EQ(stale(), 0) << batch;
   }
   for (int i = 0; i < 12; ++i) {
@@ -96,10 +99,9 @@ TEST_F(Reader, ReadsAllWhereTooMuchWasWritten) {
 TEST_F(Reader, KeepsUpWithAnotherProcess) {
   ChildProcess writer([this] {
     for (int i = 0; i < kLeaves; ++i) {
-      // Each leaf for the last time once: what is missed stays so.
       set("/Dev/P" + std::to_string(i), i);
       if (i % 100 == 0) {
-        writeMany(i % 4000, i);
+        writeMany(static_cast<std::size_t>(i) % 4000, i);
       }
     }
     std::ofstream(folder() / "done") << "";
