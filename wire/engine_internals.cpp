@@ -52,7 +52,7 @@ void setOperation(struct soap* ctx, const char* name) {
 const char* missingReference(const struct soap* ctx) {
   // Empty as it is for almost every request, the table equals itself, shifted by an entry.
   if (ctx->iht[0] == nullptr &&
-      std::memcmp(ctx->iht, ctx->iht + 1, sizeof ctx->iht - sizeof ctx->iht[0]) == 0) {
+      std::memcmp(ctx->iht, ctx->iht + 1, (std::size(ctx->iht) - 1) * sizeof(void*)) == 0) {
     return nullptr;
   }
   const auto* const found = std::find_if(std::begin(ctx->iht), std::end(ctx->iht),
