@@ -14,18 +14,11 @@ using engine_internals::namespaceOf;
 
 constexpr std::string_view kEnvelope = "SOAP-ENV";
 
-// A tag's prefix and local name.
-std::pair<std::string_view, std::string_view> split(std::string_view tag) {
-  const std::size_t colon = tag.find(':');
-  return colon == std::string_view::npos ? std::pair(std::string_view(), tag)
-                                         : std::pair(tag.substr(0, colon), tag.substr(colon + 1));
-}
-
 // True for a child of the operation, in its namespace or in none, where `expected` is one.
 bool isOwnChild(const struct soap* ctx, const char* expected) {
   const char* const operation = engine_internals::operation(ctx);
-  const auto [prefix, name] = split(ctx->tag);
-  const auto [wantedPrefix, wantedName] = split(expected);
+  const auto [prefix, name] = splitTag(ctx->tag);
+  const auto [wantedPrefix, wantedName] = splitTag(expected);
   if (name != wantedName || (!wantedPrefix.empty() && wantedPrefix != operation)) {
     return false;
   }
@@ -64,8 +57,14 @@ void noteReference(struct soap* ctx) {
 
 }  // namespace
 
+std::pair<std::string_view, std::string_view> splitTag(std::string_view tag) {
+  const std::size_t colon = tag.find(':');
+  return colon == std::string_view::npos ? std::pair(std::string_view(), tag)
+                                         : std::pair(tag.substr(0, colon), tag.substr(colon + 1));
+}
+
 void beginOperation(struct soap* ctx) {
-  const char* const found = namespaceOf(ctx, split(ctx->tag).first);
+  const char* const found = namespaceOf(ctx, splitTag(ctx->tag).first);
   const bool known = found != nullptr && *found != '\0' && found != kEnvelope;
   engine_internals::setOperation(ctx, known ? found : nullptr);
 }

@@ -6,7 +6,13 @@
 // operation.
 #pragma once
 
+#include <string_view>
+#include <utility>
+
 #include "stdsoap2.h"
+
+// A tag's prefix and local name.
+std::pair<std::string_view, std::string_view> splitTag(std::string_view tag);
 
 // Notes the namespace of the operation, the element that has just been looked at: it holds for the
 // elements up to the next call.

@@ -8,6 +8,7 @@
 #include <exception>
 
 #include "TarnixH.h"
+#include "elements.h"
 #include "front/clients.h"
 #include "front/global_data.h"
 #include "front/memory_budget.h"
@@ -136,19 +137,13 @@ void endReply(struct soap* ctx) {
   soap_end(ctx);
 }
 
-// Without the prefix, which is the client's.
-std::string localName(const char* tag) {
-  const std::string name = tag;
-  return name.substr(name.find(':') + 1);
-}
-
 // The generated dispatcher; it takes the body's first element as it finds it.
 bool serveOperation(struct soap* ctx) {
   if (soap_peek_element(ctx) != SOAP_OK) {
     return false;
   }
   Statistics& statistics = globalData(ctx)->statistics;
-  statistics.setOperation(localName(ctx->tag));
+  statistics.setOperation(std::string(splitTag(ctx->tag).second));
   const int result = soap_serve_request(ctx);
   if (result == SOAP_NO_METHOD) {
     statistics.setOperation(Statistics::kNoOperation);

@@ -25,8 +25,6 @@ class Statistics {
   // Writes the counts below `node`, unless nothing was counted since the last time.
   void publish(toolkit::CCds& cds, const std::string& node);
 
-  const Counts& counts() const { return counts_; }
-
  private:
   using Clock = std::chrono::steady_clock;
 

@@ -72,10 +72,13 @@ int acceptConnection(int listener) {
 }
 
 void boundWriting(int connection, int seconds) {
-  // With such a bound a write that waits would not go on after the alarm.
-  const itimerval none = {};
-  setitimer(ITIMER_REAL, &none, nullptr);
-  isSet = 0;
+  // With such a bound a write that waits does not go on after the alarm. A request that has not
+  // ended yet keeps it all the same: its rest is still to be read.
+  if (reading == -1) {
+    const itimerval none = {};
+    setitimer(ITIMER_REAL, &none, nullptr);
+    isSet = 0;
+  }
   const timeval patience = {seconds, 0};
   setsockopt(connection, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
 }

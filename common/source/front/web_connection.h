@@ -18,8 +18,7 @@ class ReadDeadline {
 // when there is none, or another process has taken it.
 int acceptConnection(int listener);
 
-// From now on a write waits at most so long for a peer that does not read. Not while the request is
-// still being read.
+// From now on a write waits at most so long for a peer that does not read.
 void boundWriting(int connection, int seconds);
 
 // True when the peer has closed: nobody waits for the reply.

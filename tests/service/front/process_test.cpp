@@ -2,6 +2,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 
+#include <future>
 #include <limits>
 
 #include "front/process.h"
@@ -41,6 +42,13 @@ TEST_F(Process, APeerThatLeavesEarlyDelaysNobodyAndOneThatStallsIsGivenUp) {
   EXPECT_EQ(value("/M1/Count"), "42") << "after a request that does not end";
   const SilentPeer reader(socketPath(), request);
   EXPECT_EQ(value("/M1/Count"), "42") << "after a reply that nobody reads";
+  // The engine's buffer is full with the envelope's end: it asks for no more.
+  std::string body = envelope("getValue", "<n:path>/M1/Large</n:path>");
+  body.insert(0, SOAP_BUFLEN - body.size(), ' ');
+  const std::string endless = encodedRequest({}, body);
+  SilentPeer taker(socketPath(), endless.substr(0, endless.size() - 8));
+  const auto taken = std::async(std::launch::async, [&taker] { return taker.reply(); });
+  EXPECT_EQ(value("/M1/Count"), "42") << "after a large reply to a request that does not end";
   const SilentPeer silent(socketPath(), "\1");
   EXPECT_EQ(value("/M1/Count"), "42") << "after a byte and silence";
 }
